@@ -1,0 +1,23 @@
+# What the field expects of a program that others' builds depend on.
+#
+# Host: stack protector, fortified library calls, position independence, read-only relocations bound at start.
+# Windows: stack protector; address space randomisation with high entropy, no execution of data.
+# Both carry the compiler's runtimes inside, so that a product needs only what the system itself ships.
+add_library(hardening INTERFACE)
+target_compile_options(hardening INTERFACE -fstack-protector-strong)
+target_link_options(hardening INTERFACE -static-libgcc -static-libstdc++)
+if(WIN32)
+  target_link_options(hardening INTERFACE
+    -static -Wl,--nxcompat,--dynamicbase,--high-entropy-va)
+else()
+  set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+  include(CheckPIESupported)
+  check_pie_supported()
+  target_link_options(hardening INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
+  if(NOT TORVEL_SANITIZE)
+    target_compile_options(hardening INTERFACE $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
+  endif()
+endif()
+if(TORVEL_SANITIZE)
+  set_target_properties(hardening PROPERTIES INTERFACE_LINK_OPTIONS "")
+endif()

@@ -1,0 +1,27 @@
+// One lazily created instance of a class for the whole process.
+//
+// A class T derives from Singleton<T> and is reached only through Singleton<T>::GetInstance(). The instance is created
+// on first use, belongs to the process and is never destroyed. Main thread only: there is no lock.
+#pragma once
+
+#include "platform/Assertion.h"
+
+template <typename T>
+class Singleton {
+ public:
+  virtual ~Singleton() = default;
+
+  static T& GetInstance() {
+    if (m_instance == nullptr) {
+      m_instance = new T;
+    }
+    Assert(m_instance != nullptr, "m_instance != 0", "Singleton");
+    return *m_instance;
+  }
+
+ private:
+  static T* m_instance;
+};
+
+template <typename T>
+T* Singleton<T>::m_instance = nullptr;

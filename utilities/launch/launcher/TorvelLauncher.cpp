@@ -1,0 +1,34 @@
+#include "TorvelLauncher.h"
+
+#include "CommandLineParameters.h"
+#include "platform/Diagnostics.h"
+#include "platform/FileUtilities.h"
+#include "platform/LaunchFailure.h"
+
+void TorvelLauncher::AddCommand(const std::vector<std::string>& names, CommandHandler handler) {
+  m_Commands.push_back({names, handler});
+}
+
+int TorvelLauncher::Run() {
+  LocateWorkspace();
+  CommandLineParameters& parameters = Singleton<CommandLineParameters>::GetInstance();
+  if (parameters.GetCount() == 0) {
+    throw LaunchFailure("No command specified");
+  }
+  const std::string key = ToLower(parameters.GetAt(0).m_Name);
+  const Command command = FindCommand(key);
+  parameters.GetAt(0).m_Name = command.name;
+  DebugPrint("Launching %s: %p\n", key.c_str(), reinterpret_cast<void*>(command.handler));
+  return command.handler();
+}
+
+TorvelLauncher::Command TorvelLauncher::FindCommand(const std::string& key) const {
+  for (const CommandEntry& entry : m_Commands) {
+    for (const std::string& name : entry.names) {
+      if (ToLower(name) == key) {
+        return {name, entry.handler};
+      }
+    }
+  }
+  throw LaunchFailure("Command '" + key + "' not found");
+}

@@ -1,0 +1,48 @@
+// One launch: finds the workspace, finds the command, runs the command's handler.
+//
+// Created on first use through Singleton<TorvelLauncher>::GetInstance(), after CommandLineParameters has read the
+// command line. Main thread only.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Singleton.h"
+
+// Takes what it needs from the two singletons and returns the launch's exit code. When it runs, the workspace root is
+// the current directory and parameter 0 of CommandLineParameters is the command's registered name.
+using CommandHandler = int (*)();
+
+struct CommandEntry {
+  std::vector<std::string> names;
+  CommandHandler handler;
+};
+
+class TorvelLauncher : public Singleton<TorvelLauncher> {
+ public:
+  // Builds the command table.
+  TorvelLauncher();
+
+  void AddCommand(const std::vector<std::string>& names, CommandHandler handler);
+
+  // Called once. Returns the handler's result. Throws LaunchFailure.
+  int Run();
+
+  // The directory the launcher was started in, relative to the workspace root: ends in "/", or is empty.
+  std::string GetStartPath() const { return m_StartPath; }
+
+ private:
+  struct Command {
+    std::string name;  // as registered
+    CommandHandler handler;
+  };
+
+  // Records the jar and library directories and the start path and makes the workspace root the current directory.
+  // Throws LaunchFailure when there is no workspace.
+  void LocateWorkspace();
+
+  Command FindCommand(const std::string& key) const;
+
+  std::vector<CommandEntry> m_Commands;
+  std::string m_StartPath;
+};

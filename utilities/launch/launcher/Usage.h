@@ -1,0 +1,4 @@
+// The launcher's own help.
+#pragma once
+
+void PrintUsage();

@@ -1,0 +1,138 @@
+#include "platform/Socket.h"
+
+#include <string.h>
+
+namespace {
+
+constexpr DWORD kOverlapped = 1;  // the handle's attribute only: every call here blocks
+
+}  // namespace
+
+int32_t InitialiseSockets() {
+  WSADATA data = {};
+  const int error = WSAStartup(MAKEWORD(2, 2), &data);
+  if (error != 0) {
+    return error;
+  }
+  if (data.wVersion != MAKEWORD(2, 2)) {
+    WSACleanup();
+    return -1;
+  }
+  return 0;
+}
+
+int32_t CleanupSockets() { return WSACleanup(); }
+
+SocketStartup::SocketStartup() : m_Initialised(false) {
+  // A failed start shows in the connection that follows; releasing it as well does no harm.
+  InitialiseSockets();
+  m_Initialised = true;
+}
+
+SocketStartup::~SocketStartup() {
+  if (m_Initialised) {
+    CleanupSockets();
+  }
+}
+
+Socket::Socket(const char* host, uint16_t port, int type, int family, int protocol) {
+  if (Create(type, family, protocol)) {
+    Connect(host, port);
+  }
+}
+
+Socket::~Socket() { Close(); }
+
+bool Socket::Create(int type, int family, int protocol) {
+  Close();
+  m_Socket = WSASocketA(family, type, protocol, nullptr, 0, kOverlapped);
+  if (m_Socket == INVALID_SOCKET) {
+    RecordError();
+  } else {
+    m_Open = true;
+  }
+  return m_Open;
+}
+
+int32_t Socket::Connect(const char* host, uint16_t port) {
+  m_LastError = 0;
+  if (!m_Open) {
+    return -1;
+  }
+  sockaddr_in address = {};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port);
+  address.sin_addr.s_addr = inet_addr(host);
+  if (address.sin_addr.s_addr == INADDR_NONE) {
+    const hostent* resolved = gethostbyname(host);
+    if (resolved == nullptr || WSAGetLastError() != 0) {
+      return RecordError();
+    }
+    memcpy(&address.sin_addr, resolved->h_addr_list[0], sizeof address.sin_addr);
+  }
+  if (WSAConnect(m_Socket, reinterpret_cast<const sockaddr*>(&address), sizeof address, nullptr,
+                 nullptr, nullptr, nullptr) != 0) {
+    return RecordError();
+  }
+  m_Connected = true;
+  return 0;
+}
+
+int32_t Socket::Send(const void* buffer, int32_t length, uint32_t flags) {
+  m_LastError = 0;
+  if (!m_Open) {
+    return -1;
+  }
+  // WSASend reads the buffer only, though its descriptor does not say so.
+  WSABUF descriptor = {};
+  descriptor.len = static_cast<decltype(descriptor.len)>(length);
+  descriptor.buf = static_cast<char*>(const_cast<void*>(buffer));
+  DWORD sent = 0;
+  if (WSASend(m_Socket, &descriptor, 1, &sent, flags, nullptr, nullptr) != 0) {
+    return RecordTransferError();
+  }
+  return static_cast<int32_t>(sent);
+}
+
+int32_t Socket::Receive(void* buffer, int32_t capacity, uint32_t flags) {
+  m_LastError = 0;
+  if (!m_Open) {
+    return -1;
+  }
+  WSABUF descriptor = {};
+  descriptor.len = static_cast<decltype(descriptor.len)>(capacity);
+  descriptor.buf = static_cast<char*>(buffer);
+  DWORD received = 0;
+  DWORD receiveFlags = flags;
+  if (WSARecv(m_Socket, &descriptor, 1, &received, &receiveFlags, nullptr, nullptr) != 0) {
+    return RecordTransferError();
+  }
+  if (received == 0) {
+    m_Connected = false;
+  }
+  return static_cast<int32_t>(received);
+}
+
+void Socket::Close() {
+  if (m_Open) {
+    shutdown(m_Socket, SD_BOTH);
+    closesocket(m_Socket);
+  }
+  m_LastError = 0;
+  m_Connected = false;
+  m_Open = false;
+}
+
+int32_t Socket::RecordError() {
+  m_LastError = static_cast<uint32_t>(WSAGetLastError());
+  WSASetLastError(0);
+  return -1;
+}
+
+int32_t Socket::RecordTransferError() {
+  RecordError();
+  if (m_LastError == WSAECONNRESET || m_LastError == WSAENOTCONN) {
+    m_Connected = false;
+  }
+  return -1;
+}

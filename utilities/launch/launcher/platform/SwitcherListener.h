@@ -1,0 +1,11 @@
+// The watcher: ends the launcher with exit code 1 as soon as the process that started it ends.
+#pragma once
+
+#include <windows.h>
+
+// Starts the one watcher of this process; a second call does nothing. Returns at once. The watcher prints a warning and
+// gives up when the parent cannot be found or opened.
+void StartSwitcherListener();
+
+// The id of the process's parent; 0 when it cannot be found.
+DWORD FindParentProcessId(DWORD processId);
