@@ -1,0 +1,58 @@
+#include "java/JavaCommands.h"
+
+#include <vector>
+
+#include "CommandLineParameters.h"
+#include "java/JavaInvocation.h"
+#include "platform/Diagnostics.h"
+
+const char kCommandsPackage[] = "com/drel/torvel/commands/";
+
+namespace {
+
+int RunCommandClass(const char* name) {
+  return RunJavaCommand(std::string(kCommandsPackage) + name);
+}
+
+std::vector<std::string> BuildJvmOptions(const CommandLineParameters& parameters) {
+  const std::string& jarDirectory = parameters.GetJarDirectory();
+  const std::string& libDirectory = parameters.GetLibDirectory();
+  std::vector<std::string> options = {
+      "-Djava.library.path=" + libDirectory,
+      "-Djava.class.path=" + jarDirectory + "Torvel.jar;" + libDirectory + "swt-win64.jar",
+      "-Xmx1024M",
+      "-Xrs",
+  };
+  parameters.GetJvmOptions(options);
+  return options;
+}
+
+}  // namespace
+
+int RunJavaCommand(const std::string& className) {
+  DebugPrint("Command: %s\n", className.c_str());
+  CommandLineParameters& parameters = Singleton<CommandLineParameters>::GetInstance();
+  const std::vector<std::string> options = BuildJvmOptions(parameters);
+  std::vector<std::string> arguments;
+  for (size_t i = 1; i < parameters.GetCount(); ++i) {
+    arguments.push_back(parameters.GetAt(i).ToText());
+  }
+  return RunJavaClass(className, options, arguments, true);
+}
+
+int RunListSlaves() { return RunCommandClass("ListSlaves"); }
+int RunLaunch() { return RunCommandClass("Launch"); }
+int RunStartSlave() { return RunCommandClass("StartSlave"); }
+int RunListDependencies() { return RunCommandClass("ListDependencies"); }
+int RunSendEmail() { return RunCommandClass("SendEmail"); }
+int RunChecksum() { return RunCommandClass("Checksum"); }
+int RunCache() { return RunCommandClass("Cache"); }
+int RunProfileIO() { return RunJavaCommand("com/drel/torvel/profile/ProfileIO"); }
+int RunBrowseMetrics() { return RunCommandClass("BrowseMetrics"); }
+int RunSlaveClose() { return RunCommandClass("SlaveClose"); }
+int RunAssistantClose() { return RunCommandClass("AssistantClose"); }
+
+int RunCommandByName() {
+  const Parameter& command = Singleton<CommandLineParameters>::GetInstance().GetAt(0);
+  return RunCommandClass(command.m_Name.c_str());
+}

@@ -1,0 +1,119 @@
+#include "java/WorkspaceSearch.h"
+
+#include "CommandLineParameters.h"
+#include "TorvelLauncher.h"
+#include "platform/Diagnostics.h"
+#include "platform/FileUtilities.h"
+#include "platform/LaunchFailure.h"
+
+namespace {
+
+const char kNativeLibrary[] = "torvel-win64.dll";
+
+[[noreturn]] void FailSearch(const std::string& workspace) {
+  throw LaunchFailure(workspace.empty()
+                          ? "Unable to locate Torvel's path from current working directory"
+                          : "Unable to locate Torvel within workspace");
+}
+
+std::string FindLibDirectory(const std::string& jarDirectory) {
+  for (const char* below : {"", "swt/"}) {
+    if (FileExists(jarDirectory + below + kNativeLibrary)) {
+      return jarDirectory + below;
+    }
+  }
+  return jarDirectory + "lib/";
+}
+
+WorkspaceLocation SearchGivenWorkspace(const std::string& workspace, const std::string& start,
+                                       const std::vector<std::string>& searchPaths,
+                                       const std::string& jarName) {
+  WorkspaceLocation location;
+  ChangeDir(workspace);
+  if (FindJar(searchPaths, jarName, location)) {
+    return location;
+  }
+  ChangeDir(start);
+  if (FindJar(searchPaths, jarName, location)) {
+    return location;
+  }
+  FailSearch(workspace);
+}
+
+WorkspaceLocation SearchUpwards(const std::string& start,
+                                const std::vector<std::string>& searchPaths,
+                                const std::string& jarName) {
+  WorkspaceLocation location;
+  std::string current = start;
+  while (!FindJar(searchPaths, jarName, location)) {
+    DebugText("Not in " + current + "...\n");
+    ChangeDir("..");
+    const std::string above = GetCurrentDir();
+    if (above == current) {
+      FailSearch("");
+    }
+    current = above;
+  }
+  return location;
+}
+
+}  // namespace
+
+bool FindJar(const std::vector<std::string>& searchPaths, const std::string& jarName,
+             WorkspaceLocation& location) {
+  for (const std::string& directory : searchPaths) {
+    if (!FileExists(directory + jarName)) {
+      continue;
+    }
+    const std::string current = GetCurrentDir();
+    if (current.empty()) {
+      return false;  // a root whose path cannot be read is of no use
+    }
+    location.m_JarDirectory = directory;
+    location.m_LibDirectory = FindLibDirectory(directory);
+    location.m_Root = current + '/';
+    DebugText("Found jar in " + location.m_JarDirectory + "\n");
+    DebugText("Found lib in " + location.m_LibDirectory + "\n");
+    DebugText("Workspace at " + location.m_Root + "\n");
+    return true;
+  }
+  return false;
+}
+
+WorkspaceLocation SearchWorkspace(const std::string& workspace,
+                                  const std::vector<std::string>& searchPaths,
+                                  const std::string& jarName) {
+  DebugText("Search for " + jarName + " and " + kNativeLibrary + " in\n");
+  for (const std::string& directory : searchPaths) {
+    DebugText(directory + "\n");
+  }
+  const std::string start = GetCurrentDir();
+  if (start.empty()) {
+    FailSearch(workspace);
+  }
+  const WorkspaceLocation location =
+      workspace.empty() ? SearchUpwards(start, searchPaths, jarName)
+                        : SearchGivenWorkspace(workspace, start, searchPaths, jarName);
+  ChangeDir(start);
+  return location;
+}
+
+std::string StartPathBelow(const std::string& root, const std::string& start) {
+  if (start.size() <= root.size() || ComparePaths(start.substr(0, root.size()), root) != 0) {
+    return "";
+  }
+  return start.substr(root.size() + (start[root.size()] == '\\' ? 1 : 0));
+}
+
+// Lives in this room, not in the core, which does not know the Java runtime.
+void TorvelLauncher::LocateWorkspace() {
+  CommandLineParameters& parameters = Singleton<CommandLineParameters>::GetInstance();
+  const WorkspaceLocation location =
+      SearchWorkspace(parameters.GetWorkspace(), parameters.GetJarSearchPaths(), "Torvel.jar");
+  parameters.SetJarDirectory(location.m_JarDirectory);
+  parameters.SetLibDirectory(location.m_LibDirectory);
+  const std::string start = GetCurrentDir() + '/';
+  ChangeDir(location.m_Root);
+  m_StartPath = StartPathBelow(location.m_Root, start);
+  DebugPrint("Path to original: %s\n", m_StartPath.c_str());
+}

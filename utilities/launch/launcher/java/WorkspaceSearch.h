@@ -1,0 +1,25 @@
+// Finds the workspace: the directory from which the tool's jar is reachable under one of a list of directories.
+#pragma once
+
+#include <string>
+#include <vector>
+
+struct WorkspaceLocation {
+  std::string m_Root;          // absolute, as the system gives the current directory, and "/"
+  std::string m_JarDirectory;  // the entry of the search list, relative to the root
+  std::string m_LibDirectory;  // of the native library: the jar directory, or its swt/ or lib/
+};
+
+// Searches `workspace` and then the start directory; with an empty `workspace`, from the start directory upwards. The
+// current directory is the same afterwards. Throws LaunchFailure when there is no workspace; the current directory is
+// then where the search stopped.
+WorkspaceLocation SearchWorkspace(const std::string& workspace,
+                                  const std::vector<std::string>& searchPaths,
+                                  const std::string& jarName);
+
+// True, with `location` filled, when the current directory is a workspace root.
+bool FindJar(const std::vector<std::string>& searchPaths, const std::string& jarName,
+             WorkspaceLocation& location);
+
+// What is left of `start` below `root`, which both end in "/"; empty when `start` is not below it.
+std::string StartPathBelow(const std::string& root, const std::string& start);

@@ -1,0 +1,7 @@
+#include <windows.h>
+
+#include <string>
+
+std::string RawCommandLine() {
+  return GetCommandLineA();
+}
