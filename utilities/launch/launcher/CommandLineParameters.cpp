@@ -9,7 +9,9 @@
 
 namespace {
 
-bool IsSeparator(char character) { return character == '/' || character == '\\'; }
+bool IsSeparator(char character) {
+  return character == '/' || character == '\\';
+}
 
 Parameter ParseArgument(const char* argument) {
   Parameter param;
@@ -42,7 +44,9 @@ bool IsRelativeEnoughToResolve(const std::string& path) {
 
 }  // namespace
 
-std::string Parameter::ToText() const { return m_HasValue ? m_Name + '=' + m_Value : m_Name; }
+std::string Parameter::ToText() const {
+  return m_HasValue ? m_Name + '=' + m_Value : m_Name;
+}
 
 CommandLineParameters::CommandLineParameters()
     : m_JarSearchPaths{"bin/", "Build/Torvel/", "build/torvel/", "build/torvel/bin/"},

@@ -1,10 +1,12 @@
-// The registry of what the user asked for: the command and its arguments, the JVM options, the launch options.
+// The registry of what the user asked for: the command and its arguments, the JVM options, the
+// launch options.
 //
-// main has it read the command line once, before anything else; from then on every room reads it through
-// Singleton<CommandLineParameters>::GetInstance(). Main thread only.
+// main has it read the command line once, before anything else; from then on every room reads it
+// through Singleton<CommandLineParameters>::GetInstance(). Main thread only.
 //
-// Every argument becomes a name with an optional value, cut at its first "=". Arguments beginning with "-X" are kept for
-// the JVM; the launch options that are acted upon are taken out, except --workspace; all else goes on to the command.
+// Every argument becomes a name with an optional value, cut at its first "=". Arguments beginning
+// with "-X" are kept for the JVM; the launch options that are acted upon are taken out, except
+// --workspace; all else goes on to the command.
 #pragma once
 
 #include <stddef.h>
@@ -37,16 +39,17 @@ class CommandLineParameters : public Singleton<CommandLineParameters> {
   // Called once. Skips argv[0] and null entries; nothing in it fails on user input.
   void Parse(int argc, const char* const* argv);
 
-  // Lookups by name compare whole names, letter case included, and act on the first match. Exists, Remove and Add need
-  // Parse to have finished.
+  // Lookups by name compare whole names, letter case included, and act on the first match. Exists,
+  // Remove and Add need Parse to have finished.
   bool Exists(const std::string& name) const;
-  Parameter& Get(const std::string& name);                     // throws InternalError
-  void Set(const std::string& name, const Parameter& param);   // throws InternalError
-  void Remove(const std::string& name);                        // nothing happens when absent
-  void Add(const Parameter& param);                            // the name must be new
+  Parameter& Get(const std::string& name);                    // throws InternalError
+  void Set(const std::string& name, const Parameter& param);  // throws InternalError
+  void Remove(const std::string& name);                       // nothing happens when absent
+  void Add(const Parameter& param);                           // the name must be new
 
-  // Makes the parameter's value absolute by putting `base` and "/" before it, unless it begins with a separator, names
-  // a drive or has at most two characters. An absent one is added with `base` as its value when `addIfMissing`.
+  // Makes the parameter's value absolute by putting `base` and "/" before it, unless it begins with
+  // a separator, names a drive or has at most two characters. An absent one is added with `base` as
+  // its value when `addIfMissing`.
   void ResolvePath(const std::string& name, const std::string& base, bool addIfMissing);
 
   // By place; 0 is the command. The index must be below GetCount().

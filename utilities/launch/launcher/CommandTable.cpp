@@ -11,8 +11,7 @@ TorvelLauncher::TorvelLauncher() {
   AddCommand({"ListDependencies"}, RunListDependencies);
   AddCommand({"SlaveStatus", "NetInfo"}, RunCommandByName);
   AddCommand({"SendEmail"}, RunSendEmail);
-  AddCommand({"Build", "Validate", "Rebuild", "Clean", "Tidy", "Export", "Scrub"},
-             RunBuildCommand);
+  AddCommand({"Build", "Validate", "Rebuild", "Clean", "Tidy", "Export", "Scrub"}, RunBuildCommand);
   AddCommand({"Checksum"}, RunChecksum);
   AddCommand({"Cache"}, RunCache);
   AddCommand({"ProfileIO"}, RunProfileIO);

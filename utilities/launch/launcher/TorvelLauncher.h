@@ -1,7 +1,7 @@
 // One launch: finds the workspace, finds the command, runs the command's handler.
 //
-// Created on first use through Singleton<TorvelLauncher>::GetInstance(), after CommandLineParameters has read the
-// command line. Main thread only.
+// Created on first use through Singleton<TorvelLauncher>::GetInstance(), after
+// CommandLineParameters has read the command line. Main thread only.
 #pragma once
 
 #include <string>
@@ -9,8 +9,9 @@
 
 #include "Singleton.h"
 
-// Takes what it needs from the two singletons and returns the launch's exit code. When it runs, the workspace root is
-// the current directory and parameter 0 of CommandLineParameters is the command's registered name.
+// Takes what it needs from the two singletons and returns the launch's exit code. When it runs, the
+// workspace root is the current directory and parameter 0 of CommandLineParameters is the command's
+// registered name.
 using CommandHandler = int (*)();
 
 struct CommandEntry {
@@ -28,7 +29,8 @@ class TorvelLauncher : public Singleton<TorvelLauncher> {
   // Called once. Returns the handler's result. Throws LaunchFailure.
   int Run();
 
-  // The directory the launcher was started in, relative to the workspace root: ends in "/", or is empty.
+  // The directory the launcher was started in, relative to the workspace root: ends in "/", or is
+  // empty.
   std::string GetStartPath() const { return m_StartPath; }
 
  private:
@@ -37,8 +39,8 @@ class TorvelLauncher : public Singleton<TorvelLauncher> {
     CommandHandler handler;
   };
 
-  // Records the jar and library directories and the start path and makes the workspace root the current directory.
-  // Throws LaunchFailure when there is no workspace.
+  // Records the jar and library directories and the start path and makes the workspace root the
+  // current directory. Throws LaunchFailure when there is no workspace.
   void LocateWorkspace();
 
   Command FindCommand(const std::string& key) const;

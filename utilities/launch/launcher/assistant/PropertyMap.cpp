@@ -78,4 +78,6 @@ void PropertyMap::SetProperty(const std::string& name, const std::string& value)
   m_Properties[name] = value;
 }
 
-std::string PropertyMap::GetProperty(const std::string& name) { return m_Properties[name]; }
+std::string PropertyMap::GetProperty(const std::string& name) {
+  return m_Properties[name];
+}

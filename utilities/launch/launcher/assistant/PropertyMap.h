@@ -1,6 +1,7 @@
-// An ordered map from text to text with a one-line text form, in which the Assistant tells its state and the launcher its
-// environment: name=value entries in byte order of their names, joined by "|". Line feed, "%", "=" and "|" inside a name or
-// value are written as "%" and two lower-case hexadecimal digits.
+// An ordered map from text to text with a one-line text form, in which the Assistant tells its
+// state and the launcher its environment: name=value entries in byte order of their names, joined
+// by "|". Line feed, "%", "=" and "|" inside a name or value are written as "%" and two lower-case
+// hexadecimal digits.
 #pragma once
 
 #include <map>
@@ -9,8 +10,8 @@
 
 class PropertyMap {
  public:
-  // Adds the entries of a text form; a later one replaces an earlier one of the same name. Segments without "=" are
-  // ignored.
+  // Adds the entries of a text form; a later one replaces an earlier one of the same name. Segments
+  // without "=" are ignored.
   void Parse(std::string_view text);
 
   std::string Format() const;

@@ -12,7 +12,9 @@ namespace {
 // Written by the runtime's exit hook, read once the virtual machine is destroyed.
 jint JavaExitCode = 0;
 
-void JNICALL JvmExitHook(jint code) { JavaExitCode = code == InvocationFailed ? -1 : code; }
+void JNICALL JvmExitHook(jint code) {
+  JavaExitCode = code == InvocationFailed ? -1 : code;
+}
 
 using CreateJavaVm = jint(JNICALL*)(JavaVM**, void**, void*);
 using GetDefaultInitArgs = jint(JNICALL*)(void*);

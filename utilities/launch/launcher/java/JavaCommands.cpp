@@ -40,17 +40,39 @@ int RunJavaCommand(const std::string& className) {
   return RunJavaClass(className, options, arguments, true);
 }
 
-int RunListSlaves() { return RunCommandClass("ListSlaves"); }
-int RunLaunch() { return RunCommandClass("Launch"); }
-int RunStartSlave() { return RunCommandClass("StartSlave"); }
-int RunListDependencies() { return RunCommandClass("ListDependencies"); }
-int RunSendEmail() { return RunCommandClass("SendEmail"); }
-int RunChecksum() { return RunCommandClass("Checksum"); }
-int RunCache() { return RunCommandClass("Cache"); }
-int RunProfileIO() { return RunJavaCommand("com/drel/torvel/profile/ProfileIO"); }
-int RunBrowseMetrics() { return RunCommandClass("BrowseMetrics"); }
-int RunSlaveClose() { return RunCommandClass("SlaveClose"); }
-int RunAssistantClose() { return RunCommandClass("AssistantClose"); }
+int RunListSlaves() {
+  return RunCommandClass("ListSlaves");
+}
+int RunLaunch() {
+  return RunCommandClass("Launch");
+}
+int RunStartSlave() {
+  return RunCommandClass("StartSlave");
+}
+int RunListDependencies() {
+  return RunCommandClass("ListDependencies");
+}
+int RunSendEmail() {
+  return RunCommandClass("SendEmail");
+}
+int RunChecksum() {
+  return RunCommandClass("Checksum");
+}
+int RunCache() {
+  return RunCommandClass("Cache");
+}
+int RunProfileIO() {
+  return RunJavaCommand("com/drel/torvel/profile/ProfileIO");
+}
+int RunBrowseMetrics() {
+  return RunCommandClass("BrowseMetrics");
+}
+int RunSlaveClose() {
+  return RunCommandClass("SlaveClose");
+}
+int RunAssistantClose() {
+  return RunCommandClass("AssistantClose");
+}
 
 int RunCommandByName() {
   const Parameter& command = Singleton<CommandLineParameters>::GetInstance().GetAt(0);

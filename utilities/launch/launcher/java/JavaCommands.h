@@ -6,9 +6,10 @@
 // Where the build verbs' classes are, and those of most other commands.
 extern const char kCommandsPackage[];
 
-// Runs a class of the tool with the tool's jar on the class path, its native library on the library path, the user's JVM
-// options, and every parameter after the command as an argument. `className` has "/" between package parts. The
-// workspace must have been located. Returns the class's exit code.
+// Runs a class of the tool with the tool's jar on the class path, its native library on the library
+// path, the user's JVM options, and every parameter after the command as an argument. `className`
+// has "/" between package parts. The workspace must have been located. Returns the class's exit
+// code.
 int RunJavaCommand(const std::string& className);
 
 // The command handlers.

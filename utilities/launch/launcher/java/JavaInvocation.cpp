@@ -8,7 +8,9 @@
 
 namespace {
 
-bool IsMaxHeapOption(const std::string& option) { return option.compare(0, 4, "-Xmx") == 0; }
+bool IsMaxHeapOption(const std::string& option) {
+  return option.compare(0, 4, "-Xmx") == 0;
+}
 
 int RunJavaChild(const std::string& className, const std::vector<std::string>& options,
                  const std::vector<std::string>& arguments) {

@@ -34,7 +34,8 @@ class RegistryKey {
 
   bool IsOpen() const { return m_Key != nullptr; }
 
-  // A value of type REG_SZ and at most 260 bytes; a stored text need not end in a NUL, so one is always added.
+  // A value of type REG_SZ and at most 260 bytes; a stored text need not end in a NUL, so one is
+  // always added.
   std::optional<std::string> ReadText(const char* name) const {
     char buffer[MAX_PATH + 1] = {};
     DWORD type = 0;

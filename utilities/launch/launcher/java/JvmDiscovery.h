@@ -1,5 +1,6 @@
-// Finds and loads the Java runtime's library: by the system's library search, else the tool's own runtime, else the public
-// runtime, both named in the registry under HKEY_LOCAL_MACHINE. All it prints are diagnostics.
+// Finds and loads the Java runtime's library: by the system's library search, else the tool's own
+// runtime, else the public runtime, both named in the registry under HKEY_LOCAL_MACHINE. All it
+// prints are diagnostics.
 #pragma once
 
 #include <windows.h>

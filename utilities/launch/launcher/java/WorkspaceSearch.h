@@ -1,4 +1,5 @@
-// Finds the workspace: the directory from which the tool's jar is reachable under one of a list of directories.
+// Finds the workspace: the directory from which the tool's jar is reachable under one of a list of
+// directories.
 #pragma once
 
 #include <string>
@@ -10,9 +11,9 @@ struct WorkspaceLocation {
   std::string m_LibDirectory;  // of the native library: the jar directory, or its swt/ or lib/
 };
 
-// Searches `workspace` and then the start directory; with an empty `workspace`, from the start directory upwards. The
-// current directory is the same afterwards. Throws LaunchFailure when there is no workspace; the current directory is
-// then where the search stopped.
+// Searches `workspace` and then the start directory; with an empty `workspace`, from the start
+// directory upwards. The current directory is the same afterwards. Throws LaunchFailure when there
+// is no workspace; the current directory is then where the search stopped.
 WorkspaceLocation SearchWorkspace(const std::string& workspace,
                                   const std::vector<std::string>& searchPaths,
                                   const std::string& jarName);

@@ -1,5 +1,6 @@
 // Ends the process when a condition that only a programming error can break does not hold.
 #pragma once
 
-// Does nothing when `holds`; otherwise names `condition` and the class `source` on standard error and aborts.
+// Does nothing when `holds`; otherwise names `condition` and the class `source` on standard error
+// and aborts.
 void Assert(bool holds, const char* condition, const char* source);

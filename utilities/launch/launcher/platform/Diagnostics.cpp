@@ -7,9 +7,13 @@ namespace {
 bool g_debug = false;
 }
 
-void EnableDebug() { g_debug = true; }
+void EnableDebug() {
+  g_debug = true;
+}
 
-bool IsDebugEnabled() { return g_debug; }
+bool IsDebugEnabled() {
+  return g_debug;
+}
 
 void DebugPrint(const char* format, ...) {
   if (!g_debug) {

@@ -1,6 +1,8 @@
-// The launcher's diagnostic lines: standard output, and only while the process-wide debug flag is on.
+// The launcher's diagnostic lines: standard output, and only while the process-wide debug flag is
+// on.
 //
-// The flag is off at start and is switched on once, by the main thread, while the command line is read.
+// The flag is off at start and is switched on once, by the main thread, while the command line is
+// read.
 #pragma once
 
 #include <string>

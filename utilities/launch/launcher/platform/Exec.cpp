@@ -11,12 +11,11 @@ namespace {
 
 constexpr size_t kMaxFailureText = 1023;
 
-// The path to start: the found file, or the name itself, to be taken relative to the current directory. Empty when
-// that is longer than a path may be; the last error then says so.
+// The path to start: the found file, or the name itself, to be taken relative to the current
+// directory. Empty when that is longer than a path may be; the last error then says so.
 std::optional<std::string> FindProgram(const std::string& name) {
   char buffer[MAX_PATH];
-  const DWORD length =
-      SearchPathA(nullptr, name.c_str(), ".exe", sizeof buffer, buffer, nullptr);
+  const DWORD length = SearchPathA(nullptr, name.c_str(), ".exe", sizeof buffer, buffer, nullptr);
   if (length >= sizeof buffer) {
     SetLastError(ERROR_FILENAME_EXCED_RANGE);
     return std::nullopt;
@@ -37,8 +36,7 @@ void ReportFailedStart(const std::string& program, DWORD code) {
   if (!IsDebugEnabled()) {
     return;
   }
-  std::string message =
-      "CreateProcess returned error code " + std::to_string(code);
+  std::string message = "CreateProcess returned error code " + std::to_string(code);
   AppendSystemText(message, code, kMaxFailureText);
   DebugPrint("Error launching '%s': %s\n", program.c_str(), message.c_str());
 }

@@ -50,7 +50,8 @@ std::string GetCurrentDir() {
 }
 
 void ChangeDir(const std::string& path) {
-  // A directory that cannot be entered shows in what is found next, so the outcome is not looked at here.
+  // A directory that cannot be entered shows in what is found next, so the outcome is not looked at
+  // here.
   static_cast<void>(_chdir(path.c_str()));
 }
 
@@ -87,7 +88,9 @@ std::string ReplaceChar(const std::string& text, char from, char to) {
   return replaced;
 }
 
-std::string ToBackslashes(const std::string& path) { return ReplaceChar(path, '/', '\\'); }
+std::string ToBackslashes(const std::string& path) {
+  return ReplaceChar(path, '/', '\\');
+}
 
 void CopyFileWithRetry(const std::string& source, const std::string& destination, int attempts) {
   DebugPrint("Copying %s to %s...\n", source.c_str(), destination.c_str());

@@ -1,7 +1,7 @@
 // Paths and files, as every room of the launcher uses them.
 //
-// Paths are narrow texts with "/" or "\" between their parts. Relative ones are resolved against the current directory.
-// Nothing here throws except the two copy operations. Main thread only.
+// Paths are narrow texts with "/" or "\" between their parts. Relative ones are resolved against
+// the current directory. Nothing here throws except the two copy operations. Main thread only.
 #pragma once
 
 #include <string>
@@ -21,7 +21,8 @@ std::string GetEnv(const std::string& name);
 // The text in lower case; only the letters A to Z change.
 std::string ToLower(const std::string& text);
 
-// 0 when the paths are equal, "\" and "/" being the same and letter case ignored; else -1 or 1 by their first difference.
+// 0 when the paths are equal, "\" and "/" being the same and letter case ignored; else -1 or 1 by
+// their first difference.
 int ComparePaths(const std::string& a, const std::string& b);
 
 std::string ReplaceChar(const std::string& text, char from, char to);
@@ -29,10 +30,11 @@ std::string ReplaceChar(const std::string& text, char from, char to);
 // The forward-slash path as Win32's file calls take it.
 std::string ToBackslashes(const std::string& path);
 
-// Copies over an existing destination. While another process holds the file (a sharing violation) it is tried up to
-// `attempts` times in all, 100 ms apart. Throws LaunchFailure with the system's explanation.
+// Copies over an existing destination. While another process holds the file (a sharing violation)
+// it is tried up to `attempts` times in all, 100 ms apart. Throws LaunchFailure with the system's
+// explanation.
 void CopyFileWithRetry(const std::string& source, const std::string& destination, int attempts);
 
-// Copies `source` onto `destination`, or under its own file name into it when `isDirectory`; a read-only target is made
-// writable first. Always copies, never compares. Throws LaunchFailure.
+// Copies `source` onto `destination`, or under its own file name into it when `isDirectory`; a
+// read-only target is made writable first. Always copies, never compares. Throws LaunchFailure.
 void InstallFile(const std::string& source, const std::string& destination, bool isDirectory);

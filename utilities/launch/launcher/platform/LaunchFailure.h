@@ -1,4 +1,5 @@
-// A failure that ends the launch: thrown from wherever it happens, caught once, in main, which prints the text.
+// A failure that ends the launch: thrown from wherever it happens, caught once, in main, which
+// prints the text.
 #pragma once
 
 #include <stdexcept>

@@ -21,7 +21,9 @@ int32_t InitialiseSockets() {
   return 0;
 }
 
-int32_t CleanupSockets() { return WSACleanup(); }
+int32_t CleanupSockets() {
+  return WSACleanup();
+}
 
 SocketStartup::SocketStartup() : m_Initialised(false) {
   // A failed start shows in the connection that follows; releasing it as well does no harm.
@@ -41,7 +43,9 @@ Socket::Socket(const char* host, uint16_t port, int type, int family, int protoc
   }
 }
 
-Socket::~Socket() { Close(); }
+Socket::~Socket() {
+  Close();
+}
 
 bool Socket::Create(int type, int family, int protocol) {
   Close();

@@ -1,7 +1,8 @@
 // Stream sockets over Windows Sockets 2. Every call blocks; there are no time-outs.
 //
-// A failed operation returns -1 and leaves its Windows Sockets error in the object (GetError) and 0 in the thread's
-// slot, so a failure stays with the socket it belongs to. Nothing here loops, prints or throws. One thread at a time.
+// A failed operation returns -1 and leaves its Windows Sockets error in the object (GetError) and 0
+// in the thread's slot, so a failure stays with the socket it belongs to. Nothing here loops,
+// prints or throws. One thread at a time.
 #pragma once
 
 #include <stdint.h>
@@ -28,8 +29,8 @@ class SocketStartup {
 
 class Socket {
  public:
-  // Creates the socket and connects it; IsConnected tells whether that worked. `host` is a dotted IPv4 address or a
-  // host name, `port` in host byte order.
+  // Creates the socket and connects it; IsConnected tells whether that worked. `host` is a dotted
+  // IPv4 address or a host name, `port` in host byte order.
   Socket(const char* host, uint16_t port, int type, int family, int protocol);
   Socket(const Socket&) = delete;
   Socket& operator=(const Socket&) = delete;
@@ -41,8 +42,8 @@ class Socket {
   // 0 when connected.
   int32_t Connect(const char* host, uint16_t port);
 
-  // One call of the system each: the number of bytes moved, which may be fewer than asked for. Receive gives 0 when the
-  // peer has closed the connection.
+  // One call of the system each: the number of bytes moved, which may be fewer than asked for.
+  // Receive gives 0 when the peer has closed the connection.
   int32_t Send(const void* buffer, int32_t length, uint32_t flags);
   int32_t Receive(void* buffer, int32_t capacity, uint32_t flags);
 

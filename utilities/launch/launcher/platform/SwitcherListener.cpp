@@ -13,8 +13,9 @@ namespace {
 constexpr int kParentEnded = 1;
 constexpr unsigned kOrderlyExitMilliseconds = 500;
 
-// An orderly exit flushes standard output, which never ends when nobody reads the pipe behind it any more. Nobody is
-// left to wait for that output either, so the exit gets this long and no longer.
+// An orderly exit flushes standard output, which never ends when nobody reads the pipe behind it
+// any more. Nobody is left to wait for that output either, so the exit gets this long and no
+// longer.
 class ExitDeadline : public Thread {
  public:
   void Run() override {
@@ -33,8 +34,7 @@ class SwitcherListener : public Thread {
     }
     const HANDLE parent = OpenProcess(SYNCHRONIZE | PROCESS_QUERY_INFORMATION, FALSE, parentId);
     if (parent == nullptr) {
-      printf(
-          "Warning: Failed to get handle to parent process, cannot terminate on its exit\n");
+      printf("Warning: Failed to get handle to parent process, cannot terminate on its exit\n");
       return;
     }
     WaitForSingleObject(parent, INFINITE);

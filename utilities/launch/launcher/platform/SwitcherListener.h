@@ -3,8 +3,8 @@
 
 #include <windows.h>
 
-// Starts the one watcher of this process; a second call does nothing. Returns at once. The watcher prints a warning and
-// gives up when the parent cannot be found or opened.
+// Starts the one watcher of this process; a second call does nothing. Returns at once. The watcher
+// prints a warning and gives up when the parent cannot be found or opened.
 void StartSwitcherListener();
 
 // The id of the process's parent; 0 when it cannot be found.

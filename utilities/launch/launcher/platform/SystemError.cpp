@@ -9,10 +9,9 @@ class SystemText {
  public:
   explicit SystemText(DWORD code) {
     // With the allocate-buffer flag the buffer argument is the address of the pointer to fill.
-    FormatMessageA(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
-                       FORMAT_MESSAGE_IGNORE_INSERTS,
-                   nullptr, code, kUserDefaultLanguage, reinterpret_cast<char*>(&m_text), 0,
-                   nullptr);
+    FormatMessageA(
+        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+        nullptr, code, kUserDefaultLanguage, reinterpret_cast<char*>(&m_text), 0, nullptr);
   }
   SystemText(const SystemText&) = delete;
   SystemText& operator=(const SystemText&) = delete;

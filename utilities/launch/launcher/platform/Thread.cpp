@@ -20,4 +20,6 @@ HANDLE Thread::Start() {
   return m_Handle;
 }
 
-void SleepMilliseconds(unsigned milliseconds) { Sleep(milliseconds); }
+void SleepMilliseconds(unsigned milliseconds) {
+  Sleep(milliseconds);
+}

@@ -1,7 +1,7 @@
 // A thread of the launcher's own: derive, give Run a body, create, Start.
 //
-// Whoever creates a Thread owns it and must keep it for as long as the thread runs: destroying it neither waits for
-// the thread nor stops it.
+// Whoever creates a Thread owns it and must keep it for as long as the thread runs: destroying it
+// neither waits for the thread nor stops it.
 #pragma once
 
 #include <windows.h>
@@ -16,7 +16,8 @@ class Thread {
   // The body; runs on the new thread.
   virtual void Run() = 0;
 
-  // Starts the thread at once. Returns its handle, which stays the object's own; null when it could not be started.
+  // Starts the thread at once. Returns its handle, which stays the object's own; null when it could
+  // not be started.
   HANDLE Start();
 
  private:

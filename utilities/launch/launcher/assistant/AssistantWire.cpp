@@ -1,0 +1,165 @@
+// The framing: how integers, characters and strings travel.
+#include "assistant/AssistantConnection.h"
+#include "platform/Diagnostics.h"
+
+namespace {
+
+constexpr int32_t kNullString = -1;
+
+// The lead bytes of sequences of two, three and four bytes: how they are told, and where their own
+// bits belong.
+struct LeadByte {
+  int mask;
+  int mark;
+  int shift;
+};
+constexpr LeadByte kLeadBytes[] = {{0xE0, 0xC0, 6}, {0xF0, 0xE0, 12}, {0xF8, 0xF0, 18}};
+
+bool IsContinuation(int byte) {
+  return byte >= 0 && (byte & 0xC0) == 0x80;
+}
+
+uint8_t Continuation(int code, int shift) {
+  return static_cast<uint8_t>(0x80 | ((code >> shift) & 0x3F));
+}
+
+// The number of bytes written; 0 for a code point that needs more than four.
+int EncodeUtf8(int code, uint8_t (&bytes)[4]) {
+  if (code < 0 || code > 0x1FFFFF) {
+    return 0;
+  }
+  if (code < 0x80) {
+    bytes[0] = static_cast<uint8_t>(code);
+    return 1;
+  }
+  if (code < 0x800) {
+    bytes[0] = static_cast<uint8_t>(0xC0 | (code >> 6));
+    bytes[1] = Continuation(code, 0);
+    return 2;
+  }
+  if (code < 0x10000) {
+    bytes[0] = static_cast<uint8_t>(0xE0 | (code >> 12));
+    bytes[1] = Continuation(code, 6);
+    bytes[2] = Continuation(code, 0);
+    return 3;
+  }
+  bytes[0] = static_cast<uint8_t>(0xF0 | (code >> 18));
+  bytes[1] = Continuation(code, 12);
+  bytes[2] = Continuation(code, 6);
+  bytes[3] = Continuation(code, 0);
+  return 4;
+}
+
+void ReportLongSequence() {
+  DebugPrint("UTF sequences longer than four bytes not handled, aborting");
+}
+
+}  // namespace
+
+bool AssistantConnection::SendInt(int32_t value) {
+  const uint32_t bits = static_cast<uint32_t>(value);
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    const uint8_t byte = static_cast<uint8_t>(bits >> shift);
+    if (m_Connection->Send(&byte, 1, 0) != 1) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool AssistantConnection::ReceiveInt(int32_t& value) {
+  uint32_t bits = 0;
+  for (int i = 0; i < 4; ++i) {
+    uint8_t byte = 0;
+    if (m_Connection->Receive(&byte, 1, 0) != 1) {
+      return false;
+    }
+    bits = bits << 8 | byte;
+  }
+  value = static_cast<int32_t>(bits);
+  return true;
+}
+
+bool AssistantConnection::SendChar(int code) {
+  uint8_t bytes[4];
+  const int length = EncodeUtf8(code, bytes);
+  if (length == 0) {
+    ReportLongSequence();
+    return false;
+  }
+  return m_Connection->Send(bytes, length, 0) == length;
+}
+
+int AssistantConnection::ReceiveByte() {
+  uint8_t byte = 0;
+  if (m_Connection->Receive(&byte, 1, 0) != 1) {
+    DebugPrint("Assistant: EOF\n");
+    return -1;
+  }
+  return byte;
+}
+
+// The bytes are judged in the order in which they arrive; a lead byte that starts no sequence only
+// after three more.
+int AssistantConnection::ReceiveChar() {
+  const int lead = ReceiveByte();
+  if (lead < 0x80) {
+    return lead;
+  }
+  int code = 0;
+  for (const LeadByte& form : kLeadBytes) {
+    const int byte = ReceiveByte();
+    if (!IsContinuation(byte)) {
+      return -1;
+    }
+    code = code << 6 | (byte & 0x3F);
+    if ((lead & form.mask) == form.mark) {
+      return (lead & ~form.mask) << form.shift | code;
+    }
+  }
+  ReportLongSequence();
+  return -1;
+}
+
+bool AssistantConnection::SendString(const std::string& text) {
+  DebugPrint("Assistant: Send '%s'\n", text.c_str());
+  if (!SendInt(static_cast<int32_t>(text.size()))) {
+    return false;
+  }
+  for (const char character : text) {
+    if (!SendChar(static_cast<uint8_t>(character))) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool AssistantConnection::ReceiveString(std::string& text) {
+  int32_t length = 0;
+  if (!ReceiveInt(length)) {
+    return false;
+  }
+  if (length == kNullString) {
+    DebugPrint("Assistant: Null string\n");
+    return false;
+  }
+  DebugPrint("Assistant: Reading %d characters\n", length);
+  text.clear();
+  for (int32_t i = 0; i < length; ++i) {
+    const int code = ReceiveChar();
+    if (code == -1) {
+      return false;
+    }
+    text += static_cast<char>(code & 0xFF);
+  }
+  DebugPrint("Assistant: Received '%s'\n", text.c_str());
+  return true;
+}
+
+bool AssistantConnection::Request(const std::string& request, std::string& answer) {
+  if (SendString(request) && ReceiveString(answer)) {
+    return true;
+  }
+  DebugPrint("Assistant: I/O Error\n");
+  return false;
+}

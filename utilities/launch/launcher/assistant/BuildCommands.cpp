@@ -1,0 +1,170 @@
+#include "assistant/BuildCommands.h"
+
+#include <stdint.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <direct.h>
+
+#include "CommandLineParameters.h"
+#include "TorvelLauncher.h"
+#include "assistant/AssistantConnection.h"
+#include "assistant/PropertyMap.h"
+#include "java/JavaCommands.h"
+#include "platform/Diagnostics.h"
+#include "platform/FileUtilities.h"
+
+namespace {
+
+constexpr int32_t kNoReturnCode = 666;
+
+// Variables of Visual Studio's build integration, which concern only the process that it started.
+const char* const kExcludedVariables[] = {"VCBuildHelper_CancelEvent", "VCBuildHelper_Command",
+                                          "VS_UNICODE_OUTPUT"};
+
+CommandLineParameters& Parameters() {
+  return Singleton<CommandLineParameters>::GetInstance();
+}
+
+// The user names targets and files relative to the directory the launcher was started in; the build
+// runs at the root.
+void RebaseOnStartPath(const std::string& start) {
+  CommandLineParameters& parameters = Parameters();
+  if (start.empty()) {
+    return;
+  }
+  if (parameters.GetCount() > 1) {
+    Parameter target = parameters.GetAt(1);
+    if (target.m_Name.compare(0, 2, "--") != 0) {
+      target.m_Name = start + '/' + target.m_Name;
+      parameters.SetAt(1, target);
+    }
+  }
+  parameters.ResolvePath("--antLog", start, false);
+  parameters.ResolvePath("--selectSource", start, false);
+}
+
+bool IsExcluded(const std::string& name) {
+  return std::find(std::begin(kExcludedVariables), std::end(kExcludedVariables), name) !=
+         std::end(kExcludedVariables);
+}
+
+PropertyMap ReadEnvironment() {
+  PropertyMap environment;
+  for (char** entry = _environ; *entry != nullptr; ++entry) {
+    const unsigned address = static_cast<unsigned>(reinterpret_cast<uintptr_t>(*entry));
+    const char* equals = strchr(*entry, '=');
+    if (equals == nullptr) {
+      DebugPrint("%x: <null>\n", address);
+      continue;
+    }
+    const std::string name(*entry, equals);
+    if (IsExcluded(name)) {
+      continue;
+    }
+    DebugPrint("%x: %s=%s\n", address, name.c_str(), equals + 1);
+    environment.SetProperty(name, equals + 1);
+  }
+  DebugPrint("<end>\n");
+  return environment;
+}
+
+void CompleteParameters() {
+  CommandLineParameters& parameters = Parameters();
+  const PropertyMap environment = ReadEnvironment();
+  if (!parameters.Exists("--environment")) {
+    parameters.Add({true, "--environment", '"' + environment.Format() + '"'});
+  }
+  parameters.ResolvePath("--workspace", GetCurrentDir(), true);
+}
+
+bool SendCommand(AssistantConnection& assistant) {
+  CommandLineParameters& parameters = Parameters();
+  if (!assistant.SendString(parameters.GetAt(0).m_Name) ||
+      !assistant.SendInt(static_cast<int32_t>(parameters.GetCount() - 1))) {
+    return false;
+  }
+  for (size_t i = 1; i < parameters.GetCount(); ++i) {
+    const std::string text = parameters.GetAt(i).ToText();
+    DebugPrint("Param: %s\n", text.c_str());
+    if (!assistant.SendString(text)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// The first character says where the line goes; a line without one is an empty line of output.
+void PrintOutputLine(const std::string& line) {
+  FILE* stream = !line.empty() && line[0] == '!' ? stderr : stdout;
+  fprintf(stream, "%s\n", line.empty() ? "" : line.c_str() + 1);
+  fflush(stream);
+}
+
+void RelayOutput(AssistantConnection& assistant) {
+  std::string line;
+  while (assistant.ReceiveString(line)) {
+    PrintOutputLine(line);
+  }
+}
+
+// `returnCode` keeps its value when none arrives.
+void ExchangeCommand(AssistantConnection& assistant, int32_t& returnCode) {
+  CompleteParameters();
+  if (!SendCommand(assistant)) {
+    return;
+  }
+  if (!assistant.OpenKeepAlive()) {
+    DebugPrint("Assistant: Keep-alive Failed\n");
+    return;
+  }
+  DebugPrint("Assistant: Keep-alive Connected\n");
+  RelayOutput(assistant);
+  assistant.ReceiveInt(returnCode);
+}
+
+// The build's return code, or nothing when no Assistant of the launcher's version is to be had.
+std::optional<int> TryAssistedCommand() {
+  const SocketStartup sockets;
+  DebugPrint("Sockets initialised\n");
+  const CommandLineParameters& parameters = Parameters();
+  const std::unique_ptr<AssistantConnection> assistant = ConnectToAssistant();
+  if (assistant == nullptr ||
+      !assistant->EnsureVersion(parameters.GetJarDirectory(), parameters.GetLibDirectory())) {
+    return std::nullopt;
+  }
+  return RunAssistedCommand(*assistant);
+}
+
+}  // namespace
+
+int RunBuildCommand() {
+  RebaseOnStartPath(Singleton<TorvelLauncher>::GetInstance().GetStartPath());
+  const std::string verb = Parameters().GetAt(0).m_Name;
+  DebugPrint("Verb: %s\n", verb.c_str());
+  if (Parameters().UseAssistant() && verb != "Scrub") {
+    const std::optional<int> returnCode = TryAssistedCommand();
+    if (returnCode) {
+      return *returnCode;
+    }
+  }
+  DebugPrint("Launching non-assisted\n");
+  return RunJavaCommand(kCommandsPackage + verb);
+}
+
+int RunAssistedCommand(AssistantConnection& assistant) {
+  int32_t returnCode = kNoReturnCode;
+  try {
+    ExchangeCommand(assistant, returnCode);
+  } catch (...) {
+    DebugPrint("** Exception **\n");
+  }
+  DebugPrint("Return code: %d\n", returnCode);
+  return returnCode;
+}
