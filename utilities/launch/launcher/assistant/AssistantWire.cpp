@@ -59,8 +59,8 @@ void ReportLongSequence() {
 bool AssistantConnection::SendInt(int32_t value) {
   const uint32_t bits = static_cast<uint32_t>(value);
   for (int shift = 24; shift >= 0; shift -= 8) {
-    const uint8_t byte = static_cast<uint8_t>(bits >> shift);
-    if (m_Connection->Send(&byte, 1, 0) != 1) {
+    const uint8_t octet = static_cast<uint8_t>(bits >> shift);
+    if (m_Connection->Send(&octet, 1, 0) != 1) {
       return false;
     }
   }
@@ -70,11 +70,11 @@ bool AssistantConnection::SendInt(int32_t value) {
 bool AssistantConnection::ReceiveInt(int32_t& value) {
   uint32_t bits = 0;
   for (int i = 0; i < 4; ++i) {
-    uint8_t byte = 0;
-    if (m_Connection->Receive(&byte, 1, 0) != 1) {
+    uint8_t octet = 0;
+    if (m_Connection->Receive(&octet, 1, 0) != 1) {
       return false;
     }
-    bits = bits << 8 | byte;
+    bits = bits << 8 | octet;
   }
   value = static_cast<int32_t>(bits);
   return true;
@@ -91,15 +91,15 @@ bool AssistantConnection::SendChar(int code) {
 }
 
 int AssistantConnection::ReceiveByte() {
-  uint8_t byte = 0;
-  if (m_Connection->Receive(&byte, 1, 0) != 1) {
+  uint8_t octet = 0;
+  if (m_Connection->Receive(&octet, 1, 0) != 1) {
     DebugPrint("Assistant: EOF\n");
     return -1;
   }
-  return byte;
+  return octet;
 }
 
-// The bytes are judged in the order in which they arrive; a lead byte that starts no sequence only
+// The bytes are judged in the order in which they arrive; a lead octet that starts no sequence only
 // after three more.
 int AssistantConnection::ReceiveChar() {
   const int lead = ReceiveByte();
@@ -108,11 +108,11 @@ int AssistantConnection::ReceiveChar() {
   }
   int code = 0;
   for (const LeadByte& form : kLeadBytes) {
-    const int byte = ReceiveByte();
-    if (!IsContinuation(byte)) {
+    const int octet = ReceiveByte();
+    if (!IsContinuation(octet)) {
       return -1;
     }
-    code = code << 6 | (byte & 0x3F);
+    code = code << 6 | (octet & 0x3F);
     if ((lead & form.mask) == form.mark) {
       return (lead & ~form.mask) << form.shift | code;
     }

@@ -64,7 +64,7 @@ PropertyMap ReadEnvironment() {
       DebugPrint("%x: <null>\n", address);
       continue;
     }
-    const std::string name(*entry, equals);
+    const std::string name(*entry, static_cast<size_t>(equals - *entry));
     if (IsExcluded(name)) {
       continue;
     }
