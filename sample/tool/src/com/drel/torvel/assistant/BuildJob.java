@@ -1,0 +1,137 @@
+package com.drel.torvel.assistant;
+
+import com.drel.torvel.Arguments;
+import com.drel.torvel.build.BuildSession;
+import com.drel.torvel.build.BuildVerb;
+import java.io.IOException;
+import java.nio.file.InvalidPathException;
+import java.nio.file.Path;
+import java.nio.file.Paths;
+import java.util.Map;
+
+/**
+ * One build for one launcher, with its output on the launcher's connection. Runs on the thread of the builds; may be
+ * cancelled from any other.
+ */
+final class BuildJob extends BuildSession implements Runnable {
+    private final Wire wire;
+    private final String verb;
+    private final String[] parameters;
+    private final boolean hasWorkspace;
+    private boolean isCancelled;
+    private boolean hasEnded;
+
+    BuildJob(Wire wire, String verb, String[] parameters) {
+        this(wire, verb, parameters, new Arguments(parameters));
+    }
+
+    private BuildJob(Wire wire, String verb, String[] parameters, Arguments given) {
+        super(root(given), environment(given));
+        this.wire = wire;
+        this.verb = verb;
+        this.parameters = parameters;
+        hasWorkspace = root(given).isAbsolute();
+    }
+
+    private static Path root(Arguments given) {
+        try {
+            return Paths.get(given.has("--workspace") ? given.option("--workspace") : "");
+        } catch (InvalidPathException e) {
+            return Paths.get("");
+        }
+    }
+
+    private static Map<String, String> environment(Arguments given) {
+        String text = given.has("--environment") ? given.option("--environment") : "";
+        boolean isQuoted = text.length() >= 2 && text.startsWith("\"") && text.endsWith("\"");
+        return PropertyMap.parse(isQuoted ? text.substring(1, text.length() - 1) : text);
+    }
+
+    @Override
+    public void run() {
+        try {
+            pause(0);
+            int code = build();
+            wire.writeNull();
+            wire.writeInt(code);
+            wire.endOutput();
+        } catch (BuildCancelled | IOException e) {
+            // Nobody is left to be told.
+        } finally {
+            synchronized (this) {
+                hasEnded = true;
+                notifyAll();
+            }
+        }
+    }
+
+    private int build() {
+        if (!hasWorkspace) {
+            error("The Assistant needs the workspace as an absolute path: --workspace=<directory>.");
+            return Arguments.USAGE_ERROR;
+        }
+        try {
+            return BuildVerb.run(verb, parameters, this);
+        } catch (BuildCancelled e) {
+            throw e;
+        } catch (RuntimeException | Error e) {
+            // The compiler wraps what its listeners throw, the cancellation among them.
+            pause(0);
+            error("The build broke off: " + e);
+            return 1;
+        }
+    }
+
+    @Override
+    public void line(String text) {
+        send(" " + text);
+    }
+
+    @Override
+    public void error(String text) {
+        send("!" + text);
+    }
+
+    private void send(String marked) {
+        pause(0);
+        try {
+            wire.writeString(marked);
+            wire.flush();
+        } catch (IOException e) {
+            cancel();
+            throw new BuildCancelled();
+        }
+    }
+
+    @Override
+    public synchronized void pause(long milliseconds) {
+        long end = System.nanoTime() + milliseconds * 1_000_000;
+        for (long left = milliseconds; left > 0 && !isCancelled; left = (end - System.nanoTime()) / 1_000_000) {
+            waitFor(left);
+        }
+        if (isCancelled) {
+            throw new BuildCancelled();
+        }
+    }
+
+    /** Makes the build end at its next step; one that waits for its turn or has ended already does nothing. */
+    synchronized void cancel() {
+        isCancelled = true;
+        notifyAll();
+    }
+
+    /** Waits for the end of a build that is running, up to some milliseconds. */
+    synchronized void awaitEnd(long milliseconds) {
+        if (!hasEnded) {
+            waitFor(milliseconds);
+        }
+    }
+
+    private void waitFor(long milliseconds) {
+        try {
+            wait(milliseconds);
+        } catch (InterruptedException e) {
+            isCancelled = true;
+        }
+    }
+}

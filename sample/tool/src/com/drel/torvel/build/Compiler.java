@@ -1,0 +1,179 @@
+package com.drel.torvel.build;
+
+import com.sun.source.util.JavacTask;
+import com.sun.source.util.TaskEvent;
+import com.sun.source.util.TaskListener;
+import java.io.IOException;
+import java.io.Writer;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.HashMap;
+import java.util.List;
+import java.util.Locale;
+import java.util.Map;
+import javax.tools.Diagnostic;
+import javax.tools.DiagnosticListener;
+import javax.tools.FileObject;
+import javax.tools.ForwardingJavaFileManager;
+import javax.tools.JavaCompiler;
+import javax.tools.JavaFileManager;
+import javax.tools.JavaFileObject;
+import javax.tools.StandardJavaFileManager;
+import javax.tools.StandardLocation;
+import javax.tools.ToolProvider;
+
+/**
+ * The JDK's own compiler. There is one for the whole program, kept from build to build because a warm one is many
+ * times faster; it serves one build at a time.
+ */
+final class Compiler {
+    private static Compiler shared;
+
+    private final JavaCompiler compiler;
+    private final StandardJavaFileManager files;
+
+    private Compiler(JavaCompiler compiler) {
+        this.compiler = compiler;
+        files = compiler.getStandardFileManager(null, Locale.ENGLISH, StandardCharsets.UTF_8);
+    }
+
+    static Compiler get() throws BuildException {
+        if (shared == null) {
+            JavaCompiler compiler = ToolProvider.getSystemJavaCompiler();
+            if (compiler == null) {
+                throw new BuildException("The Java in " + System.getProperty("java.home")
+                        + " has no compiler: a build needs a JDK.");
+            }
+            shared = new Compiler(compiler);
+        }
+        return shared;
+    }
+
+    /** One run of the compiler over some sources. */
+    static final class Run implements DiagnosticListener<JavaFileObject>, TaskListener {
+        private final Compiler owner;
+        private final Workspace workspace;
+        private final BuildSession session;
+        private final String doing;
+        private final long pause;
+        private final Map<String, List<String>> classes = new HashMap<>();
+        private final List<Path> written = new ArrayList<>();
+        private int errors;
+
+        /** Each file is announced with the word for what is done to it, and then waited for, in milliseconds. */
+        Run(Workspace workspace, BuildSession session, String doing, long pause) throws BuildException {
+            owner = Compiler.get();
+            this.workspace = workspace;
+            this.session = session;
+            this.doing = doing;
+            this.pause = pause;
+        }
+
+        /** Compiles sources into the output directory. On failure and on cancellation nothing of it stays there. */
+        boolean compile(List<Path> sources, Path output, List<String> options) throws IOException {
+            Files.createDirectories(output);
+            owner.files.setLocationFromPaths(StandardLocation.CLASS_OUTPUT, List.of(output));
+            owner.files.setLocationFromPaths(StandardLocation.CLASS_PATH, List.of(output));
+            owner.files.setLocationFromPaths(StandardLocation.SOURCE_PATH, List.of());
+            boolean good = false;
+            try {
+                good = task(new Outputs(output), sources, options).call() && errors == 0;
+            } finally {
+                if (!good) {
+                    for (Path file : written) {
+                        Files.deleteIfExists(file);
+                    }
+                }
+            }
+            return good;
+        }
+
+        /** Only parses the sources. */
+        boolean parse(List<Path> sources) throws IOException {
+            task(owner.files, sources, List.of()).parse();
+            return errors == 0;
+        }
+
+        int errors() {
+            return errors;
+        }
+
+        /** The class files written for each source, as paths from the output directory. */
+        Map<String, List<String>> classes() {
+            return classes;
+        }
+
+        private JavacTask task(JavaFileManager manager, List<Path> sources, List<String> options) {
+            JavacTask task = (JavacTask) owner.compiler.getTask(Writer.nullWriter(), manager, this, options, null,
+                    owner.files.getJavaFileObjectsFromPaths(sources));
+            task.setTaskListener(this);
+            return task;
+        }
+
+        @Override
+        public void started(TaskEvent event) {
+            if (event.getKind() == TaskEvent.Kind.PARSE) {
+                session.line(doing + " " + name(event.getSourceFile()));
+                session.pause(pause);
+            } else {
+                session.pause(0);
+            }
+        }
+
+        @Override
+        public void finished(TaskEvent event) {
+            session.pause(0);
+        }
+
+        @Override
+        public void report(Diagnostic<? extends JavaFileObject> diagnostic) {
+            boolean isError = diagnostic.getKind() == Diagnostic.Kind.ERROR;
+            StringBuilder text = new StringBuilder();
+            if (diagnostic.getSource() != null) {
+                text.append(name(diagnostic.getSource())).append(':');
+                if (diagnostic.getLineNumber() != Diagnostic.NOPOS) {
+                    text.append(diagnostic.getLineNumber()).append(':');
+                }
+                text.append(' ');
+            }
+            text.append(isError ? "error: " : diagnostic.getKind() == Diagnostic.Kind.NOTE ? "note: " : "warning: ");
+            for (String line : text.append(diagnostic.getMessage(Locale.ENGLISH)).toString().split("\\R")) {
+                if (isError) {
+                    session.error(line);
+                } else {
+                    session.line(line);
+                }
+            }
+            if (isError) {
+                errors++;
+            }
+        }
+
+        private String name(FileObject file) {
+            return workspace.name(owner.files.asPath(file));
+        }
+
+        /** Notes which source each class file comes from. */
+        private final class Outputs extends ForwardingJavaFileManager<StandardJavaFileManager> {
+            private final Path output;
+
+            Outputs(Path output) {
+                super(owner.files);
+                this.output = output;
+            }
+
+            @Override
+            public JavaFileObject getJavaFileForOutput(Location location, String className, JavaFileObject.Kind kind,
+                    FileObject sibling) throws IOException {
+                JavaFileObject file = super.getJavaFileForOutput(location, className, kind, sibling);
+                Path path = owner.files.asPath(file);
+                written.add(path);
+                classes.computeIfAbsent(name(sibling), key -> new ArrayList<>())
+                        .add(output.relativize(path).toString().replace('\\', '/'));
+                return file;
+            }
+        }
+    }
+}

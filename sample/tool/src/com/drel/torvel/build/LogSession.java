@@ -1,0 +1,44 @@
+package com.drel.torvel.build;
+
+import java.io.IOException;
+import java.io.PrintWriter;
+import java.nio.file.Files;
+import java.nio.file.Path;
+
+/** Writes what passes through it to a log file as well; a log that fails to be written does not fail the build. */
+final class LogSession extends BuildSession implements AutoCloseable {
+    private final BuildSession session;
+    private final PrintWriter log;
+
+    LogSession(BuildSession session, Path file) throws BuildException {
+        super(session.root(), session.environment());
+        this.session = session;
+        try {
+            log = new PrintWriter(Files.newBufferedWriter(file));
+        } catch (IOException e) {
+            throw new BuildException("The log file " + file + " cannot be written.");
+        }
+    }
+
+    @Override
+    public void line(String text) {
+        log.println(text);
+        session.line(text);
+    }
+
+    @Override
+    public void error(String text) {
+        log.println(text);
+        session.error(text);
+    }
+
+    @Override
+    public void pause(long milliseconds) {
+        session.pause(milliseconds);
+    }
+
+    @Override
+    public void close() {
+        log.close();
+    }
+}

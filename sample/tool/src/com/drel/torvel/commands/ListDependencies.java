@@ -1,0 +1,12 @@
+package com.drel.torvel.commands;
+
+import com.drel.torvel.build.BuildVerb;
+
+/** Tells what the targets import. */
+public final class ListDependencies {
+    private ListDependencies() {}
+
+    public static void main(String[] arguments) {
+        BuildVerb.main("ListDependencies", arguments);
+    }
+}

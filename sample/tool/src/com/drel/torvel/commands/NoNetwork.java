@@ -1,0 +1,18 @@
+package com.drel.torvel.commands;
+
+import com.drel.torvel.Arguments;
+
+/** Stands in for what needs other machines, of which a sample has none. */
+final class NoNetwork {
+    private NoNetwork() {}
+
+    static void explain(String command, String usage, int least, int most, String[] arguments) {
+        Arguments.require(usage, least, most, arguments);
+        System.out.println(command + " was called with " + arguments.length
+                + (arguments.length == 1 ? " argument." : " arguments."));
+        for (String argument : arguments) {
+            System.out.println("  " + argument);
+        }
+        System.out.println("The sample has no network, so there is nothing to do.");
+    }
+}

@@ -1,0 +1,10 @@
+package com.drel.torvel.commands;
+
+/** Would send a message. */
+public final class SendEmail {
+    private SendEmail() {}
+
+    public static void main(String[] arguments) {
+        NoNetwork.explain("SendEmail", "Usage: Torvel SendEmail <to> <subject> <message>", 3, 3, arguments);
+    }
+}

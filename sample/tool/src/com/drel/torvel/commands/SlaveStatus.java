@@ -1,0 +1,10 @@
+package com.drel.torvel.commands;
+
+/** Would tell what the slaves are doing. */
+public final class SlaveStatus {
+    private SlaveStatus() {}
+
+    public static void main(String[] arguments) {
+        NoNetwork.explain("SlaveStatus", "Usage: Torvel SlaveStatus [address]", 0, 1, arguments);
+    }
+}
