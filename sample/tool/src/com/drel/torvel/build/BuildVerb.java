@@ -178,6 +178,8 @@ public final class BuildVerb {
         } finally {
             if (good) {
                 index.add(sources, ordered, run.classes());
+            } else {
+                index.discard(run.written());
             }
             index.save();
         }

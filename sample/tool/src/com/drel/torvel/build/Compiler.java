@@ -71,23 +71,13 @@ final class Compiler {
             this.pause = pause;
         }
 
-        /** Compiles sources into the output directory. On failure and on cancellation nothing of it stays there. */
+        /** Compiles sources into the output directory. */
         boolean compile(List<Path> sources, Path output, List<String> options) throws IOException {
             Files.createDirectories(output);
             owner.files.setLocationFromPaths(StandardLocation.CLASS_OUTPUT, List.of(output));
             owner.files.setLocationFromPaths(StandardLocation.CLASS_PATH, List.of(output));
             owner.files.setLocationFromPaths(StandardLocation.SOURCE_PATH, List.of());
-            boolean good = false;
-            try {
-                good = task(new Outputs(output), sources, options).call() && errors == 0;
-            } finally {
-                if (!good) {
-                    for (Path file : written) {
-                        Files.deleteIfExists(file);
-                    }
-                }
-            }
-            return good;
+            return task(new Outputs(output), sources, options).call() && errors == 0;
         }
 
         /** Only parses the sources. */
@@ -100,7 +90,12 @@ final class Compiler {
             return errors;
         }
 
-        /** The class files written for each source, as paths from the output directory. */
+        /** The class files begun so far. After a failure or a cancellation they are of no use. */
+        List<Path> written() {
+            return written;
+        }
+
+        /** The class files of each source, as paths from the output directory. */
         Map<String, List<String>> classes() {
             return classes;
         }

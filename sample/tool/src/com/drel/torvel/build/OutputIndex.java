@@ -149,6 +149,13 @@ final class OutputIndex {
         }
     }
 
+    /** Deletes class files that were written in vain. */
+    void discard(List<Path> files) throws IOException {
+        for (Path file : files) {
+            drop(file, new ArrayList<>());
+        }
+    }
+
     /** Deletes a source's class files and forgets it; gives the paths of the files that were there. */
     List<Path> drop(String source) throws IOException {
         List<Path> dropped = new ArrayList<>();

@@ -10,7 +10,7 @@ import java.util.HashSet;
 import java.util.List;
 import java.util.Set;
 
-/** One Java source, as it was when it was read: its stamp, what it imports, declares and mentions. */
+/** One Java source, as it was when it was read: its stamp, what it imports and mentions, its top types. */
 final class SourceFile {
     final Path path;
     final long size;
@@ -21,6 +21,7 @@ final class SourceFile {
 
     private final String text;
     private int at;
+    private int depth;
 
     SourceFile(Path path) throws IOException {
         BasicFileAttributes attributes = Files.readAttributes(path, BasicFileAttributes.class);
@@ -38,7 +39,7 @@ final class SourceFile {
             words.add(word);
             if (word.equals("import")) {
                 scanImport();
-            } else if (isTypeKeyword(before)) {
+            } else if (depth == 0 && isTypeKeyword(before)) {
                 declared.add(word);
             }
             before = word;
@@ -90,6 +91,7 @@ final class SourceFile {
             } else if (c == '"' || c == '\'') {
                 skipPast(String.valueOf(c), 1);
             } else {
+                depth += c == '{' ? 1 : c == '}' ? -1 : 0;
                 at++;
             }
         }

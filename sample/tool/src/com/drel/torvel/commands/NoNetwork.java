@@ -3,10 +3,10 @@ package com.drel.torvel.commands;
 import com.drel.torvel.Arguments;
 
 /** Stands in for what needs other machines, of which a sample has none. */
-final class NoNetwork {
+public final class NoNetwork {
     private NoNetwork() {}
 
-    static void explain(String command, String usage, int least, int most, String[] arguments) {
+    public static void explain(String command, String usage, int least, int most, String[] arguments) {
         Arguments.require(usage, least, most, arguments);
         System.out.println(command + " was called with " + arguments.length
                 + (arguments.length == 1 ? " argument." : " arguments."));
