@@ -85,6 +85,13 @@ void JNICALL CallStaticVoidMethodV(JNIEnv*, jclass type, jmethodID method, va_li
   pending = Asked("exception").has_value();
 }
 
+void JNICALL CallStaticVoidMethod(JNIEnv* env, jclass type, jmethodID method, ...) {
+  va_list arguments;
+  va_start(arguments, method);
+  CallStaticVoidMethodV(env, type, method, arguments);
+  va_end(arguments);
+}
+
 jboolean JNICALL ExceptionCheck(JNIEnv*) {
   Log("ExceptionCheck");
   return pending ? JNI_TRUE : JNI_FALSE;
@@ -128,6 +135,7 @@ extern "C" JNIEXPORT jint JNICALL JNI_CreateJavaVM(JavaVM** machine, void** envi
   functions.NewObjectArray = NewObjectArray;
   functions.NewStringUTF = NewStringUTF;
   functions.SetObjectArrayElement = SetObjectArrayElement;
+  functions.CallStaticVoidMethod = CallStaticVoidMethod;
   functions.CallStaticVoidMethodV = CallStaticVoidMethodV;
   functions.ExceptionCheck = ExceptionCheck;
   functions.ExceptionDescribe = ExceptionDescribe;

@@ -1,0 +1,225 @@
+"""An Assistant that follows a script byte for byte and keeps what it saw.
+
+`scripts` holds one function per connection, in the order in which they are opened; a connection beyond them is held
+until the launcher closes it, as the keep-alive is. `events` is the order of opens and closes as seen here, `received`
+the exact bytes of each connection.
+"""
+import array
+import fcntl
+import select
+import socket
+import struct
+import termios
+import threading
+
+PORT = 8118
+LIMIT = 15  # seconds that a script waits for anything
+
+
+def number(value):
+    return struct.pack(">i", value)
+
+
+def text(characters, length=None):
+    """A string on the wire: its length in characters (or the one given), then each as UTF-8."""
+    return number(len(characters) if length is None else length) + characters.encode("utf-8")
+
+
+NULL = number(-1)
+
+
+def pairs(answer):
+    """The parameter texts in the bytes of a build request: the verb, then each parameter."""
+    texts, at = [], 0
+
+    def take():
+        nonlocal at
+        size = struct.unpack_from(">i", answer, at)[0]
+        at += 4
+        start = at
+        for _ in range(size):
+            at += 2 if answer[at] >= 0x80 else 1
+        return answer[start:at].decode("utf-8")
+
+    texts.append(take())
+    count = struct.unpack_from(">i", answer, at)[0]
+    at += 4
+    texts += [take() for _ in range(count)]
+    assert at == len(answer), "bytes beyond the request"
+    return texts
+
+
+class Closed(Exception):
+    """The launcher closed the connection while more was expected of it."""
+
+
+class Connection:
+    def __init__(self, assistant, index, peer):
+        self.assistant, self.index, self.peer, self.open = assistant, index, peer, True
+        self.bytes = bytearray()
+        peer.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+
+    def arrived(self):
+        """How many bytes have come in so far, read by the script or not."""
+        waiting = array.array("i", [0])
+        fcntl.ioctl(self.peer, termios.FIONREAD, waiting)
+        return len(self.bytes) + waiting[0]
+
+    def read(self, size):
+        start = len(self.bytes)
+        while len(self.bytes) < start + size:
+            if not select.select([self.peer], [], [], LIMIT)[0]:
+                raise TimeoutError(f"connection {self.index}: nothing came for {LIMIT} s")
+            with self.assistant.lock:
+                data = self.peer.recv(start + size - len(self.bytes))
+                self.bytes += data
+            if not data:
+                raise Closed
+        return bytes(self.bytes[start:])
+
+    def read_number(self):
+        return struct.unpack(">i", self.read(4))[0]
+
+    def read_text(self):
+        characters = b""
+        for _ in range(self.read_number()):
+            lead = self.read(1)
+            characters += lead + (self.read(1) if lead[0] >= 0x80 else b"")
+        return characters.decode("utf-8")
+
+    def read_request(self):
+        verb = self.read_text()
+        return [verb, *(self.read_text() for _ in range(self.read_number()))]
+
+    def send(self, data):
+        self.peer.sendall(data)
+
+    def status(self, answer="cwd=C:\\Assist|version=2.8.10"):
+        """Expects the question for the status and answers it: with a string, or with bytes as they are."""
+        asked = self.read_text()
+        assert asked == "Status", asked
+        self.send(answer if isinstance(answer, bytes) else text(answer))
+
+    def wait_for_opens(self, count):
+        with self.assistant.changed:
+            assert self.assistant.changed.wait_for(lambda: self.assistant.opened() >= count, LIMIT), "no keep-alive came"
+
+    def wait_for_close(self):
+        try:
+            while True:
+                self.read(1)
+        except (Closed, ConnectionError):
+            self.assistant.note_close(self)
+
+    def close(self, reset=False):
+        if reset:
+            self.peer.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+        self.peer.close()
+        self.open = False
+
+
+class ScriptedAssistant:
+    def __init__(self):
+        self.lock = threading.RLock()
+        self.changed = threading.Condition(self.lock)
+        self.scripts, self.events, self.connections, self.faults, self.threads = [], [], [], [], []
+        self.listener = None
+
+    def __enter__(self):
+        self.listen()
+        return self
+
+    def listen(self):
+        self.listener = socket.socket()
+        self.listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+        self.listener.bind(("127.0.0.1", PORT))
+        self.listener.listen()
+        self.threads.append(threading.Thread(target=self.accept, args=(self.listener,)))
+        self.threads[-1].start()
+
+    def stop_listening(self):
+        self.listener.shutdown(socket.SHUT_RDWR)  # wakes accept
+        self.listener.close()
+
+    def __exit__(self, *_):
+        try:
+            self.stop_listening()
+        except OSError:
+            pass  # a script has done so
+        for connection in self.connections:
+            if connection.open:
+                try:
+                    connection.peer.shutdown(socket.SHUT_RDWR)
+                except OSError:
+                    pass  # the launcher was first
+        for thread in self.threads:
+            thread.join(LIMIT)
+        for connection in self.connections:
+            connection.peer.close()
+        assert not self.faults, self.faults
+
+    def opened(self):
+        return len(self.connections)
+
+    def accept(self, listener):
+        while True:
+            try:
+                peer, _ = listener.accept()
+            except OSError:
+                return
+            with self.changed:
+                connection = Connection(self, len(self.connections), peer)
+                so_far = [each.arrived() for each in self.connections if each.open]
+                self.events.append(("open", connection.index, so_far))
+                self.connections.append(connection)
+                self.changed.notify_all()
+            self.threads.append(threading.Thread(target=self.serve, args=(connection,)))
+            self.threads[-1].start()
+
+    def serve(self, connection):
+        hold = Connection.wait_for_close
+        script = self.scripts[connection.index] if connection.index < len(self.scripts) else hold
+        try:
+            script(connection)
+            if connection.open and script is not hold:
+                connection.wait_for_close()
+        except (Closed, ConnectionError):
+            self.note_close(connection)
+        except Exception as fault:  # shown when the test ends
+            self.faults.append(fault)
+            connection.close()
+
+    def note_close(self, connection):
+        """Notes the close, and which other connections the launcher still held at that moment."""
+        with self.changed:
+            held = [each.index for each in self.connections if each.open and each is not connection and not hung_up(each)]
+            self.events.append(("close", connection.index, held))
+            connection.open = False
+            self.changed.notify_all()
+
+    def wait_for_closes(self, count, limit=LIMIT):
+        with self.changed:
+            done = self.changed.wait_for(lambda: sum(e[0] == "close" for e in self.events) >= count, limit)
+            assert done, f"not closed after {limit} s: {self.events}"
+
+    def received(self, index):
+        return bytes(self.connections[index].bytes)
+
+    def answers(self, output, status="cwd=C:\\Assist|version=2.8.10", after=None):
+        """Scripts one build: status, the request, the keep-alive, then the output as it stands; then `after`."""
+
+        def build(connection):
+            connection.status(status)
+            self.request = connection.read_request()
+            connection.wait_for_opens(connection.index + 2)
+            connection.send(output)
+            if after:
+                after(connection)
+
+        self.scripts.append(build)
+
+
+def hung_up(connection):
+    poll = select.poll()
+    poll.register(connection.peer, select.POLLRDHUP)
+    return any(event & (select.POLLRDHUP | select.POLLHUP) for _, event in poll.poll(0))
