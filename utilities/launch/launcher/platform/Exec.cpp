@@ -69,6 +69,7 @@ int Exec(const std::vector<std::string>& args) {
   DebugPrint("Exec: %s\n", commandLine.c_str());
 
   const std::optional<std::string> program = FindProgram(args.front());
+  DebugFlush();
   STARTUPINFOA startup = {};
   startup.cb = sizeof startup;
   PROCESS_INFORMATION process = {};
