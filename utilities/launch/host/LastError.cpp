@@ -162,7 +162,9 @@ int SocketErrorFromErrno(int error) {
 
 DWORD FileErrorFromErrno(int error, const char* hostPath) {
   struct stat status {};
-  if (error == ENOENT && ::stat(DirectoryOf(hostPath).c_str(), &status) != 0) {
+  const bool isPathMissing =
+      *hostPath == '\0' || ::stat(DirectoryOf(hostPath).c_str(), &status) != 0;
+  if (error == ENOENT && isPathMissing) {
     return ERROR_PATH_NOT_FOUND;
   }
   return ErrorFromErrno(error);

@@ -1,5 +1,7 @@
 #include <pthread.h>
 #include <sys/eventfd.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
@@ -23,18 +25,29 @@ class ThreadObject : public host::Object {
   host::Descriptor m_Ended;
 };
 
-// What the new thread needs. Its end is the thread's: by return, or by the unwinding of ExitThread.
+// What the new thread needs.
 struct ThreadStart {
   std::shared_ptr<ThreadObject> object;
   LPTHREAD_START_ROUTINE start;
   LPVOID parameter;
-
-  ~ThreadStart() { object->SetEnded(); }
 };
 
+// Thrown by ExitThread, through the thread's functions to its first one here. pthread_exit would
+// not do: it unwinds with the system's runtime, which cannot pass frames made for the one linked
+// in.
+struct ThreadExit {};
+
+thread_local bool t_CanUnwind = false;
+
 void* ThreadMain(void* argument) {
-  const std::unique_ptr<ThreadStart> thread(static_cast<ThreadStart*>(argument));
-  thread->start(thread->parameter);
+  const std::unique_ptr<const ThreadStart> thread(static_cast<ThreadStart*>(argument));
+  t_CanUnwind = true;
+  try {
+    thread->start(thread->parameter);
+  } catch (const ThreadExit&) {
+  }
+  host::SendGathered();
+  thread->object->SetEnded();
   return nullptr;
 }
 
@@ -81,11 +94,17 @@ HANDLE CreateThread(LPSECURITY_ATTRIBUTES attributes, std::size_t stackSize,
 }
 
 // Differs from Windows:
-// - The stack is unwound: destructors of the thread's functions run.
+// - The stack of a thread made by CreateThread is unwound: destructors of its functions run, and a
+//   catch-all in them would hold it up.
 // - The exit code is not kept, as nothing here can ask for it.
-void ExitThread(DWORD /*exitCode*/) {
+void ExitThread(DWORD exitCode) {
+  if (t_CanUnwind) {
+    throw ThreadExit();
+  }
   host::SendGathered();
-  ::pthread_exit(nullptr);
+  for (;;) {
+    ::syscall(SYS_exit, exitCode);
+  }
 }
 
 void Sleep(DWORD milliseconds) {
