@@ -1,0 +1,381 @@
+"""Measures the launcher against its peers and prints the tables of docs/performance.md.
+
+Runs are paired and alternate; a ratio is the median of the pairs' ratios. Every measured run is checked: its exit code
+and the number of lines that arrived. Networking stays on 127.0.0.1.
+"""
+
+import argparse
+import contextlib
+import datetime
+import os
+import pathlib
+import platform
+import re
+import shutil
+import socket
+import statistics
+import subprocess
+import sys
+import time
+from typing import Callable, NamedTuple, Optional
+
+HERE = pathlib.Path(__file__).resolve().parent
+ROOT = HERE.parents[2]
+DOCUMENT = ROOT / "docs/performance.md"
+BEGIN, END = "<!-- measured: begin -->", "<!-- measured: end -->"
+NAILGUN_JAR = pathlib.Path("/usr/share/java/nailgun-server.jar")
+USAGE_CODE, ANSWER_CODE = 255, 7
+
+
+class Run(NamedTuple):
+    seconds: float
+    peak: float  # MiB
+    code: int
+    lines: int
+
+
+class Side(NamedTuple):
+    """One side of a comparison. A run that ends with another code or number of lines is a failure."""
+
+    command: list
+    code: int = 0
+    lines: Optional[int] = None  # unknown: not looked at
+    directory: Optional[pathlib.Path] = None
+    environment: Optional[dict] = None
+    prepare: Callable = lambda: None
+
+
+class MissingPeer(Exception):
+    pass
+
+
+def environment(count, **more):
+    """A set of that many variables, of the usual length."""
+    variables = {"PATH": os.environ["PATH"], "HOME": "/tmp", "LANG": "C.UTF-8", **more}
+    for index in range(count - len(variables)):
+        variables[f"VARIABLE_{index:05}"] = f"/opt/some/directory/number/{index:05}/of/many"
+    return variables
+
+
+def milliseconds(seconds):
+    return f"{seconds * 1000:.2f}" if seconds < 0.1 else f"{seconds * 1000:,.0f}"
+
+
+def thousands(pattern, text):
+    return f"{int(re.search(pattern, text)[1]):,}"
+
+
+def table(heads, rows):
+    lines = ["| " + " | ".join(heads) + " |", "|" + "---|" * len(heads)]
+    return "\n".join(lines + ["| " + " | ".join(map(str, row)) + " |" for row in rows]) + "\n"
+
+
+def need(program):
+    path = shutil.which(program)
+    if path is None:
+        raise MissingPeer(f"{program} cannot be had")
+    return path
+
+
+class Bench:
+    def __init__(self, build, share, stack):
+        self.build, self.share, self.stack = build, share, stack
+        self.launcher = str(build / "Torvel")
+        self.programs = build / "benchmarks"
+        self.scratch = build / "benchmarks/scratch"
+        self.rows, self.nailgun_port, self.has_assistant = [], None, False
+        shutil.rmtree(self.scratch, ignore_errors=True)
+        self.make_workspace()
+
+    def make_workspace(self):
+        self.workspace = self.scratch / "workspace"
+        library = self.workspace / "bin"
+        library.mkdir(parents=True)
+        classes = self.scratch / "classes"
+        self.compile(classes, HERE / "ListSlaves.java")
+        jar = ["jar", "--create", "--no-compress", "--file"]
+        subprocess.run([*jar, library / "Torvel.jar", "-C", classes, "."], check=True)
+        subprocess.run([*jar, library / "swt-win64.jar", "-C", HERE, "ListSlaves.java"], check=True)
+        (library / "torvel-win64.dll").touch()
+        key = r"HKEY_LOCAL_MACHINE\SOFTWARE\JavaSoft\Java Runtime Environment"
+        self.registry = self.scratch / "registry.reg"
+        self.registry.write_text(f'REGEDIT4\n\n[{key}]\n"CurrentVersion"="1.8"\n\n[{key}\\1.8]\n'
+                                 f'"RuntimeLib"="{self.build}/fakes/fake_jvm.so"\n')
+
+    @staticmethod
+    def compile(target, source, *options):
+        subprocess.run(["javac", *options, "-d", target, source], check=True)
+
+    # -- servers
+
+    def serve(self, command, is_ready, **how):
+        process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                                   stderr=subprocess.DEVNULL, **how)
+        self.stack.callback(process.wait)
+        self.stack.callback(process.terminate)
+        for _ in range(200):
+            if is_ready():
+                return process
+            if process.poll() is not None:
+                break
+            time.sleep(0.05)
+        raise RuntimeError(f"{command[0]} does not serve")
+
+    @staticmethod
+    def listens(port):
+        with socket.socket() as probe:
+            return probe.connect_ex(("127.0.0.1", port)) == 0
+
+    def start_assistant(self):
+        if not self.has_assistant:
+            self.serve([self.programs / "assistant"], lambda: self.listens(8118))
+            self.has_assistant = True
+
+    def nailgun(self, lines):
+        """The command of nailgun's client, with its server running and warm."""
+        client = need("ng-nailgun")
+        if self.nailgun_port is None:
+            if not NAILGUN_JAR.exists():
+                raise MissingPeer("nailgun's server cannot be had")
+            classes = self.scratch / "nails"
+            self.compile(classes, HERE / "Lines.java", "-cp", NAILGUN_JAR)
+            with socket.socket() as probe:
+                probe.bind(("127.0.0.1", 0))
+                port = probe.getsockname()[1]
+            self.serve(["java", "-Xmx512m", "-cp", f"{NAILGUN_JAR}:{classes}",
+                        "com.martiansoftware.nailgun.NGServer", f"127.0.0.1:{port}"], lambda: self.listens(port))
+            self.nailgun_port = str(port)
+            for _ in range(10):
+                self.measure(Side(self.nailgun(10000), ANSWER_CODE, 10000))
+        return [client, "--nailgun-server", "127.0.0.1", "--nailgun-port", self.nailgun_port, "Lines", str(lines)]
+
+    # -- measuring
+
+    def measure(self, side, sink="pipe"):
+        side.prepare()
+        output = subprocess.run([self.programs / "stopwatch", sink, *side.command], check=True, text=True,
+                                stdout=subprocess.PIPE, cwd=side.directory or self.workspace, timeout=300,
+                                env=environment(40) if side.environment is None else side.environment).stdout
+        nanoseconds, kibibytes, code, lines = map(int, output.split())
+        if sink not in ("pipe", "slow"):
+            with open(sink, "rb") as file:
+                lines = sum(1 for _ in file)
+        return Run(nanoseconds / 1e9, kibibytes / 1024, code, lines)
+
+    def checked(self, side, sink="pipe"):
+        run = self.measure(side, sink)
+        if run.code != side.code or (side.lines is not None and run.lines != side.lines):
+            raise RuntimeError(f"{side.command}: exit code {run.code}, {run.lines} lines")
+        return run
+
+    def system_calls(self, side):
+        try:
+            strace = need("strace")
+        except MissingPeer:
+            return "-"
+        report = self.scratch / "strace"
+        side.prepare()
+        subprocess.run([strace, "-f", "-c", "-o", report, *side.command], stdout=subprocess.DEVNULL,
+                       stderr=subprocess.DEVNULL, cwd=side.directory or self.workspace,
+                       env=environment(40) if side.environment is None else side.environment)
+        return thousands(r"(\d+)(?: +\d+)? +total", report.read_text())
+
+    def compare(self, workload, pairs, own, name, make_peer, sink="pipe", aim="", calls=False):
+        """Adds one row of the table. `make_peer` gives the other side, or raises MissingPeer."""
+        print(f"{workload}, against {name}", file=sys.stderr)
+        try:
+            peer = make_peer()
+        except MissingPeer as missing:
+            self.rows.append([workload, "", name, "", f"skipped: {missing}", aim, "", ""])
+            return
+        owns, peers = [], []
+        for side in (own, peer):
+            self.checked(side, sink)  # warms up
+        for index in range(max(3, round(pairs * self.share))):
+            for is_own in (True, False) if index % 2 == 0 else (False, True):
+                (owns if is_own else peers).append(self.checked(own if is_own else peer, sink))
+        own_time, peer_time = (statistics.median(run.seconds for run in runs) for runs in (owns, peers))
+        ratio = statistics.median(a.seconds / b.seconds for a, b in zip(owns, peers))
+        over = statistics.median(a.seconds - b.seconds for a, b in zip(owns, peers))
+        memory = " / ".join(f"{max(run.peak for run in runs):.1f}" for runs in (owns, peers))
+        traced = f"{self.system_calls(own)} / {self.system_calls(peer)}" if calls else ""
+        self.rows.append([workload, milliseconds(own_time), name, milliseconds(peer_time),
+                          f"{ratio:.2f} ({over * 1000:+.2f} ms)" if name == "`java`" else f"{ratio:.2f}", aim, memory,
+                          traced])
+
+    def request(self, lines, how="block", variables=40, arguments=(), directory=None):
+        self.start_assistant()
+        return Side([self.launcher, "build", f"--lines={lines}", f"--sends={how}", *arguments], ANSWER_CODE, lines, directory,
+                    environment(variables))
+
+    def deep_directory(self, levels):
+        directory = self.workspace.joinpath(*["d"] * levels)
+        directory.mkdir(parents=True, exist_ok=True)
+        return directory
+
+    # -- the workloads
+
+    def usage(self):
+        self.compare("usage text", 101, Side([self.launcher], USAGE_CODE), "C floor",
+                     lambda: Side([self.programs / "floor"], USAGE_CODE), aim="1.3", calls=True)
+
+    def java(self):
+        options = ["-Djava.library.path=bin/", "-Djava.class.path=bin/Torvel.jar:bin/swt-win64.jar", "-Xmx1024M",
+                   "-Xrs", "-XX:-UseGCOverheadLimit"]
+        self.compare("Java class in process", 41, Side([self.launcher, "listslaves"]), "`java`",
+                     lambda: Side(["java", *options, "com/drel/torvel/commands/ListSlaves"]), aim="1.00, +3 ms")
+
+    def requests(self):
+        for variables, aim in ((40, "0.8"), (200, "0.5"), (1000, "0.4")):
+            self.compare(f"request of one line, {variables:,} variables", 61, self.request(1, variables=variables),
+                         "ng", lambda: Side(self.nailgun(1), ANSWER_CODE, 1, environment=environment(variables)),
+                         aim=aim, calls=True)
+
+    def relay(self):
+        for lines, pairs in ((10_000, 21), (100_000, 9)):
+            for sink in ("pipe", str(self.scratch / "sink")):
+                self.compare(f"{lines:,} lines, line by line, to a {'pipe' if sink == 'pipe' else 'file'}", pairs,
+                             self.request(lines, "line"), "ng",
+                             lambda: Side(self.nailgun(lines), ANSWER_CODE, lines), sink, aim="0.3",
+                             calls=lines == 10_000 and sink == "pipe")
+        lines = 1_000_000
+        for sink in ("pipe", str(self.scratch / "sink")):
+            self.compare(f"{lines:,} lines to a {'pipe' if sink == 'pipe' else 'file'}", 7, self.request(lines),
+                         "relay floor", lambda: Side([self.programs / "relay_floor", str(lines)], ANSWER_CODE, lines),
+                         sink, aim="1.5")
+
+    def climb(self):
+        deep = self.deep_directory(60)
+        self.compare("request of one line, 60 levels below the root", 61, self.request(1, directory=deep),
+                     "at the root", lambda: self.request(1))
+
+    def slow(self):
+        sides = [("Torvel", lambda: self.request(20_000)), ("ng", lambda: Side(self.nailgun(20_000)))]
+        rows = []
+        for name, make in sides:
+            try:
+                run = self.measure(make(), "slow")
+                rows.append([name, f"{20_000 - run.lines:,}", f"{run.code}, right is {ANSWER_CODE}", f"{run.peak:.1f}"])
+            except MissingPeer as missing:
+                rows.append([name, f"skipped: {missing}", "", ""])
+        return table(["reader sleeps 2 s, 20,000 lines", "lines lost", "exit code", "peak MiB"], rows)
+
+    def cold(self):
+        """The sample's own build. Needs the port for the sample's Assistant, so it comes before the other one."""
+        sample = self.scratch / "sample"
+        subprocess.run([ROOT / "sample/assemble", sample], check=True)
+        assistant = self.serve([ROOT / "sample/assistant", self.scratch / "assistant"], lambda: self.listens(8118))
+        build = [self.launcher, "build", "game", "release"]
+        clear = lambda: shutil.rmtree(sample / "out", ignore_errors=True)
+        self.compare("sample's build through its Assistant", 9, Side(build, directory=sample, prepare=clear),
+                     "without Assistant", lambda: Side([*build, "--assistant=false"], directory=sample, prepare=clear))
+        assistant.terminate()
+        assistant.wait()
+
+    def growth(self):
+        def point(side):
+            runs = [self.checked(side) for _ in range(max(3, round((3 if side.lines > 10_000 else 15) * self.share)))]
+            return statistics.median(run.seconds for run in runs), max(run.peak for run in runs)
+
+        deep = [(levels, self.request(1, directory=self.deep_directory(levels))) for levels in (0, 15, 30, 60)]
+        series = [("lines", [(n, self.request(n)) for n in (1, 10_000, 100_000, 1_000_000)]),
+                  ("variables", [(n, self.request(1, variables=n)) for n in (10, 100, 1_000, 10_000)]),
+                  ("arguments", [(n, self.request(1, arguments=[f"--option{i}=value" for i in range(n)]))
+                                 for n in (10, 100, 1_000, 10_000)]),
+                  ("levels climbed", deep)]
+        rows = []
+        for name, points in series:
+            print(f"growth with {name}", file=sys.stderr)
+            first_time = None
+            for count, side in points:
+                seconds, peak = point(side)
+                if first_time is None:
+                    first_count, first_time = count, seconds
+                    each = ""
+                else:
+                    each = f"{(seconds - first_time) / (count - first_count) * 1e6:.2f}"
+                rows.append([name, f"{count:,}", milliseconds(seconds), each, f"{peak:.1f}"])
+        return table(["what grows", "number", "ms", "µs for each more than the first", "peak MiB"], rows)
+
+    def instructions(self):
+        try:
+            valgrind = need("valgrind")
+        except MissingPeer as missing:
+            return f"Skipped: {missing}.\n"
+        fake = environment(40, TORVEL_HOST_REGISTRY=str(self.registry))
+        runs = [("usage text", Side([self.launcher], USAGE_CODE)),
+                ("Java command, stand-in runtime", Side([self.launcher, "listslaves"], environment=fake)),
+                ("assisted request of 1,000 lines", self.request(1000))]
+        rows = []
+        for name, side in runs:
+            print(f"instructions: {name}", file=sys.stderr)
+            run = subprocess.run([valgrind, "--tool=callgrind", "--callgrind-out-file=/dev/null", *side.command],
+                                 text=True, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, cwd=self.workspace,
+                                 env=side.environment or environment(40))
+            if run.returncode != side.code:
+                raise RuntimeError(f"{name}: exit code {run.returncode} under valgrind\n{run.stderr}")
+            rows.append([name, thousands(r"Collected : (\d+)", run.stderr)])
+        return table(["run", "instructions"], rows)
+
+    def pieces(self):
+        program = self.programs / "pieces"
+        if not program.exists():
+            return "Skipped: Google Benchmark cannot be had.\n"
+        print("pieces", file=sys.stderr)
+        report = subprocess.run([program, "--benchmark_format=csv", "--benchmark_min_time=0.2"], check=True, text=True,
+                                stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout
+        rows = []
+        for line in report.splitlines():
+            fields = line.split(",")
+            if fields[0].startswith('"'):
+                rows.append([fields[0].strip('"'), f"{float(fields[2]):,.0f}", f"{float(fields[5]) / 1e6:,.0f}"])
+        return table(["piece/size", "ns", "MB/s"], rows)
+
+    def comparison(self, chosen):
+        for name in chosen:
+            getattr(self, name)()
+        return table(["workload", "Torvel ms", "peer", "peer ms", "ratio", "aim", "peak MiB, Torvel / peer",
+                      "system calls, Torvel / peer"], self.rows)
+
+
+COMPARISONS = ["cold", "usage", "java", "requests", "relay", "climb"]
+OTHERS = {"slow": "Slow reader", "growth": "Growth", "instructions": "Instructions (callgrind)", "pieces": "Pieces"}
+
+
+def machine():
+    model = re.search(r"model name\s*: (.*)", pathlib.Path("/proc/cpuinfo").read_text())
+    java = subprocess.run(["java", "-version"], text=True, stderr=subprocess.PIPE).stderr.splitlines()[1]
+    return (f"{datetime.date.today()}, `scripts/bench`: {model[1] if model else 'unknown processor'}, {os.cpu_count()} "
+            f"cores, Linux {platform.release()}, {java}; load average at the start {os.getloadavg()[0]:.2f}.\n")
+
+
+def main():
+    names = [*COMPARISONS, *OTHERS]
+    parser = argparse.ArgumentParser(prog="scripts/bench")
+    parser.add_argument("workloads", nargs="*", help=f"of {' '.join(names)} (default: all)")
+    parser.add_argument("--build", type=pathlib.Path, required=True, help=argparse.SUPPRESS)
+    parser.add_argument("--share", type=float, default=1, help="this share of the pairs only, for a first look")
+    parser.add_argument("--write", action="store_true", help="puts the tables into docs/performance.md as well")
+    options = parser.parse_args()
+    unknown = set(options.workloads) - set(names)
+    if unknown or (options.write and options.workloads):
+        parser.error(f"no workload {' '.join(unknown)}" if unknown else "--write needs all workloads")
+    chosen = options.workloads or names
+
+    parts = [machine()]
+    with contextlib.ExitStack() as stack:
+        bench = Bench(options.build.resolve(), options.share, stack)
+        if set(chosen) & set(COMPARISONS):
+            parts.append(bench.comparison([name for name in COMPARISONS if name in chosen]))
+        for name, title in OTHERS.items():
+            if name in chosen:
+                parts.append(f"### {title}\n\n{getattr(bench, name)()}")
+    report = "\n".join(parts)
+    print(report)
+    if options.write:
+        before, _, rest = DOCUMENT.read_text().partition(BEGIN)
+        after = rest.partition(END)[2]
+        DOCUMENT.write_text(f"{before}{BEGIN}\n{report}{END}{after}")
+
+
+main()

@@ -1,0 +1,134 @@
+// The launcher's pieces by themselves: framing over a loopback connection, the environment's
+// property text, and the layer's splitting of a command line.
+#include <benchmark/benchmark.h>
+
+#include <memory>
+#include <thread>
+
+#include "CommandLineText.h"
+#include "Framing.h"
+#include "assistant/AssistantConnection.h"
+#include "assistant/PropertyMap.h"
+#include "platform/Socket.h"
+
+namespace {
+
+// A connection of the launcher to a peer that runs in a thread of its own, until the connection
+// is closed.
+template <typename Peer>
+class Conversation {
+ public:
+  explicit Conversation(Peer peer) {
+    const int listener = Check(::socket(AF_INET, SOCK_STREAM, 0), "socket");
+    sockaddr_in address = LoopbackAddress(0);
+    socklen_t size = sizeof address;
+    Check(::bind(listener, reinterpret_cast<sockaddr*>(&address), size), "bind");
+    Check(::listen(listener, 1), "listen");
+    Check(::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size), "getsockname");
+    m_Assistant = std::make_unique<AssistantConnection>(std::make_unique<Socket>(
+        "127.0.0.1", ntohs(address.sin_port), SOCK_STREAM, AF_INET, 0));
+    const int descriptor = Check(::accept(listener, nullptr, nullptr), "accept");
+    ::close(listener);
+    m_Peer = std::thread([descriptor, peer] {
+      peer(descriptor);
+      ::close(descriptor);
+    });
+  }
+  ~Conversation() {
+    m_Assistant.reset();
+    m_Peer.join();
+  }
+
+  AssistantConnection& Assistant() { return *m_Assistant; }
+
+ private:
+  SocketStartup m_Sockets;
+  std::unique_ptr<AssistantConnection> m_Assistant;
+  std::thread m_Peer;
+};
+
+void SetCharacters(benchmark::State& state, std::size_t perIteration) {
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(perIteration));
+}
+
+void ReceiveString(benchmark::State& state) {
+  const std::string line(static_cast<std::size_t>(state.range(0)), 'x');
+  Conversation conversation([&line](int descriptor) {
+    std::string block;
+    while (block.size() < kBlockSize) {
+      AppendString(block, line);
+    }
+    while (::send(descriptor, block.data(), block.size(), MSG_NOSIGNAL) > 0) {
+    }
+  });
+  std::string text;
+  for (auto _ : state) {
+    if (!conversation.Assistant().ReceiveString(text)) {
+      state.SkipWithError("the connection broke");
+      break;
+    }
+  }
+  SetCharacters(state, line.size());
+}
+BENCHMARK(ReceiveString)->Arg(40)->Arg(4000);
+
+void SendString(benchmark::State& state) {
+  const std::string text(static_cast<std::size_t>(state.range(0)), 'x');
+  Conversation conversation([](int descriptor) {
+    static char block[kBlockSize];
+    while (::recv(descriptor, block, sizeof block, 0) > 0) {
+    }
+  });
+  for (auto _ : state) {
+    if (!conversation.Assistant().SendString(text)) {
+      state.SkipWithError("the connection broke");
+      break;
+    }
+  }
+  SetCharacters(state, text.size());
+}
+BENCHMARK(SendString)->Arg(40)->Arg(4000);
+
+PropertyMap MakeProperties(std::int64_t count) {
+  PropertyMap properties;
+  for (std::int64_t i = 0; i < count; ++i) {
+    properties.SetProperty("VARIABLE_" + std::to_string(i), "/some/directory=100%|/and/another");
+  }
+  return properties;
+}
+
+void FormatProperties(benchmark::State& state) {
+  const PropertyMap properties = MakeProperties(state.range(0));
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(properties.Format());
+  }
+  SetCharacters(state, properties.Format().size());
+}
+BENCHMARK(FormatProperties)->Arg(40)->Arg(1000);
+
+void ParseProperties(benchmark::State& state) {
+  const std::string text = MakeProperties(state.range(0)).Format();
+  for (auto _ : state) {
+    PropertyMap properties;
+    properties.Parse(text);
+    benchmark::DoNotOptimize(properties);
+  }
+  SetCharacters(state, text.size());
+}
+BENCHMARK(ParseProperties)->Arg(40)->Arg(1000);
+
+void SplitCommandLine(benchmark::State& state) {
+  std::string line = "java";
+  for (std::int64_t i = 0; i < state.range(0); ++i) {
+    line += R"( "an argument with \"quotes\"" C:\and\separators)";
+  }
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(host::SplitCommandLine(line));
+  }
+  SetCharacters(state, line.size());
+}
+BENCHMARK(SplitCommandLine)->Arg(10)->Arg(1000);
+
+}  // namespace
+
+BENCHMARK_MAIN();
