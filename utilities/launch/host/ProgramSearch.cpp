@@ -38,7 +38,7 @@ void AppendPathDirectories(std::vector<std::string>& directories) {
 std::string FindIn(const std::vector<std::string>& directories, const std::string& name,
                    const std::string& extension) {
   for (const std::string& directory : directories) {
-    const std::string path = directory + (directory.back() == '/' ? "" : "/") + name;
+    std::string path = directory + (directory.back() == '/' ? "" : "/") + name;
     if (!extension.empty() && IsProgram(path + extension)) {
       return path + extension;
     }

@@ -159,5 +159,5 @@ LSTATUS RegQueryValueExA(HKEY key, LPCSTR valueName, LPDWORD reserved, LPDWORD t
 
 LSTATUS RegCloseKey(HKEY key) {
   const bool isKnown = key == HKEY_LOCAL_MACHINE || Open().Remove(key);
-  return isKnown ? ERROR_SUCCESS : ERROR_INVALID_HANDLE;
+  return static_cast<LSTATUS>(isKnown ? ERROR_SUCCESS : ERROR_INVALID_HANDLE);
 }

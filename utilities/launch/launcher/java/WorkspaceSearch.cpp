@@ -91,9 +91,9 @@ WorkspaceLocation SearchWorkspace(const std::string& workspace,
   if (start.empty()) {
     FailSearch(workspace);
   }
-  const WorkspaceLocation location =
-      workspace.empty() ? SearchUpwards(start, searchPaths, jarName)
-                        : SearchGivenWorkspace(workspace, start, searchPaths, jarName);
+  WorkspaceLocation location = workspace.empty()
+                                   ? SearchUpwards(start, searchPaths, jarName)
+                                   : SearchGivenWorkspace(workspace, start, searchPaths, jarName);
   ChangeDir(start);
   return location;
 }
