@@ -88,6 +88,7 @@ class WindowsRun(Run):
 
     def wait(self, limit=LIMIT):
         code = int(self.parent.answer(limit).removeprefix("exit "))
+        self.parent.busy = False
         if self.own_parent:
             self.parent.end()
         return self.result(code)
@@ -105,9 +106,10 @@ class Parent:
     def __init__(self, product, stderr=subprocess.DEVNULL):
         self.process = subprocess.Popen([product.wine, product.fakes / "parent.exe"], env=product.wine_env, bufsize=0,
                                         stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=stderr)
-        self.pending = b""
+        self.pending, self.busy = b"", False
 
     def ask(self, *lines):
+        self.busy = True
         self.process.stdin.write("".join(line + "\n" for line in lines).encode("latin-1"))
 
     def answer(self, limit):
@@ -199,7 +201,7 @@ class Windows(Product):
         prefix.mkdir(exist_ok=True)
         if not (prefix / "system.reg").exists():
             subprocess.run([self.wine, "wineboot", "-i"], env=self.wine_env, check=True, capture_output=True, timeout=120)
-        subprocess.run(["wineserver", "-p"], env=self.wine_env, check=True)
+        subprocess.run(["wineserver", "-p60"], env=self.wine_env, stderr=subprocess.DEVNULL)  # 2: it runs already
         self.shared = Parent(self)
 
     code = staticmethod(lambda code: code & 0xFFFFFFFF)
@@ -212,7 +214,8 @@ class Windows(Product):
 
     def start(self, *args, cwd, env=None, own_parent=False, out=None, hold=None, suspended=False):
         files = self.new_files()
-        if own_parent or out:
+        own_parent = own_parent or bool(out) or self.shared.busy
+        if own_parent:
             parent = Parent(self, out or subprocess.DEVNULL)
         elif self.shared.process.poll() is not None:
             parent = self.shared = Parent(self)
@@ -222,8 +225,10 @@ class Windows(Product):
         parent.ask(f"cwd {self.path(cwd)}", f"out {'-' if out else self.path(files[0])}", f"err {self.path(files[1])}",
                    *(f"env {name}={value}" for name, value in sorted((env or {}).items())),
                    *([f"hold {self.path(hold)}"] if hold else []), *(["suspended"] if suspended else []), f"run {line}")
+        if out:
+            parent.process.stdin.close()  # it ends with the run, and lets go of its end of the pipe
         pid, thread = re.fullmatch(r"started (\d+) (\d+)", parent.answer(LIMIT)).groups()
-        run = WindowsRun(self, files, parent, own_parent or bool(out), int(pid))
+        run = WindowsRun(self, files, parent, own_parent, int(pid))
         run.thread = int(thread)
         return run
 

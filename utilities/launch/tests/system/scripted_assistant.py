@@ -1,8 +1,8 @@
 """An Assistant that follows a script byte for byte and keeps what it saw.
 
-`scripts` holds one function per connection, in the order in which they are opened; a connection beyond them is held
-until the launcher closes it, as the keep-alive is. `events` is the order of opens and closes as seen here, `received`
-the exact bytes of each connection.
+A connection on which the launcher speaks follows the next function of `scripts`; one on which it stays silent, as on the
+keep-alive, is held until the launcher closes it. `events` is the order of opens and closes as seen here, `received` the
+exact bytes of each connection; both count connections in the order of their opening.
 """
 import array
 import fcntl
@@ -114,8 +114,9 @@ class Connection:
     def close(self, reset=False):
         if reset:
             self.peer.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
-        self.peer.close()
-        self.open = False
+        with self.assistant.lock:
+            self.open = False
+            self.peer.close()
 
 
 class ScriptedAssistant:
@@ -177,11 +178,12 @@ class ScriptedAssistant:
             self.threads[-1].start()
 
     def serve(self, connection):
-        hold = Connection.wait_for_close
-        script = self.scripts[connection.index] if connection.index < len(self.scripts) else hold
         try:
-            script(connection)
-            if connection.open and script is not hold:
+            if connection.peer.recv(1, socket.MSG_PEEK):
+                with self.lock:
+                    script = self.scripts.pop(0)
+                script(connection)
+            if connection.open:
                 connection.wait_for_close()
         except (Closed, ConnectionError):
             self.note_close(connection)

@@ -1,0 +1,55 @@
+"""The launcher ends with its parent, wherever it is waiting, and runs on where it has none to watch."""
+import time
+
+import pytest
+
+from conftest import LIMIT, Parent
+from scripted_assistant import Connection
+
+UNKNOWN = "Warning: Parent process unknown, cannot terminate on its exit\n"
+UNOPENED = "Warning: Failed to get handle to parent process, cannot terminate on its exit\n"
+
+
+def wait_until(true, what):
+    end = time.monotonic() + LIMIT
+    while not true():
+        assert time.monotonic() < end, f"{what} did not come"
+        time.sleep(0.01)
+
+
+@pytest.mark.parametrize("where", ["socket", "child", "java"])
+def test_parent_killed(workspace, product, assistant, where):
+    if where == "java":
+        workspace.use_jvm("sleeps=30000")
+    elif where == "child":
+        workspace.use_java("sleeps=3000")
+    else:
+        assistant.scripts.append(lambda c: (c.status(), c.read_request()))
+    run = workspace.start("Build", "T", *([] if where == "socket" else ["--assistant=false"]), own_parent=True)
+    if where == "socket":
+        wait_until(lambda: assistant.opened() == 2, "the request")
+    else:
+        began = "call " if where == "java" else "in "
+        wait_until(lambda: any(line.startswith(began) for line in workspace.logged()), "the Java program")
+    if product.windows:
+        run.watch()
+    began = time.monotonic()
+    run.kill_parent()
+    assert run.wait().all() == (product.code(1), "", "")
+    assert time.monotonic() - began < 1
+    if where == "socket":
+        assistant.wait_for_closes(2, 1)
+    if where == "child":  # which goes on without the launcher
+        wait_until(lambda: workspace.logged()[-1] == "done", "the end of the child")
+
+
+def test_parent_ended_before_the_launcher_starts(workspace, product):
+    if not product.windows:
+        pytest.skip("the host gives an orphan another parent at once")
+    workspace.use_jvm("exit=4")
+    run = workspace.start("Checksum", own_parent=True, suspended=True)
+    run.parent.end()
+    run.parent = Parent(product)
+    run.parent.ask(f"attach {run.pid} {run.thread}")
+    assert run.parent.answer(LIMIT) == "attached"
+    assert run.wait().all() == (4, UNOPENED, "")
