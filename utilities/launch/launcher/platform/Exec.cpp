@@ -42,9 +42,11 @@ void ReportFailedStart(const std::string& program, DWORD code) {
 }
 
 int WaitForExitCode(const PROCESS_INFORMATION& process) {
-  WaitForSingleObject(process.hProcess, INFINITE);
   DWORD exitCode = static_cast<DWORD>(-1);
-  GetExitCodeProcess(process.hProcess, &exitCode);
+  // After a failed wait the child may still run; what stands for a running process is no exit code.
+  if (WaitForSingleObject(process.hProcess, INFINITE) != WAIT_FAILED) {
+    GetExitCodeProcess(process.hProcess, &exitCode);
+  }
   CloseHandle(process.hProcess);
   CloseHandle(process.hThread);
   return static_cast<int>(exitCode);
