@@ -33,11 +33,13 @@ def test_command_lines_run(build, document):
         bash(build, script)
 
 
-def test_transcript_is_what_a_run_prints(build):
+def test_readme_shows_what_runs_print(build):
     [shown] = blocks(ROOT / "README.md", "transcript")
     pattern = "\n".join(re.escape(re.sub(" +<- .*", "", line)).replace(r"\.\.\.", ".+") + " *" for line in shown.splitlines())
     printed = bash(build, "sample/assemble; cd sample; Torvel checksum game/Game.java --debug")
     assert re.fullmatch(pattern + "\n", printed), printed
+    steps = re.findall(r'^show "(.*?)"', (ROOT / "scripts/demo").read_text(), re.M)
+    assert steps == [step for step in re.findall("^--- (.*)$", (ROOT / "README.md").read_text(), re.M) if "started" not in step]
 
 
 @pytest.mark.parametrize("document", DOCUMENTS, ids=lambda path: path.name)
@@ -74,13 +76,10 @@ def test_picture_is_drawn_from_its_source():
     assert sorted(drawn) == sorted(line.strip() for label in labels for line in label.split("\\n"))
 
 
-def test_every_command_is_told_of():
+def test_readme_and_manual_tell_of_every_command():
     rows = re.findall(r"^\| ([A-Z].*?) \|", (ROOT / "README.md").read_text(), re.M)
     assert sorted(re.findall(r"\w+", " ".join(rows))) == COMMANDS
     assert sorted(re.findall(r"^\.It Cm (\w+)", MANUAL.read_text(), re.M)) == COMMANDS
-
-
-def test_manual_has_no_fault():
     assert subprocess.run(["mandoc", "-Tlint", MANUAL], capture_output=True, text=True).stdout == ""
 
 
