@@ -1,0 +1,4 @@
+extern "C" int ContractAnswer();
+int ContractAnswer() {
+  return 42;
+}
