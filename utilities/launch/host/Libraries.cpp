@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <list>
 #include <string>
 #include <strings.h>
 #include <vector>
@@ -27,7 +28,8 @@ jint JNICALL CreateAdaptedJavaVM(JavaVM** vm, void** environment, void* argument
   ::dladdr(reinterpret_cast<void*>(create), &library);
   const int version = library.dli_fname != nullptr ? host::JavaVersionOf(library.dli_fname) : 0;
 
-  auto& texts = *new std::vector<std::string>;
+  static auto& kept = *new std::list<std::vector<std::string>>;
+  std::vector<std::string>& texts = kept.emplace_back();
   std::vector<JavaVMOption> options;
   texts.reserve(count);
   for (std::size_t i = 0; i < count; ++i) {

@@ -192,3 +192,20 @@ def test_update_refused(workspace, tmp_path, assistant, behind, name, command, f
     finally:
         if mounted:
             subprocess.run(["umount", target], check=True)
+
+
+@pytest.mark.parametrize("where", ["java", "assistant"])
+def test_memory_and_descriptors(workspace, tmp_path, assistant, behind, where):
+    """No error, no lost memory, and at the exit no descriptor but the standard ones and the watcher's own."""
+    log = tmp_path / "memcheck"
+    workspace.use_jvm("sleeps=200,exit=5")
+    assistant.output = assistant.answer(" one", "!two", code=5)
+    workspace.product = behind(f"exec {needed('valgrind')} --leak-check=full "
+                               f"--errors-for-leak-kinds=definite,indirect,possible --track-fds=yes --log-file={log} \"$@\"")
+    result = workspace.run("Checksum" if where == "java" else "Build", "T", "--debug")
+    said = log.read_text()
+    assert result.code == 5 and "ERROR SUMMARY: 0 errors from 0 contexts" in said, said
+    # Memcheck does not know how the host opens another process, so the watcher gives up and says so.
+    opened = re.split(r"Open (?:file descriptor|AF_INET socket) ", said.split("HEAP SUMMARY")[0])[1:]
+    own = [each for each in opened if "<inherited from parent>" not in each]
+    assert len(own) == 1 and "CreateThread" in own[0], own
