@@ -8,8 +8,8 @@ from collections import Counter
 from dataclasses import dataclass, field
 
 import pytest
-from conftest import needed
 from harness import UPDATE_SET, failure
+from shared import needed
 
 FAKES = __file__.rsplit("/", 2)[0] + "/fakes"
 TARGETS = ("TorvelAssistant.exe", *UPDATE_SET[1:])

@@ -1,0 +1,77 @@
+"""What the reliability tests and those of the sample share, on top of the harness of the system tests (host only).
+
+    pytest utilities/launch/tests/reliability --product host --build build/host [--long]
+
+`--long` makes the full number of runs (see scripts/soak); without it each test is a sample of a few seconds.
+"""
+import copy
+import importlib.util
+import pathlib
+import shlex
+import shutil
+import subprocess
+import sys
+
+import pytest
+
+TESTS = pathlib.Path(__file__).parents[1]
+sys.path += [str(TESTS / "system"), str(TESTS / "sample")]
+specification = importlib.util.spec_from_file_location("harness", TESTS / "system" / "conftest.py")
+harness = sys.modules["harness"] = importlib.util.module_from_spec(specification)
+specification.loader.exec_module(harness)
+from harness import product, workspace  # noqa: E402: fixtures
+
+from sample_workspace import assembled, sample  # noqa: E402
+from tolerant_assistant import TolerantAssistant  # noqa: E402
+
+FIGURES = []
+
+
+def pytest_addoption(parser):
+    harness.pytest_addoption(parser)
+    parser.addoption("--long", action="store_true", help="the full number of runs")
+
+
+def pytest_terminal_summary(terminalreporter):
+    for figure in FIGURES:
+        terminalreporter.write_line(figure)
+
+
+@pytest.fixture
+def figure():
+    """Notes a line that the run ends with."""
+    return FIGURES.append
+
+
+@pytest.fixture
+def scale(request):
+    """Chooses between the short and the long form's number."""
+    return lambda short, long: long if request.config.getoption("--long") else short
+
+
+@pytest.fixture
+def assistant():
+    with TolerantAssistant() as running:
+        yield running
+
+
+@pytest.fixture
+def behind(product, tmp_path):
+    """The product whose launcher is run by a shell command, which gets the program and its arguments as "$@"."""
+
+    def make(command):
+        script = tmp_path / f"behind{product.count}"
+        script.write_text(f"#!/bin/bash\nset -- {shlex.quote(str(product.program))} \"$@\"\n{command}\n")
+        script.chmod(0o755)
+        wrapped = copy.copy(product)
+        wrapped.program, wrapped.folder = script, tmp_path
+        return wrapped
+
+    return make
+
+
+def needed(program):
+    """The whole path of a tool that scripts/setup installs."""
+    path = shutil.which(program)
+    assert path, f"{program} is not installed"
+    return path
