@@ -21,7 +21,8 @@ struct Object {
   std::vector<const Object*> elements;
 };
 
-std::deque<Object> objects;  // references stay valid while it grows
+// References stay valid while it grows, and past the end of the process: main may still run then.
+std::deque<Object>& objects = *new std::deque<Object>;
 void (*exitHook)(jint) = nullptr;
 bool pending = false;
 int mainMethod = 0;  // its address is the method's id

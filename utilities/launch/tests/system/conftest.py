@@ -156,6 +156,8 @@ class Host(Product):
     def __init__(self, build, folder):
         self.program = build / "Torvel"
         super().__init__(build, folder)
+        # A thread-checked program otherwise sleeps for a second when it ends.
+        self.checks = {"TSAN_OPTIONS": "atexit_sleep_ms=0"} if b"__tsan_init" in self.program.read_bytes() else {}
         ctypes.CDLL(None).prctl(36, 1)  # PR_SET_CHILD_SUBREAPER: a launcher whose parent has died comes here
 
     code = staticmethod(lambda code: code & 0xFF)
@@ -166,6 +168,7 @@ class Host(Product):
         files = self.new_files()
         command = [self.program, *(arg.encode("latin-1") for arg in args)]
         env = {"PATH": "/nowhere", "TORVEL_HOST_REGISTRY": "/nowhere"} if env is None else env
+        env = env | self.checks
         if own_parent:
             script = '"$@" >"$OUT" 2>"$ERR" & echo $!; wait'
             parent = subprocess.Popen(["/bin/sh", "-c", script, "sh", *command], cwd=cwd, stdout=subprocess.PIPE,
