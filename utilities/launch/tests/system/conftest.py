@@ -239,7 +239,10 @@ class Windows(Product):
         header, body = text.split("\n", 1)
         keys = "".join(f"[-HKEY_LOCAL_MACHINE\\SOFTWARE\\{key}]\n\n" for key in ("Torvel", "JavaSoft"))
         (folder / "registry.reg").write_bytes(f"{header}\n\n{keys}{body}".replace("\n", "\r\n").encode("latin-1"))
-        subprocess.run([self.wine, "regedit", "/S", self.path(folder / "registry.reg")], env=self.wine_env, check=True)
+        importer = Parent(self)
+        importer.ask("cwd C:\\", "out NUL", "err NUL", f"run C:\\windows\\regedit.exe /S {self.path(folder / 'registry.reg')}")
+        assert [importer.answer(LIMIT).split()[0], importer.answer(LIMIT)] == ["started", "exit 0"]
+        importer.end()
         return {}
 
     def finish(self):

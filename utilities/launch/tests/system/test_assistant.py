@@ -40,7 +40,7 @@ def test_example_conversation(workspace, product, assistant):
     (_, first, _), (_, second, [arrived]) = assistant.events[:2]
     assert (first, second) == (0, 1)
     assert arrived == len(sent) or product.windows  # where the system holds small sends back for a while
-    assert assistant.events[-1][:2] == ("close", 0) or ("close", 1, [0]) in assistant.events
+    assistant.wait_for_closes(2)
     assert ("close", 0, [1]) not in assistant.events
 
     shown = addresses_out(result.out)
@@ -277,7 +277,7 @@ def test_status_cut(workspace, product, assistant, reset):
     """A broken status is followed by the request, whose failure ends the run: no fall-back."""
     workspace.use_jvm("exit=2")
     status = text(GOOD)
-    for offset in (0, 3, 4, 10, len(status) - 1):
+    for offset in (0, 3, 4, 10, len(status) - 1, len(status)):
         def cut(connection):
             connection.status(status[:offset])
             connection.close(reset)
@@ -374,6 +374,18 @@ def test_closed_reader_ends_the_run(workspace, product, assistant):
     run = workspace.start("Build", out=writing)
     os.close(writing)
     assert run.wait(10).code in (9, -13)  # its own end, or the system's for writing to nobody
+
+
+def test_refused_keep_alive_counts_as_opened(workspace, assistant):
+    def build(connection):
+        connection.status()
+        assistant.stop_listening()
+        connection.send(text(" built") + NULL + number(6))
+        connection.read_request()
+
+    assistant.scripts.append(build)
+    assert workspace.run("Build").all() == (6, "built\n", "")
+    assert assistant.opened() == 1
 
 
 def test_two_launchers_at_once(workspace, assistant):

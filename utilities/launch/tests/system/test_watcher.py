@@ -1,10 +1,10 @@
 """The launcher ends with its parent, wherever it is waiting, and runs on where it has none to watch."""
+import subprocess
 import time
 
 import pytest
 
 from conftest import LIMIT, Parent
-from scripted_assistant import Connection
 
 UNKNOWN = "Warning: Parent process unknown, cannot terminate on its exit\n"
 UNOPENED = "Warning: Failed to get handle to parent process, cannot terminate on its exit\n"
@@ -33,6 +33,7 @@ def test_parent_killed(workspace, product, assistant, where):
         wait_until(lambda: any(line.startswith(began) for line in workspace.logged()), "the Java program")
     if product.windows:
         run.watch()
+    time.sleep(0.2)  # the watcher is a thread of its own and may be the last to find its place
     began = time.monotonic()
     run.kill_parent()
     assert run.wait().all() == (product.code(1), "", "")
@@ -53,3 +54,16 @@ def test_parent_ended_before_the_launcher_starts(workspace, product):
     run.parent.ask(f"attach {run.pid} {run.thread}")
     assert run.parent.answer(LIMIT) == "attached"
     assert run.wait().all() == (4, UNOPENED, "")
+
+
+def test_parent_out_of_sight(workspace, product):
+    """The first process of a process space of its own has no parent that it could see."""
+    if product.windows:
+        pytest.skip("Windows has no process spaces")
+    space = ["unshare", "--map-root-user", "--fork", "--pid", "--mount-proc"]
+    if subprocess.run([*space, "true"], capture_output=True).returncode:
+        pytest.skip("this user may not make a process space")
+    workspace.use_jvm("sleeps=300,exit=4")  # long enough for the watcher to give up
+    run = subprocess.run([*space, product.program, "Checksum"], cwd=workspace.root, env=workspace.env | {"PATH": "/usr/bin"},
+                         capture_output=True, timeout=LIMIT)
+    assert (run.returncode, run.stdout.decode(), run.stderr) == (4, UNKNOWN, b"")
