@@ -1,6 +1,5 @@
 // Copying, attributes, and the C runtime's calls for files.
 #include <direct.h>
-#include <gtest/gtest.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -21,8 +20,9 @@ class Files : public testing::Test {
   }
   void TearDown() override {
     std::error_code none;
-    fs::permissions("files/locked", fs::perms::owner_all, none);
-    fs::permissions("files/copy", fs::perms::owner_all, none);
+    for (const char* path : {"files/locked", "files/copy"}) {
+      fs::permissions(path, fs::perms::owner_all, none);
+    }
     fs::remove_all("files");
   }
 };
@@ -33,70 +33,51 @@ TEST_F(Files, CopyReplacesOrSaysWhyNot) {
     const char* target;
     BOOL failIfExists;
     DWORD error;
-  } rows[] = {
-      {"files\\new", "files\\old", FALSE, 0},
-      {"files/new", "files\\fresh", TRUE, 0},
-      {"files\\missing", "files\\old", FALSE, ERROR_FILE_NOT_FOUND},
-      {"missing\\new", "files\\old", FALSE, ERROR_PATH_NOT_FOUND},
-      {"", "files\\old", FALSE, ERROR_PATH_NOT_FOUND},
-      {"files\\folder", "files\\old", FALSE, ERROR_ACCESS_DENIED},
-      {"files\\new", "missing\\old", FALSE, ERROR_PATH_NOT_FOUND},
-      {"files\\new", "files\\folder", FALSE, ERROR_ACCESS_DENIED},
-      {"files\\new", "files\\locked", TRUE, ERROR_FILE_EXISTS},
-      {"files\\new", "files\\new", FALSE, ERROR_SHARING_VIOLATION},
-  };
+  } rows[] = {{"files\\missing", "files\\old", FALSE, ERROR_FILE_NOT_FOUND},
+              {"missing\\new", "files\\old", FALSE, ERROR_PATH_NOT_FOUND},
+              {"", "files\\old", FALSE, ERROR_PATH_NOT_FOUND},
+              {"files\\folder", "files\\old", FALSE, ERROR_ACCESS_DENIED},
+              {"files\\new", "missing\\old", FALSE, ERROR_PATH_NOT_FOUND},
+              {"files\\new", "files\\folder", FALSE, ERROR_ACCESS_DENIED},
+              {"files\\new", "files\\locked", TRUE, ERROR_FILE_EXISTS},
+              {"files\\old", "files\\old", FALSE, ERROR_SHARING_VIOLATION}};
   for (const auto& row : rows) {
-    SCOPED_TRACE(std::string(row.source) + " to " + row.target);
-    SetUp();
-    EXPECT_EQ(CopyFileA(row.source, row.target, row.failIfExists) != FALSE, row.error == 0);
-    if (row.error != 0) {
-      EXPECT_EQ(GetLastError(), row.error);
-    }
-    EXPECT_EQ(ReadText("files/old"), row.error == 0 && row.target == std::string("files\\old")
-                                         ? "new"
-                                         : "the older and longer text");
-    EXPECT_EQ(ReadText("files/new"), "new");
-    EXPECT_EQ(ReadText("files/locked"), "locked");
+    EXPECT_TRUE(Fails(CopyFileA(row.source, row.target, row.failIfExists), row.error))
+        << row.source << " to " << row.target;
   }
-}
-
-TEST_F(Files, CopyTakesAttributeAndTimeAlong) {
+  EXPECT_EQ(ReadText("files/old"), "the older and longer text");
+  EXPECT_EQ(ReadText("files/locked"), "locked");
+  EXPECT_TRUE(CopyFileA("files\\new", "files\\old", FALSE));
+  EXPECT_TRUE(CopyFileA("files/old", "files\\fresh", TRUE));
+  EXPECT_EQ(ReadText("files/fresh"), "new");
   fs::last_write_time("files/locked", fs::last_write_time("files/new") - std::chrono::hours(30));
-  ASSERT_TRUE(CopyFileA("files\\locked", "files\\copy", FALSE));
-  EXPECT_EQ(GetFileAttributesA("files\\copy") & FILE_ATTRIBUTE_READONLY,
-            static_cast<DWORD>(FILE_ATTRIBUTE_READONLY));
+  EXPECT_TRUE(CopyFileA("files\\locked", "files\\copy", FALSE));
+  EXPECT_NE(GetFileAttributesA("files\\copy") & FILE_ATTRIBUTE_READONLY, 0u);
   EXPECT_EQ(fs::last_write_time("files/copy"), fs::last_write_time("files/locked"));
 }
 
 TEST_F(Files, ReadOnlyAttributeCanBeReadSetAndCleared) {
-  const auto isReadOnly = [](const char* path) {
-    return (GetFileAttributesA(path) & FILE_ATTRIBUTE_READONLY) != 0;
-  };
-  EXPECT_TRUE(isReadOnly("files\\locked"));
-  const DWORD attributes = GetFileAttributesA("files/locked");
-  EXPECT_TRUE(SetFileAttributesA("files\\locked",
-                                 attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY)));
-  EXPECT_FALSE(isReadOnly("files\\locked"));
-  EXPECT_TRUE(CopyFileA("files\\new", "files\\locked", FALSE));
-  EXPECT_TRUE(SetFileAttributesA("files\\locked", FILE_ATTRIBUTE_READONLY));
-  EXPECT_TRUE(isReadOnly("files\\locked"));
-  EXPECT_TRUE(SetFileAttributesA("files\\locked", FILE_ATTRIBUTE_NORMAL));
-  EXPECT_FALSE(isReadOnly("files\\locked"));
-  EXPECT_EQ(GetFileAttributesA("files\\folder"), static_cast<DWORD>(FILE_ATTRIBUTE_DIRECTORY));
-  for (const auto& [path, error] : {std::pair("files\\none", ERROR_FILE_NOT_FOUND),
-                                    std::pair("none\\x", ERROR_PATH_NOT_FOUND)}) {
-    EXPECT_EQ(GetFileAttributesA(path), INVALID_FILE_ATTRIBUTES);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(error));
-    EXPECT_FALSE(SetFileAttributesA(path, FILE_ATTRIBUTE_NORMAL));
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(error));
+  const char* path = "files\\locked";
+  const auto isReadOnly = [&] { return (GetFileAttributesA(path) & FILE_ATTRIBUTE_READONLY) != 0; };
+  EXPECT_TRUE(isReadOnly());
+  EXPECT_TRUE(SetFileAttributesA(path, GetFileAttributesA(path) & ~DWORD{FILE_ATTRIBUTE_READONLY}));
+  EXPECT_FALSE(isReadOnly());
+  EXPECT_TRUE(CopyFileA("files\\new", path, FALSE));
+  EXPECT_TRUE(SetFileAttributesA(path, FILE_ATTRIBUTE_READONLY) && isReadOnly());
+  EXPECT_TRUE(SetFileAttributesA(path, FILE_ATTRIBUTE_NORMAL) && !isReadOnly());
+  EXPECT_EQ(GetFileAttributesA("files\\folder"), DWORD{FILE_ATTRIBUTE_DIRECTORY});
+  for (const auto& [none, error] :
+       {std::pair("files\\no", ERROR_FILE_NOT_FOUND), std::pair("none\\x", ERROR_PATH_NOT_FOUND)}) {
+    const auto code = static_cast<DWORD>(error);
+    EXPECT_TRUE(Fails(GetFileAttributesA(none) != INVALID_FILE_ATTRIBUTES, code)) << none;
+    EXPECT_TRUE(Fails(SetFileAttributesA(none, FILE_ATTRIBUTE_NORMAL), code)) << none;
   }
 }
 
-TEST_F(Files, OpenTakesEitherSeparatorAndNoDirectory) {
+TEST_F(Files, RuntimeTakesEitherSeparatorAndOpensNoDirectory) {
   const std::pair<const char*, bool> rows[] = {
       {"files\\old", true},     {"files/old", true}, {".\\files/folder\\..\\old", true},
-      {"files\\folder", false}, {".", false},        {"files\\no", false},
-      {"no\\old", false},       {"", false}};
+      {"files\\folder", false}, {".", false},        {"no\\old", false}};
   for (const auto& [path, isFile] : rows) {
     std::FILE* file = std::fopen(path, "rb");
     EXPECT_EQ(file != nullptr, isFile) << path;
@@ -104,16 +85,14 @@ TEST_F(Files, OpenTakesEitherSeparatorAndNoDirectory) {
       std::fclose(file);
     }
   }
-}
-
-TEST_F(Files, CurrentDirectoryIsReadAndChanged) {
   char before[1024];
   char text[1024];
   ASSERT_EQ(_getcwd(before, sizeof before), before);
   EXPECT_EQ(_chdir("files\\folder"), 0);
   ASSERT_NE(_getcwd(text, sizeof text), nullptr);
-  EXPECT_EQ(std::string(text).size(), std::string(before).size() + 13);
-  EXPECT_EQ(_getcwd(text, static_cast<int>(std::string(text).size())), nullptr);
+  const std::size_t length = std::string(text).size();
+  EXPECT_EQ(length, std::string(before).size() + 13);
+  EXPECT_EQ(_getcwd(text, static_cast<int>(length)), nullptr);
   EXPECT_NE(_chdir("missing"), 0);
   EXPECT_EQ(_chdir("..\\.."), 0);
   ASSERT_NE(_getcwd(text, sizeof text), nullptr);

@@ -1,14 +1,10 @@
-#include <gtest/gtest.h>
-
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 
 #include "Contract.h"
 
 std::string g_Program;
-std::string g_Folder;
 
 void WriteText(const std::string& path, const std::string& text) {
   std::ofstream(path, std::ios::binary) << text;
@@ -19,6 +15,13 @@ std::string ReadText(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
+testing::AssertionResult Fails(bool isOk, DWORD error) {
+  const DWORD last = GetLastError();
+  return isOk            ? testing::AssertionFailure() << "succeeded"
+         : last != error ? testing::AssertionFailure() << "error " << last << " for " << error
+                         : testing::AssertionSuccess();
+}
+
 BOOL StartSelf(const std::string& arguments, PROCESS_INFORMATION& child) {
   STARTUPINFOA startup = {};
   startup.cb = sizeof startup;
@@ -27,14 +30,15 @@ BOOL StartSelf(const std::string& arguments, PROCESS_INFORMATION& child) {
                         nullptr, &startup, &child);
 }
 
-// As a child: "--exit MILLISECONDS CODE" sleeps and ends, "--write FILE ..." writes the arguments
+// As a child: "--exit MILLISECONDS CODE" sleeps and ends; "--write FILE ..." writes the arguments
 // that follow, each in brackets.
 int main(int argc, char** argv) {
-  if (argc == 4 && std::strcmp(argv[1], "--exit") == 0) {
+  const std::string mode = argc >= 3 ? argv[1] : "";
+  if (mode == "--exit") {
     Sleep(static_cast<DWORD>(std::atoi(argv[2])));
     return std::atoi(argv[3]);
   }
-  if (argc >= 3 && std::strcmp(argv[1], "--write") == 0) {
+  if (mode == "--write") {
     std::string text;
     for (int i = 3; i < argc; ++i) {
       text += "[" + std::string(argv[i]) + "]";
@@ -43,7 +47,6 @@ int main(int argc, char** argv) {
     return 0;
   }
   g_Program = argv[0];
-  g_Folder = g_Program.substr(0, g_Program.find_last_of("/\\"));
-  ::testing::InitGoogleTest(&argc, argv);
+  testing::InitGoogleTest(&argc, argv);
   return RUN_ALL_TESTS();
 }
