@@ -1,20 +1,81 @@
-// Whole answers of an Assistant through the real connection, held against a reader of the framing
-// that is written down a second time here.
+// Whole answers of an Assistant through the real connection, held against the framing written down
+// a second time.
 //
-// Input: a byte of flags (1: an answer to "Status", else to a build; 2: the stream ends in a
+// Input: a byte of flags (1: the answer to "Status", else to a build; 2: the stream ends in a
 // reset), a byte that limits what can be sent (255: no limit), then the Assistant's stream.
-#include <unistd.h>
-
 #include <optional>
+
+#include <direct.h>
+#include <winsock2.h>
 
 #include "Check.h"
 #include "CommandLineParameters.h"
-#include "MemorySockets.h"
 #include "assistant/AssistantConnection.h"
 #include "assistant/BuildCommands.h"
 #include "assistant/PropertyMap.h"
+#include "host/Sockets.h"
 #include "platform/FileUtilities.h"
 #include "platform/LaunchFailure.h"
+
+// --- Windows Sockets in memory, linked in place of the layer's. Every connection succeeds; the
+// first one carries the stream.
+
+struct Network {
+  std::string_view incoming;
+  bool endsInReset = false;
+  size_t sendLimit = 0;
+  std::string sent;
+  int opened = 0;
+  int closed = 0;
+} g_network;
+
+static int ResetByPeer() {
+  WSASetLastError(WSAECONNRESET);
+  return SOCKET_ERROR;
+}
+
+void host::SendGathered() {}
+int WSAStartup(WORD, WSADATA*) {
+  return 0;
+}
+int WSACleanup() {
+  return 0;
+}
+SOCKET WSASocketA(int, int, int, WSAPROTOCOL_INFOA*, GROUP, DWORD) {
+  return static_cast<SOCKET>(++g_network.opened);
+}
+int WSAConnect(SOCKET, const sockaddr*, int, LPWSABUF, LPWSABUF, QOS*, QOS*) {
+  return 0;
+}
+int WSASend(SOCKET socket, LPWSABUF buffers, DWORD, LPDWORD sent, DWORD, WSAOVERLAPPED*,
+            LPWSAOVERLAPPED_COMPLETION_ROUTINE) {
+  Check(socket == 1);
+  if (g_network.sent.size() + buffers->len > g_network.sendLimit) {
+    return ResetByPeer();
+  }
+  g_network.sent.append(buffers->buf, *sent = buffers->len);
+  return 0;
+}
+int WSARecv(SOCKET socket, LPWSABUF buffers, DWORD, LPDWORD received, LPDWORD, WSAOVERLAPPED*,
+            LPWSAOVERLAPPED_COMPLETION_ROUTINE) {
+  Check(socket == 1);
+  if (g_network.incoming.empty() && g_network.endsInReset) {
+    return ResetByPeer();
+  }
+  *received = static_cast<DWORD>(g_network.incoming.copy(buffers->buf, buffers->len));
+  g_network.incoming.remove_prefix(*received);
+  return 0;
+}
+int shutdown(SOCKET, int) {
+  return 0;
+}
+int closesocket(SOCKET) {
+  ++g_network.closed;
+  return 0;
+}
+extern "C" hostent* __wrap_gethostbyname(const char*) {
+  return nullptr;
+}
 
 namespace {
 
@@ -22,22 +83,19 @@ struct Reader {
   std::string_view rest;
 
   int Octet() {
-    if (rest.empty()) {
-      return -1;
-    }
-    const int octet = static_cast<unsigned char>(rest.front());
-    rest.remove_prefix(1);
+    const int octet = rest.empty() ? -1 : static_cast<unsigned char>(rest.front());
+    rest.remove_prefix(rest.empty() ? 0 : 1);
     return octet;
   }
   std::optional<int32_t> Integer() {
-    if (rest.size() < 4) {
-      rest = {};
-      return std::nullopt;
+    int64_t value = 0;
+    for (int i = 0; i < 4; ++i) {
+      const int octet = Octet();
+      if (octet == -1) {
+        return std::nullopt;
+      }
+      value = value * 256 + octet;
     }
-    int64_t value = Octet();
-    value = value * 256 + Octet();
-    value = value * 256 + Octet();
-    value = value * 256 + Octet();
     return static_cast<int32_t>(value < 0x80000000 ? value : value - 0x100000000);
   }
   std::optional<int> Character() {
@@ -55,132 +113,105 @@ struct Reader {
     return isLead ? std::optional<int>(code) : std::nullopt;
   }
   std::optional<std::string> String() {
-    const std::optional<int32_t> length = Integer();
-    if (!length || *length == -1) {
-      return std::nullopt;
-    }
+    const int32_t length = Integer().value_or(-1);
     std::string text;
-    for (int32_t i = 0; i < *length; ++i) {
+    for (int32_t i = 0; i < length; ++i) {
       const std::optional<int> code = Character();
       if (!code) {
         return std::nullopt;
       }
       text += static_cast<char>(*code % 256);
     }
-    return text;
+    return length == -1 ? std::nullopt : std::optional<std::string>(text);
   }
-};
-
-// Collects what is written to stdout or stderr while it lives.
-class Collected {
- public:
-  explicit Collected(FILE*& stream) : m_Stream(stream), m_Before(stream) {
-    m_Stream = open_memstream(&m_Text, &m_Size);
-  }
-  ~Collected() {
-    fclose(m_Stream);
-    m_Stream = m_Before;
-    free(m_Text);
-  }
-  Collected(const Collected&) = delete;
-  Collected& operator=(const Collected&) = delete;
-  std::string Text() {
-    fflush(m_Stream);
-    return std::string(m_Text, m_Size);
-  }
-
- private:
-  FILE*& m_Stream;
-  FILE* const m_Before;
-  char* m_Text = nullptr;
-  size_t m_Size = 0;
 };
 
 struct Outcome {
-  std::string out, error;
-  int result = 0;
+  std::string output[2];  // standard output, standard error
+  int result = 666;
 };
 
-Outcome ExpectedOfBuild(Reader reader, bool isSent) {
+Outcome ExpectedOfBuild(Reader reader) {
   Outcome expected;
-  expected.result = 666;
-  if (!isSent) {
-    return expected;
-  }
   while (const std::optional<std::string> line = reader.String()) {
-    std::string& stream = line->substr(0, 1) == "!" ? expected.error : expected.out;
-    stream += line->empty() ? "" : line->c_str() + 1;
-    stream += '\n';
+    expected.output[line->substr(0, 1) == "!"] += line->substr(line->empty() ? 0 : 1).c_str();
+    expected.output[line->substr(0, 1) == "!"] += '\n';
   }
   expected.result = reader.Integer().value_or(666);
   return expected;
 }
 
-Outcome ExpectedOfStatus(Reader reader, bool isSent) {
-  const std::optional<std::string> answer = isSent ? reader.String() : std::nullopt;
+Outcome ExpectedOfStatus(Reader reader) {
   PropertyMap status;
-  status.Parse(answer.value_or("version=2.8.10"));
+  status.Parse(reader.String().value_or("version=2.8.10"));
   if (status.GetProperty("version") == "2.8.10") {
-    return {"", "", true};
+    return {{}, true};
   }
-  return {"Version mis-match, restarting Assistant with version 2.8.10\n", "", -1};
+  return {{"Version mis-match, restarting Assistant with version 2.8.10\n", ""}, -1};
 }
 
-Outcome Run(bool isStatus) {
-  AssistantConnection assistant(std::make_unique<Socket>("127.0.0.1", 8118, 1, 2, 0));
+Outcome Actual(bool isStatus) {
+  FILE* const streams[2] = {stdout, stderr};
+  char* texts[2];
+  size_t sizes[2];
+  stdout = open_memstream(&texts[0], &sizes[0]);
+  stderr = open_memstream(&texts[1], &sizes[1]);
   Outcome outcome;
-  Collected out(stdout), error(stderr);
   try {
-    // With no files to copy, an update ends before anything is written.
+    AssistantConnection assistant(std::make_unique<Socket>("127.0.0.1", 8118, 1, 2, 0));
+    // An update ends before anything is written: there are no files to copy.
     outcome.result =
         isStatus ? assistant.EnsureVersion("absent/", "absent/") : RunAssistedCommand(assistant);
   } catch (const LaunchFailure&) {
     outcome.result = -1;
   }
-  outcome.out = out.Text();
-  outcome.error = error.Text();
+  fclose(stdout);
+  fclose(stderr);
+  stdout = streams[0];
+  stderr = streams[1];
+  for (int i = 0; i < 2; ++i) {
+    outcome.output[i].assign(texts[i], sizes[i]);
+    free(texts[i]);
+  }
   return outcome;
 }
 
 std::string Framed(const std::string& text) {
-  return std::string(3, '\0') + static_cast<char>(text.size()) + text;
+  return std::string(2, '\0') + static_cast<char>(text.size() / 256) +
+         static_cast<char>(text.size() % 256) + text;
 }
 
-// Everything that a build sends, the texts being ASCII and short.
+// Everything that a build sends, the current directory being ASCII.
 std::string BuildRequest() {
   static char* none[] = {nullptr};
-  environ = none;
+  _environ = none;
   const char* arguments[] = {"Torvel", "Build", "Game"};
   Singleton<CommandLineParameters>::GetInstance().Parse(3, arguments);
-  CHECK(chdir("/") == 0);
   return Framed("Build") + std::string("\0\0\0\3", 4) + Framed("Game") +
-         Framed("--environment=\"\"") + Framed("--workspace=/");
+         Framed("--environment=\"\"") + Framed("--workspace=" + GetCurrentDir());
 }
 
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const std::string buildRequest = BuildRequest();
+  static const std::string requests[] = {BuildRequest(), Framed("Status")};
   if (size < 2) {
     return 0;
   }
   const bool isStatus = (data[0] & 1) != 0;
   const Reader reader = {{reinterpret_cast<const char*>(data) + 2, size - 2}};
-  g_network = {};
-  g_network.incoming = reader.rest;
-  g_network.endsInReset = (data[0] & 2) != 0;
-  g_network.sendLimit = data[1] == 255 ? SIZE_MAX : data[1];
-  const std::string request = isStatus ? Framed("Status") : buildRequest;
+  g_network = {reader.rest, (data[0] & 2) != 0, data[1] == 255 ? SIZE_MAX : data[1], "", 0, 0};
+  const std::string& request = requests[isStatus];
   const bool isSent = g_network.sendLimit >= request.size();
-  const Outcome expected =
-      isStatus ? ExpectedOfStatus(reader, isSent) : ExpectedOfBuild(reader, isSent);
-  const Outcome actual = Run(isStatus);
-  CHECK(actual.out == expected.out);
-  CHECK(actual.error == expected.error);
-  CHECK(actual.result == expected.result);
-  CHECK(isSent ? g_network.sent == request
-               : g_network.sent == request.substr(0, g_network.sent.size()));
-  CHECK(g_network.opened == (isStatus || !isSent ? 1 : 2));
-  CHECK(g_network.closed == g_network.opened);
+  const Outcome expected = isStatus ? ExpectedOfStatus(isSent ? reader : Reader{})
+                           : isSent ? ExpectedOfBuild(reader)
+                                    : Outcome{};
+  const Outcome actual = Actual(isStatus);
+  Check(actual.output[0] == expected.output[0]);
+  Check(actual.output[1] == expected.output[1]);
+  Check(actual.result == expected.result);
+  Check(g_network.sent == request.substr(0, isSent ? size_t(-1) : g_network.sent.size()));
+  Check(g_network.opened == (isStatus || !isSent ? 1 : 2));
+  Check(g_network.closed == g_network.opened);
   return 0;
 }
