@@ -44,28 +44,22 @@ def read_text(path):
     return path.read_bytes().decode("latin-1")
 
 
-class Run:
+class HostRun:
     """A started launcher. `wait` gives its result; `kill_parent` ends the process that started it, where it has its own."""
 
-    def __init__(self, product, files, kill_parent=None):
-        self.product, self.files, self.kill_parent = product, files, kill_parent
-
-    def result(self, code, peak_kib=0):
-        texts = [self.product.lines(read_text(path)) if path.exists() else "" for path in self.files]
-        return Result(code, *texts, peak_kib)
-
-
-class HostRun(Run):
     def __init__(self, product, files, pid, parent=None):
-        super().__init__(product, files, parent and (lambda: (parent.kill(), parent.wait())))
-        self.pid = pid
+        self.product, self.files, self.pid, self.parent = product, files, pid, parent
+
+    def kill_parent(self):
+        self.parent.kill()
+        self.parent.wait()
 
     def wait(self, limit=LIMIT):
         end = time.monotonic() + limit
         while time.monotonic() < end:
             pid, status, usage = os.wait4(self.pid, os.WNOHANG)
             if pid:
-                return self.result(os.waitstatus_to_exitcode(status), usage.ru_maxrss)
+                return self.product.result(os.waitstatus_to_exitcode(status), self.files, usage.ru_maxrss)
             time.sleep(0.001)
         self.kill()
         os.waitpid(self.pid, 0)
@@ -75,23 +69,27 @@ class HostRun(Run):
         os.kill(self.pid, 9)
 
 
-class WindowsRun(Run):
-    def __init__(self, product, files, parent, own_parent, pid):
-        super().__init__(product, files, own_parent and parent.end)
-        self.parent, self.own_parent, self.pid = parent, own_parent, pid
+class WindowsRun:
+    def __init__(self, product, files, parent, pid, thread):
+        self.product, self.files, self.parent, self.pid, self.thread = product, files, parent, pid, thread
 
-    def watch(self):
-        """Another process waits for the launcher, so that its code is seen when its parent is gone."""
+    def kill_parent(self):
+        parent = self.parent
+        self.watch()
+        parent.end()
+
+    def watch(self, thread=0):
+        """Another process waits for the launcher, whose code is seen even when its parent is gone; resumes the thread."""
         self.parent = Parent(self.product)
-        self.parent.ask(f"attach {self.pid} 0")
+        self.parent.ask(f"attach {self.pid} {thread}")
         assert self.parent.answer(LIMIT) == "attached"
 
     def wait(self, limit=LIMIT):
         code = int(self.parent.answer(limit).removeprefix("exit "))
         self.parent.busy = False
-        if self.own_parent:
+        if self.parent is not self.product.shared:
             self.parent.end()
-        return self.result(code)
+        return self.product.result(code, self.files)
 
     def kill(self):
         helper = Parent(self.product)
@@ -139,8 +137,8 @@ class Product:
         self.count += 1
         return [self.folder / f"{self.count}.{stream}" for stream in ("out", "err")]
 
-    def run(self, *args, limit=LIMIT, **how):
-        return self.start(*args, **how).wait(limit)
+    def result(self, code, files, peak_kib=0):
+        return Result(code, *(self.lines(read_text(path)) if path.exists() else "" for path in files), peak_kib)
 
     def fake(self, name, target):
         """Puts the fake of that name where the launcher is to find it."""
@@ -231,9 +229,7 @@ class Windows(Product):
         if out:
             parent.process.stdin.close()  # it ends with the run, and lets go of its end of the pipe
         pid, thread = re.fullmatch(r"started (\d+) (\d+)", parent.answer(LIMIT)).groups()
-        run = WindowsRun(self, files, parent, own_parent, int(pid))
-        run.thread = int(thread)
-        return run
+        return WindowsRun(self, files, parent, int(pid), int(thread))
 
     def registry(self, folder, text):
         header, body = text.split("\n", 1)
@@ -271,15 +267,16 @@ UPDATE_SET = ("TorvelAssistant.x64", "Torvel.jar", "torvel-win64.dll", "swt-win6
 
 
 class Workspace:
-    """A workspace with its jar, a directory two levels down, and a fake Java runtime and `java` on demand."""
+    """A workspace in a path that is no format and no single word, with its jar and a directory two levels down, and, on
+    demand, a fake Java runtime and a fake `java`."""
 
     def __init__(self, product, folder):
-        self.product, self.root, self.tools, self.log = product, folder / "ws", folder / "tools", folder / "log"
+        self.product, self.root, self.tools, self.log = product, folder / "50%s a'b", folder / "tools", folder / "log"
         self.game = self.root / "src" / "game"
         self.game.mkdir(parents=True)
         self.tools.mkdir()
         self.add("bin/Torvel.jar")
-        self.env = {"PATH": product.path(self.tools)} | product_environment(product, folder)
+        self.env = {"PATH": product.path(self.tools)} | ({} if product.windows else {"TORVEL_HOST_REGISTRY": "/nowhere"})
 
     def add(self, *files):
         for file in files:
@@ -318,10 +315,6 @@ class Workspace:
             "Launching...", "Search for Torvel.jar and torvel-win64.dll in", *listed,
             *(f"Not in {self.native(part)}..." for part in not_in), f"Found jar in {jar}", f"Found lib in {lib}",
             f"Workspace at {self.native()}/", f"Path to original: {start}"))
-
-
-def product_environment(product, folder):
-    return {} if product.windows else {"TORVEL_HOST_REGISTRY": str(folder / "no.reg")}
 
 
 def addresses_out(text):

@@ -5,6 +5,7 @@ keep-alive, is held until the launcher closes it. `events` is the order of opens
 exact bytes of each connection; both count connections in the order of their opening.
 """
 import array
+import contextlib
 import fcntl
 import select
 import socket
@@ -26,27 +27,6 @@ def text(characters, length=None):
 
 
 NULL = number(-1)
-
-
-def pairs(answer):
-    """The parameter texts in the bytes of a build request: the verb, then each parameter."""
-    texts, at = [], 0
-
-    def take():
-        nonlocal at
-        size = struct.unpack_from(">i", answer, at)[0]
-        at += 4
-        start = at
-        for _ in range(size):
-            at += 2 if answer[at] >= 0x80 else 1
-        return answer[start:at].decode("utf-8")
-
-    texts.append(take())
-    count = struct.unpack_from(">i", answer, at)[0]
-    at += 4
-    texts += [take() for _ in range(count)]
-    assert at == len(answer), "bytes beyond the request"
-    return texts
 
 
 class Closed(Exception):
@@ -71,9 +51,9 @@ class Connection:
             if not select.select([self.peer], [], [], LIMIT)[0]:
                 raise TimeoutError(f"connection {self.index}: nothing came for {LIMIT} s")
             with self.assistant.lock:
-                data = self.peer.recv(start + size - len(self.bytes))
-                self.bytes += data
-            if not data:
+                before = len(self.bytes)
+                self.bytes += self.peer.recv(start + size - before)
+            if len(self.bytes) == before:
                 raise Closed
         return bytes(self.bytes[start:])
 
@@ -135,7 +115,10 @@ class ScriptedAssistant:
         self.listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
         self.listener.bind(("127.0.0.1", PORT))
         self.listener.listen()
-        self.threads.append(threading.Thread(target=self.accept, args=(self.listener,)))
+        self.begin(self.accept, self.listener)
+
+    def begin(self, body, argument):
+        self.threads.append(threading.Thread(target=body, args=(argument,)))
         self.threads[-1].start()
 
     def stop_listening(self):
@@ -143,16 +126,11 @@ class ScriptedAssistant:
         self.listener.close()
 
     def __exit__(self, *_):
-        try:
+        with contextlib.suppress(OSError):  # a script has done so
             self.stop_listening()
-        except OSError:
-            pass  # a script has done so
         for connection in self.connections:
-            if connection.open:
-                try:
-                    connection.peer.shutdown(socket.SHUT_RDWR)
-                except OSError:
-                    pass  # the launcher was first
+            with contextlib.suppress(OSError):  # the launcher was first
+                connection.peer.shutdown(socket.SHUT_RDWR)
         for thread in self.threads:
             thread.join(LIMIT)
         for connection in self.connections:
@@ -174,8 +152,7 @@ class ScriptedAssistant:
                 self.events.append(("open", connection.index, so_far))
                 self.connections.append(connection)
                 self.changed.notify_all()
-            self.threads.append(threading.Thread(target=self.serve, args=(connection,)))
-            self.threads[-1].start()
+            self.begin(self.serve, connection)
 
     def serve(self, connection):
         try:

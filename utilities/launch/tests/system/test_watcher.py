@@ -4,7 +4,7 @@ import time
 
 import pytest
 
-from conftest import LIMIT, Parent
+from conftest import LIMIT
 
 UNKNOWN = "Warning: Parent process unknown, cannot terminate on its exit\n"
 UNOPENED = "Warning: Failed to get handle to parent process, cannot terminate on its exit\n"
@@ -19,20 +19,10 @@ def wait_until(true, what):
 
 @pytest.mark.parametrize("where", ["socket", "child", "java"])
 def test_parent_killed(workspace, product, assistant, where):
-    if where == "java":
-        workspace.use_jvm("sleeps=30000")
-    elif where == "child":
-        workspace.use_java("sleeps=3000")
-    else:
-        assistant.scripts.append(lambda c: (c.status(), c.read_request()))
+    {"java": lambda: workspace.use_jvm("sleeps=30000"), "child": lambda: workspace.use_java("sleeps=3000"),
+     "socket": lambda: assistant.scripts.append(lambda c: (c.status(), c.read_request()))}[where]()
     run = workspace.start("Build", "T", *([] if where == "socket" else ["--assistant=false"]), own_parent=True)
-    if where == "socket":
-        wait_until(lambda: assistant.opened() == 2, "the request")
-    else:
-        began = "call " if where == "java" else "in "
-        wait_until(lambda: any(line.startswith(began) for line in workspace.logged()), "the Java program")
-    if product.windows:
-        run.watch()
+    wait_until(lambda: assistant.opened() == 2 or any(line.startswith(("call ", "in ")) for line in workspace.logged()), "the wait")
     time.sleep(0.2)  # the watcher is a thread of its own and may be the last to find its place
     began = time.monotonic()
     run.kill_parent()
@@ -50,9 +40,7 @@ def test_parent_ended_before_the_launcher_starts(workspace, product):
     workspace.use_jvm("exit=4")
     run = workspace.start("Checksum", own_parent=True, suspended=True)
     run.parent.end()
-    run.parent = Parent(product)
-    run.parent.ask(f"attach {run.pid} {run.thread}")
-    assert run.parent.answer(LIMIT) == "attached"
+    run.watch(run.thread)
     assert run.wait().all() == (4, UNOPENED, "")
 
 
