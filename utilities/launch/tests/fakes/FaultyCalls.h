@@ -57,7 +57,7 @@ Result Give(Result failure) {
 #define Process32Next(...) FAULTY(Process32Next, FALSE, __VA_ARGS__)
 // Pauses are cut short: a sweep makes thousands of runs, and an update waits at least half a
 // second.
-#define Sleep(milliseconds) Sleep((milliseconds) / 50)
+#define Sleep(milliseconds) Sleep((milliseconds) / 500)
 
 #define WSAStartup(...) FAULTY(WSAStartup, static_cast<int>(faults::Error()), __VA_ARGS__)
 #define WSACleanup() (faults::Fails("WSACleanup") ? faults::Give(SOCKET_ERROR) : WSACleanup())
