@@ -30,15 +30,16 @@ class Peer {
     m_IsOpen = true;
   }
   void Send(const std::string& text) const {
-    const int length = static_cast<int>(text.size());
-    EXPECT_EQ(::send(m_Connection, text.data(), length, 0), length);
+    for (std::size_t at = 0; at < text.size(); at += kBlock) {
+      const Length length = Block(text.size() - at);
+      EXPECT_EQ(::send(m_Connection, text.data() + at, length, 0), length);
+    }
   }
   // Fewer bytes at the end of the stream.
   std::string Receive(std::size_t length) const {
     std::string text;
-    for (char block[4096]; text.size() < length;) {
-      const auto wanted = static_cast<int>(std::min(sizeof block, length - text.size()));
-      const auto got = ::recv(m_Connection, block, wanted, 0);
+    for (char block[kBlock]; text.size() < length;) {
+      const auto got = ::recv(m_Connection, block, Block(length - text.size()), 0);
       if (got <= 0) {
         break;
       }
@@ -61,6 +62,10 @@ class Peer {
   }
 
  private:
+  // Lengths are of a type that becomes whatever the platform takes.
+  using Length = unsigned short;
+  static constexpr std::size_t kBlock = 4096;
+  static Length Block(std::size_t length) { return static_cast<Length>(std::min(kBlock, length)); }
   // The type of a socket address's length, which the platforms name differently.
   template <typename S, typename A, typename L, bool N>
   static L LengthOf(int (*)(S, A, L*) noexcept(N));
