@@ -1,11 +1,9 @@
-# cmake --install lays out the product. Windows also has packages, without debug information:
-# <build>/Torvel-<version>-win64.zip, and .exe, the installer that packaging/NSIS.template.in describes.
+# The packages for Windows, without debug information: <build>/Torvel-<version>-win64.zip, and .exe, the installer that
+# packaging/NSIS.template.in describes.
 if(NOT WIN32)
-  install(TARGETS Torvel)
   return()
 endif()
 
-install(TARGETS Torvel DESTINATION .)
 set(CPACK_GENERATOR ZIP NSIS)
 set(CPACK_PACKAGE_FILE_NAME ${PROJECT_NAME}-${PROJECT_VERSION}-win64)
 set(CPACK_PACKAGE_DIRECTORY ${CMAKE_BINARY_DIR})

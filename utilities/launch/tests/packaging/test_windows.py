@@ -28,7 +28,9 @@ def programs(build, tmp_path_factory):
     """Torvel.exe as built and as it stands in the zip."""
     folder = tmp_path_factory.mktemp("zip")
     with zipfile.ZipFile(build / f"{PACKAGE}.zip") as package:
-        assert package.namelist() == [f"{PACKAGE}/Torvel.exe"]
+        documents = [name for name in package.namelist() if name.startswith(f"{PACKAGE}/doc/")]
+        assert set(package.namelist()) - set(documents) == {f"{PACKAGE}/Torvel.exe"}
+        assert {f"{PACKAGE}/doc/README.md", f"{PACKAGE}/doc/docs/windows.md"} <= set(documents)
         return [build / "Torvel.exe", package.extract(f"{PACKAGE}/Torvel.exe", folder)]
 
 
@@ -143,7 +145,7 @@ def test_installed_twice_used_and_removed(machine, build, tmp_path):
     assert path[0] == "REG_EXPAND_SZ" and "%" in path[1]
     assert [machine.install(), machine.install()] == [0, 0]
     installed = machine.host_path(FOLDER)
-    assert {file.name for file in installed.iterdir()} == {"Torvel.exe", "Uninstall.exe"}
+    assert {file.name for file in installed.iterdir()} == {"Torvel.exe", "Uninstall.exe", "doc"}
     assert machine.path == (path[0], f"{path[1]};{FOLDER}")
     quoted = FOLDER.replace("\\", "\\\\")
     assert machine.values(TOOL) == {"Install_Dir": f'"{quoted}"'}
