@@ -19,7 +19,8 @@ TEST(FormatMessage, AllocatesTheSystemsTextWithItsLineEnd) {
     return FormatMessageA(kFlags, nullptr, code, MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT),
                           reinterpret_cast<LPSTR>(&text), 0, nullptr);
   };
-  for (const DWORD code : {2, 3, 5, 6, 32, 87, 112, 126, 127, 193, 10054, 10061, 11001}) {
+  for (const DWORD code :
+       {2u, 3u, 5u, 6u, 32u, 87u, 112u, 126u, 127u, 193u, 10054u, 10061u, 11001u}) {
     const DWORD length = format(code);
     ASSERT_GT(length, 10u) << code;
     EXPECT_EQ(std::string(text).size(), length);
