@@ -323,6 +323,13 @@ def addresses_out(text):
     return re.sub(r"^[0-9a-f]{4,}(: \S+=)", r"<p>\1", text, flags=re.M)
 
 
+def wait_until(true, what):
+    end = time.monotonic() + LIMIT
+    while not true():
+        assert time.monotonic() < end, f"{what} did not come"
+        time.sleep(0.01)
+
+
 def failure(text):
     return f"\nLaunching Torvel failed: {text}\n"
 

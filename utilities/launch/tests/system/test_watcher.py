@@ -4,17 +4,10 @@ import time
 
 import pytest
 
-from conftest import LIMIT
+from conftest import LIMIT, wait_until
 
 UNKNOWN = "Warning: Parent process unknown, cannot terminate on its exit\n"
 UNOPENED = "Warning: Failed to get handle to parent process, cannot terminate on its exit\n"
-
-
-def wait_until(true, what):
-    end = time.monotonic() + LIMIT
-    while not true():
-        assert time.monotonic() < end, f"{what} did not come"
-        time.sleep(0.01)
 
 
 @pytest.mark.parametrize("where", ["socket", "child", "java"])
