@@ -38,7 +38,7 @@ int main(int argc, char** argv) {
     const DWORD parent = FindParentProcessId(GetCurrentProcessId());
     return parent == strtoul(argv[2], nullptr, 10) ? atoi(argv[3]) : 1;
   }
-  g_program = fs::absolute(argv[0]);
+  g_program = fs::absolute(argv[0]).lexically_normal();
   testing::InitGoogleTest(&argc, argv);
   return RUN_ALL_TESTS();
 }
