@@ -25,8 +25,8 @@ class Conversation {
     Check(::bind(listener, reinterpret_cast<sockaddr*>(&address), size), "bind");
     Check(::listen(listener, 1), "listen");
     Check(::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size), "getsockname");
-    m_Assistant = std::make_unique<AssistantConnection>(std::make_unique<Socket>(
-        "127.0.0.1", ntohs(address.sin_port), SOCK_STREAM, AF_INET, 0));
+    m_Assistant = std::make_unique<AssistantConnection>(
+        std::make_unique<Socket>("127.0.0.1", ntohs(address.sin_port), SOCK_STREAM, AF_INET, 0));
     const int descriptor = Check(::accept(listener, nullptr, nullptr), "accept");
     ::close(listener);
     m_Peer = std::thread([descriptor, peer] {

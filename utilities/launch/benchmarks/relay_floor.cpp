@@ -1,4 +1,4 @@
-// The floor of a relay: relay_floor LINES. Asks the Assistant for that many lines as the launcher
+// The floor of a relay: relay_floor --lines=N --sends=block|line. Asks the Assistant as the launcher
 // does, reads the socket in blocks and writes each line with one call.
 #include "Framing.h"
 
@@ -6,9 +6,10 @@ int main(int argc, char** argv) {
   std::string request;
   AppendString(request, "Status");
   AppendString(request, "Build");
-  AppendInt(request, 2);
-  AppendString(request, std::string("--lines=") + (argc > 1 ? argv[1] : "1"));
-  AppendString(request, "--sends=block");
+  AppendInt(request, argc - 1);
+  for (int i = 1; i < argc; ++i) {
+    AppendString(request, argv[i]);
+  }
 
   const int descriptor = Check(::socket(AF_INET, SOCK_STREAM, 0), "socket");
   const sockaddr_in address = LoopbackAddress(kAssistantPort);
