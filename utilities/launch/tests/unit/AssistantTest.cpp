@@ -21,11 +21,17 @@ string Bytes(const string& hex) {
 }
 
 // Both ends of a connection; the far one has sent `hex` and ended its half of the stream.
-class Wire {
- public:
-  explicit Wire(const string& hex) { m_Far.SendLast(Bytes(hex)); }
-  AssistantConnection* operator->() { return m_Near.get(); }
+struct Wire {
+  SocketStartup m_Startup;
+  FarEnd m_Far;
+  std::unique_ptr<AssistantConnection> m_Near = std::make_unique<AssistantConnection>(
+      std::make_unique<Socket>("127.0.0.1", m_Far.GetPort(), SOCK_STREAM, AF_INET, 0));
 
+  explicit Wire(const string& hex) {
+    m_Far.Accept();
+    m_Far.SendLast(Bytes(hex));
+  }
+  AssistantConnection* operator->() { return m_Near.get(); }
   // What was not read.
   string Rest() {
     string rest;
@@ -39,13 +45,6 @@ class Wire {
     m_Near.reset();
     return m_Far.ReceiveAll();
   }
-
- private:
-  SocketStartup m_Startup;
-  Listener m_Listener;
-  std::unique_ptr<AssistantConnection> m_Near = std::make_unique<AssistantConnection>(
-      std::make_unique<Socket>("127.0.0.1", m_Listener.GetPort(), SOCK_STREAM, AF_INET, 0));
-  Peer m_Far{m_Listener};
 };
 
 }  // namespace

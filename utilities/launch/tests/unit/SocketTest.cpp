@@ -7,73 +7,70 @@ namespace {
 
 struct SocketTest : testing::Test {
   SocketStartup m_Startup;
-  Listener m_Listener;
+  FarEnd m_FarEnd;
+  Socket m_Socket{"127.0.0.1", m_FarEnd.GetPort(), SOCK_STREAM, AF_INET, 0};
   char m_Octet = 0;
-  Socket Connected() { return {"127.0.0.1", m_Listener.GetPort(), SOCK_STREAM, AF_INET, 0}; }
+  SocketTest() {
+    EXPECT_TRUE(m_Socket.IsConnected());
+    m_FarEnd.Accept();
+  }
+  void ExpectFailure(int32_t result) {
+    EXPECT_EQ(result, -1);
+    EXPECT_NE(m_Socket.GetError(), 0U);
+    EXPECT_EQ(WSAGetLastError(), 0);
+  }
 };
-
-void ExpectFailed(const Socket& socket, int32_t result) {
-  EXPECT_EQ(result, -1);
-  EXPECT_NE(socket.GetError(), 0U);
-  EXPECT_EQ(WSAGetLastError(), 0);
-}
 
 }  // namespace
 
 TEST_F(SocketTest, CarriesBytesBothWaysUntilThePeerCloses) {
-  Socket socket = Connected();
-  ASSERT_TRUE(socket.IsConnected());
-  Peer peer(m_Listener);
-  EXPECT_EQ(socket.Send("xyz", 3, 0), 3);
-  peer.SendLast("ab");
-  EXPECT_EQ(socket.Receive(&m_Octet, 1, 0), 1);
-  EXPECT_EQ(socket.Receive(&m_Octet, 1, 0), 1);
+  EXPECT_EQ(m_Socket.Send("xyz", 3, 0), 3);
+  m_FarEnd.SendLast("ab");
+  EXPECT_EQ(m_Socket.Receive(&m_Octet, 1, 0), 1);
+  EXPECT_EQ(m_Socket.Receive(&m_Octet, 1, 0), 1);
   EXPECT_EQ(m_Octet, 'b');
   for (int i = 0; i < 2; ++i) {
-    EXPECT_EQ(socket.Receive(&m_Octet, 1, 0), 0);
-    EXPECT_FALSE(socket.IsConnected());
-    EXPECT_EQ(socket.GetError(), 0U);
+    EXPECT_EQ(m_Socket.Receive(&m_Octet, 1, 0), 0);
+    EXPECT_FALSE(m_Socket.IsConnected());
+    EXPECT_EQ(m_Socket.GetError(), 0U);
   }
-  EXPECT_TRUE(socket.Create(SOCK_STREAM, AF_INET, 0));  // instead of the handle it held
-  EXPECT_EQ(peer.ReceiveAll(), "xyz");
-  EXPECT_FALSE(socket.IsConnected());
-  EXPECT_EQ(socket.Connect("localhost", m_Listener.GetPort()), 0);
-  EXPECT_TRUE(socket.IsConnected());
+  EXPECT_TRUE(m_Socket.Create(SOCK_STREAM, AF_INET, 0));  // instead of the handle it held
+  EXPECT_EQ(m_FarEnd.ReceiveAll(), "xyz");
+  EXPECT_FALSE(m_Socket.IsConnected());
+  EXPECT_EQ(m_Socket.Connect("localhost", m_FarEnd.GetPort()), 0);
+  EXPECT_TRUE(m_Socket.IsConnected());
 }
 
-TEST_F(SocketTest, KeepsTheErrorOfAFailureWithTheSocket) {
-  Socket socket = Connected();
-  Peer(m_Listener).Reset();
-  const int32_t received = socket.Receive(&m_Octet, 1, 0);
-  EXPECT_FALSE(socket.IsConnected());
+TEST_F(SocketTest, KeepsTheErrorOfAFailure) {
+  m_FarEnd.Reset();
+  const int32_t received = m_Socket.Receive(&m_Octet, 1, 0);
+  EXPECT_FALSE(m_Socket.IsConnected());
   if (kReceiveTellsReset || received != 0) {
-    ExpectFailed(socket, received);
-    EXPECT_EQ(socket.GetError(), static_cast<uint32_t>(WSAECONNRESET));
+    ExpectFailure(received);
+    EXPECT_EQ(m_Socket.GetError(), static_cast<uint32_t>(WSAECONNRESET));
   }
+  EXPECT_TRUE(m_Socket.Create(SOCK_STREAM, AF_INET, 0));
+  EXPECT_EQ(m_Socket.GetError(), 0U);
+  ExpectFailure(m_Socket.Receive(&m_Octet, 1, 0));
+  EXPECT_EQ(m_Socket.GetError(), static_cast<uint32_t>(WSAENOTCONN));
+  ExpectFailure(m_Socket.Connect("127.0.0.1", m_FarEnd.GetPort()));
+  EXPECT_EQ(m_Socket.GetError(), static_cast<uint32_t>(WSAECONNREFUSED));
   // Longer than any name may be, so that no name server is asked.
-  ExpectFailed(socket, socket.Connect(string(300, 'a').c_str(), 1));
-  EXPECT_FALSE(socket.Create(SOCK_STREAM, -1, 0));
-  ExpectFailed(socket, -1);
-  m_Listener.Close();
-  Socket refused = Connected();
-  EXPECT_FALSE(refused.IsConnected());
-  EXPECT_EQ(refused.GetError(), static_cast<uint32_t>(WSAECONNREFUSED));
-  ExpectFailed(refused, refused.Connect("127.0.0.1", m_Listener.GetPort()));
-  ExpectFailed(refused, refused.Receive(&m_Octet, 1, 0));
+  ExpectFailure(m_Socket.Connect(string(300, 'a').c_str(), 1));
+  EXPECT_FALSE(m_Socket.Create(SOCK_STREAM, -1, 0));
+  ExpectFailure(-1);
 }
 
 TEST_F(SocketTest, DoesNothingWithoutAHandle) {
-  Socket socket = Connected();
-  Peer peer(m_Listener);
   for (int i = 0; i < 2; ++i) {
-    socket.Close();
-    EXPECT_FALSE(socket.IsConnected());
-    EXPECT_EQ(socket.Send("x", 1, 0), -1);
-    EXPECT_EQ(socket.Receive(&m_Octet, 1, 0), -1);
-    EXPECT_EQ(socket.Connect("127.0.0.1", m_Listener.GetPort()), -1);
-    EXPECT_EQ(socket.GetError(), 0U);
+    m_Socket.Close();
+    EXPECT_FALSE(m_Socket.IsConnected());
+    EXPECT_EQ(m_Socket.Send("x", 1, 0), -1);
+    EXPECT_EQ(m_Socket.Receive(&m_Octet, 1, 0), -1);
+    EXPECT_EQ(m_Socket.Connect("127.0.0.1", m_FarEnd.GetPort()), -1);
+    EXPECT_EQ(m_Socket.GetError(), 0U);
   }
-  EXPECT_EQ(peer.ReceiveAll(), "");
+  EXPECT_EQ(m_FarEnd.ReceiveAll(), "");
 }
 
 TEST(SocketStartup, ReleasesWhatItStartedHoweverItsScopeIsLeft) {

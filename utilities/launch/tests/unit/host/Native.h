@@ -9,6 +9,7 @@
 using NativeLength = socklen_t;
 constexpr auto CloseNative = close;
 constexpr int kEndOfSending = SHUT_WR;
+constexpr int kNoSocket = -1;
 constexpr bool kReceiveTellsReset = true;
 
 inline void SetVariable(const char* name, const char* value) {

@@ -7,6 +7,7 @@
 using NativeLength = int;
 constexpr auto CloseNative = closesocket;
 constexpr int kEndOfSending = SD_SEND;
+constexpr SOCKET kNoSocket = INVALID_SOCKET;
 constexpr bool kReceiveTellsReset = false;  // under Wine it may see the end of the stream instead
 
 inline void SetVariable(const char* name, const char* value) {
