@@ -80,7 +80,7 @@ class WindowsRun:
 
     def watch(self, thread=0):
         """Another process waits for the launcher, whose code is seen even when its parent is gone; resumes the thread."""
-        self.parent = Parent(self.product)
+        self.parent = self.product.free_parent()
         self.parent.ask(f"attach {self.pid} {thread}")
         assert self.parent.answer(LIMIT) == "attached"
 
@@ -215,13 +215,7 @@ class Windows(Product):
 
     def start(self, *args, cwd, env=None, own_parent=False, out=None, hold=None, suspended=False):
         files = self.new_files()
-        own_parent = own_parent or bool(out) or self.shared.busy
-        if own_parent:
-            parent = Parent(self, out or subprocess.DEVNULL)
-        elif self.shared.process.poll() is not None:
-            parent = self.shared = Parent(self)
-        else:
-            parent = self.shared
+        parent = Parent(self, out or subprocess.DEVNULL) if own_parent or out else self.free_parent()
         line = subprocess.list2cmdline([self.path(self.program), *args])
         parent.ask(f"cwd {self.path(cwd)}", f"out {'-' if out else self.path(files[0])}", f"err {self.path(files[1])}",
                    *(f"env {name}={value}" for name, value in sorted((env or {}).items())),
@@ -231,14 +225,19 @@ class Windows(Product):
         pid, thread = re.fullmatch(r"started (\d+) (\d+)", parent.answer(LIMIT)).groups()
         return WindowsRun(self, files, parent, int(pid), int(thread))
 
+    def free_parent(self):
+        if self.shared.process.poll() is not None:
+            self.shared = Parent(self)
+        return Parent(self) if self.shared.busy else self.shared
+
     def registry(self, folder, text):
         header, body = text.split("\n", 1)
         keys = "".join(f"[-HKEY_LOCAL_MACHINE\\SOFTWARE\\{key}]\n\n" for key in ("Torvel", "JavaSoft"))
         (folder / "registry.reg").write_bytes(f"{header}\n\n{keys}{body}".replace("\n", "\r\n").encode("latin-1"))
-        importer = Parent(self)
+        importer = self.free_parent()
         importer.ask("cwd C:\\", "out NUL", "err NUL", f"run C:\\windows\\regedit.exe /S {self.path(folder / 'registry.reg')}")
         assert [importer.answer(LIMIT).split()[0], importer.answer(LIMIT)] == ["started", "exit 0"]
-        importer.end()
+        importer.busy = False
         return {}
 
     def finish(self):

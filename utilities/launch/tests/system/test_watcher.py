@@ -30,7 +30,7 @@ def test_parent_killed(workspace, product, assistant, where):
 def test_parent_ended_before_the_launcher_starts(workspace, product):
     if not product.windows:
         pytest.skip("the host gives an orphan another parent at once")
-    workspace.use_jvm("exit=4")
+    workspace.use_jvm("sleeps=300,exit=4")  # long enough for the watcher to give up
     run = workspace.start("Checksum", own_parent=True, suspended=True)
     run.parent.end()
     run.watch(run.thread)
@@ -44,7 +44,7 @@ def test_parent_out_of_sight(workspace, product):
     space = ["unshare", "--map-root-user", "--fork", "--pid", "--mount-proc"]
     if subprocess.run([*space, "true"], capture_output=True).returncode:
         pytest.skip("this user may not make a process space")
-    workspace.use_jvm("sleeps=300,exit=4")  # long enough for the watcher to give up
+    workspace.use_jvm("sleeps=300,exit=4")
     run = subprocess.run([*space, product.program, "Checksum"], cwd=workspace.root, env=workspace.env | {"PATH": "/usr/bin"},
                          capture_output=True, timeout=LIMIT)
     assert (run.returncode, run.stdout.decode(), run.stderr) == (4, UNKNOWN, b"")
