@@ -1,5 +1,6 @@
 // Programs and children as this host has them.
 #include <gtest/gtest.h>
+#include <winsock2.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -84,6 +85,24 @@ TEST(Child, RunsOrIsRefusedWithItsReason) {
     EXPECT_EQ(Start(row.program, row.line), row.result) << row.program;
   }
   EXPECT_EQ(Read("java.txt"), "-Djava.class.path=a:b M c;d\n");
+}
+
+TEST(Handle, IsKnownAsClosedAfterItsPlaceWasUsedAgain) {
+  const auto open = [] { return OpenProcess(SYNCHRONIZE, FALSE, GetCurrentProcessId()); };
+  const HANDLE first = open();
+  EXPECT_TRUE(CloseHandle(first));
+  const HANDLE second = open();
+  EXPECT_FALSE(CloseHandle(first));
+  EXPECT_TRUE(CloseHandle(second));
+  WSADATA data = {};
+  ASSERT_EQ(WSAStartup(MAKEWORD(2, 2), &data), 0);
+  const auto create = [] { return WSASocketA(AF_INET, SOCK_STREAM, 0, nullptr, 0, 0); };
+  const SOCKET old = create();
+  EXPECT_EQ(closesocket(old), 0);
+  const SOCKET next = create();
+  EXPECT_EQ(closesocket(old), SOCKET_ERROR);
+  EXPECT_EQ(closesocket(next), 0);
+  EXPECT_EQ(WSACleanup(), 0);
 }
 
 TEST(ProgramSearch, GoesOwnDirectoryCurrentDirectoryPath) {
