@@ -1,5 +1,5 @@
-// FAULT says which call fails and how: "name:occurrence:error", such as "CopyFileA:2:112".
-// FAULT_LOG names a file that gets the name of each call, and "failed" after the one that did.
+// FAULT says which call fails and how: "name:occurrence:error", such as "CopyFileA:2:112". The file
+// FAULT_LOG gets a line with the name of each call, and "failed" after the one that did.
 #include <fcntl.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -10,67 +10,46 @@
 
 namespace {
 
-struct Fault {
-  std::string call;
-  int occurrence = 0;
-  DWORD error = 0;
-};
-
-Fault ReadFault() {
-  const char* text = getenv("FAULT");
-  const std::string fault = text == nullptr ? "" : text;
-  const size_t first = fault.find(':');
-  if (first == std::string::npos) return {};
-  const size_t second = fault.find(':', first + 1);
-  return {fault.substr(0, first), atoi(fault.c_str() + first + 1),
-          static_cast<DWORD>(atoi(fault.c_str() + second + 1))};
-}
-
-// Made once and never destroyed: calls go on while the process ends.
 struct State {
-  const Fault fault = ReadFault();
-  const int log = getenv("FAULT_LOG") == nullptr
-                      ? -1
-                      : open(getenv("FAULT_LOG"), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
-  std::mutex mutex;
-  std::map<std::string, int> counts;
+  State() {
+    const char* fault = getenv("FAULT");
+    if (fault != nullptr) sscanf(fault, "%39[^:]:%d:%d", call, &occurrence, &error);
+  }
+
+  char call[40] = "";
+  int occurrence = 0, error = 0;
   SOCKET broken = INVALID_SOCKET;
+  std::map<std::string, int> counts;
+  std::mutex mutex;
+  int log = open(getenv("FAULT_LOG"), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
 };
 
 State& TheState() {
-  static State& state = *new State;
+  static State& state = *new State;  // never destroyed: calls go on while the process ends
   return state;
-}
-
-void Log(const std::string& line) {
-  if (TheState().log >= 0 && write(TheState().log, line.data(), line.size()) < 0) abort();
 }
 
 }  // namespace
 
-namespace faults {
-
-bool Fails(const char* call) {
+bool faults::Fails(const char* call) {
   State& state = TheState();
   const std::lock_guard<std::mutex> lock(state.mutex);
-  const bool fails = ++state.counts[call] == state.fault.occurrence && state.fault.call == call;
-  Log(std::string(call) + (fails ? " failed\n" : "\n"));
-  if (fails) SetLastError(state.fault.error);
+  const std::string name = call;
+  const bool fails = ++state.counts[name] == state.occurrence && name == state.call;
+  const std::string line = name + (fails ? " failed\n" : "\n");
+  if (write(state.log, line.data(), line.size()) < 0) abort();
+  if (fails) SetLastError(static_cast<DWORD>(state.error));
   return fails;
 }
 
-bool FailsOn(SOCKET socket, const char* call) {
+bool faults::FailsOn(SOCKET socket, const char* call) {
   State& state = TheState();
-  const bool fails = Fails(call) || state.broken == socket;
-  if (fails) {
-    state.broken = socket;
-    SetLastError(state.fault.error);
-  }
-  return fails;
+  if (!Fails(call) && state.broken != socket) return false;
+  state.broken = socket;
+  SetLastError(static_cast<DWORD>(state.error));
+  return true;
 }
 
-DWORD Error() {
-  return TheState().fault.error;
+LSTATUS faults::Error() {
+  return TheState().error;
 }
-
-}  // namespace faults

@@ -1,7 +1,6 @@
 // Stands before every source of Torvel_faults, so that each call the launcher makes of the system
 // can fail: by a macro of the call's own name, since what lies behind the launcher must not see it.
 #pragma once
-
 #include <stdio.h>
 
 #include <direct.h>
@@ -10,11 +9,11 @@
 
 namespace faults {
 
-// Counts the call. True when it is the one that is to fail; its error is then the last one.
+// Counts the call. True when it is the one to fail; its error is then the last one.
 bool Fails(const char* call);
 // The same for a transfer; a connection that failed once fails for good, as after a reset.
 bool FailsOn(SOCKET socket, const char* call);
-DWORD Error();
+LSTATUS Error();
 // A call, so that nobody wonders about a result that is not used.
 template <typename Result>
 Result Give(Result failure) {
@@ -31,19 +30,15 @@ Result Give(Result failure) {
 #define fopen(...) FAULTY(fopen, static_cast<FILE*>(nullptr), __VA_ARGS__)
 #define _getcwd(...) FAULTY(_getcwd, static_cast<char*>(nullptr), __VA_ARGS__)
 #define _chdir(...) FAULTY(_chdir, -1, __VA_ARGS__)
-
 #define CopyFileA(...) FAULTY(CopyFileA, FALSE, __VA_ARGS__)
 #define GetFileAttributesA(...) FAULTY(GetFileAttributesA, INVALID_FILE_ATTRIBUTES, __VA_ARGS__)
 #define SetFileAttributesA(...) FAULTY(SetFileAttributesA, FALSE, __VA_ARGS__)
 #define FormatMessageA(...) FAULTY(FormatMessageA, DWORD{0}, __VA_ARGS__)
-
-#define RegOpenKeyExA(...) FAULTY(RegOpenKeyExA, static_cast<LSTATUS>(faults::Error()), __VA_ARGS__)
-#define RegQueryValueExA(...) \
-  FAULTY(RegQueryValueExA, static_cast<LSTATUS>(faults::Error()), __VA_ARGS__)
-#define RegCloseKey(...) FAULTY(RegCloseKey, static_cast<LSTATUS>(faults::Error()), __VA_ARGS__)
+#define RegOpenKeyExA(...) FAULTY(RegOpenKeyExA, faults::Error(), __VA_ARGS__)
+#define RegQueryValueExA(...) FAULTY(RegQueryValueExA, faults::Error(), __VA_ARGS__)
+#define RegCloseKey(...) FAULTY(RegCloseKey, faults::Error(), __VA_ARGS__)
 #define LoadLibraryA(...) FAULTY(LoadLibraryA, static_cast<HMODULE>(nullptr), __VA_ARGS__)
 #define GetProcAddress(...) FAULTY(GetProcAddress, static_cast<FARPROC>(nullptr), __VA_ARGS__)
-
 #define SearchPathA(...) FAULTY(SearchPathA, DWORD{0}, __VA_ARGS__)
 #define CreateProcessA(...) FAULTY(CreateProcessA, FALSE, __VA_ARGS__)
 #define GetExitCodeProcess(...) FAULTY(GetExitCodeProcess, FALSE, __VA_ARGS__)
@@ -55,11 +50,7 @@ Result Give(Result failure) {
   FAULTY(CreateToolhelp32Snapshot, INVALID_HANDLE_VALUE, __VA_ARGS__)
 #define Process32First(...) FAULTY(Process32First, FALSE, __VA_ARGS__)
 #define Process32Next(...) FAULTY(Process32Next, FALSE, __VA_ARGS__)
-// Pauses are cut short: a sweep makes thousands of runs, and an update waits at least half a
-// second.
-#define Sleep(milliseconds) Sleep((milliseconds) / 500)
-
-#define WSAStartup(...) FAULTY(WSAStartup, static_cast<int>(faults::Error()), __VA_ARGS__)
+#define WSAStartup(...) FAULTY(WSAStartup, int{faults::Error()}, __VA_ARGS__)
 #define WSACleanup() (faults::Fails("WSACleanup") ? faults::Give(SOCKET_ERROR) : WSACleanup())
 #define WSASocketA(...) FAULTY(WSASocketA, INVALID_SOCKET, __VA_ARGS__)
 #define WSAConnect(...) FAULTY(WSAConnect, SOCKET_ERROR, __VA_ARGS__)
@@ -68,3 +59,6 @@ Result Give(Result failure) {
 #define inet_addr(...) FAULTY(inet_addr, INADDR_NONE, __VA_ARGS__)
 #define shutdown(...) FAULTY(shutdown, SOCKET_ERROR, __VA_ARGS__)
 #define closesocket(...) FAULTY(closesocket, SOCKET_ERROR, __VA_ARGS__)
+// Pauses are cut short: a sweep makes thousands of runs, and an update waits at least half a
+// second.
+#define Sleep(milliseconds) Sleep((milliseconds) / 500)

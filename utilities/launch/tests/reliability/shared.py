@@ -8,8 +8,6 @@ import copy
 import importlib.util
 import pathlib
 import shlex
-import shutil
-import subprocess
 import sys
 
 import pytest
@@ -20,7 +18,6 @@ specification = importlib.util.spec_from_file_location("harness", TESTS / "syste
 harness = sys.modules["harness"] = importlib.util.module_from_spec(specification)
 specification.loader.exec_module(harness)
 from harness import product, workspace  # noqa: E402: fixtures
-
 from sample_workspace import assembled, sample  # noqa: E402
 from tolerant_assistant import TolerantAssistant  # noqa: E402
 
@@ -33,13 +30,12 @@ def pytest_addoption(parser):
 
 
 def pytest_terminal_summary(terminalreporter):
-    for figure in FIGURES:
-        terminalreporter.write_line(figure)
+    terminalreporter.write("".join(f"{figure}\n" for figure in FIGURES))
 
 
 @pytest.fixture
 def figure():
-    """Notes a line that the run ends with."""
+    """Notes a line for the end of the whole run."""
     return FIGURES.append
 
 
@@ -60,18 +56,11 @@ def behind(product, tmp_path):
     """The product whose launcher is run by a shell command, which gets the program and its arguments as "$@"."""
 
     def make(command):
-        script = tmp_path / f"behind{product.count}"
+        script = tmp_path / "behind"
         script.write_text(f"#!/bin/bash\nset -- {shlex.quote(str(product.program))} \"$@\"\n{command}\n")
         script.chmod(0o755)
         wrapped = copy.copy(product)
-        wrapped.program, wrapped.folder = script, tmp_path
+        wrapped.program = script
         return wrapped
 
     return make
-
-
-def needed(program):
-    """The whole path of a tool that scripts/setup installs."""
-    path = shutil.which(program)
-    assert path, f"{program} is not installed"
-    return path

@@ -47,9 +47,6 @@ class Sample:
         except OSError:
             return {}
 
-    def pid(self):
-        return int(self.status()["pid"])
-
     def end(self):
         """A restarted Assistant is another process of the same session."""
         if self.process:
