@@ -14,9 +14,10 @@ class Peer {
   Peer() : m_Listener(::socket(AF_INET, SOCK_STREAM, 0)) {
     m_Address.sin_family = AF_INET;
     m_Address.sin_addr.s_addr = inet_addr("127.0.0.1");
-    ::bind(m_Listener, reinterpret_cast<sockaddr*>(&m_Address), sizeof m_Address);
+    auto* name = reinterpret_cast<sockaddr*>(&m_Address);
     decltype(LengthOf(&::getsockname)) length = sizeof m_Address;
-    ::getsockname(m_Listener, reinterpret_cast<sockaddr*>(&m_Address), &length);
+    EXPECT_EQ(::bind(m_Listener, name, sizeof m_Address), 0);
+    EXPECT_EQ(::getsockname(m_Listener, name, &length), 0);
     ::listen(m_Listener, 5);
   }
   ~Peer() {

@@ -2,8 +2,6 @@
 #include <gmock/gmock.h>
 #include <jni.h>
 
-#include <cstdlib>
-
 #include "JavaRuntime.h"
 #include "Support.h"
 
@@ -61,7 +59,7 @@ TEST(Java, RuntimeOfferedIsThatOfJavaHomeElseOfThePath) {
   Write("java/plain/lib/server/libjvm.so", "");
   fs::create_directories("java/links/java");
   fs::create_symlink(root + "/new/bin/java", "java/links/java/java");
-  const std::string path = std::getenv("PATH");
+  const std::string path = Environment("PATH");
   const struct {
     std::string home, path, version, library;
   } rows[] = {{root + "/new", "", "21", "/new/lib/server/libjvm.so"},

@@ -108,7 +108,7 @@ TEST(Handle, IsKnownAsClosedAfterItsPlaceWasUsedAgain) {
 TEST(ProgramSearch, GoesOwnDirectoryCurrentDirectoryPath) {
   fs::remove_all("search");
   const std::string root = fs::absolute("search");
-  const std::string path = std::getenv("PATH");
+  const std::string path = Environment("PATH");
   Write("search/first/tool.exe", "not executable");
   Write("search/first/other", "", fs::perms::owner_all);
   Write("search/first/other.exe", "", fs::perms::owner_all);

@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -20,4 +21,9 @@ inline void Write(const fs::path& path, const std::string& text,
 inline std::string Read(const fs::path& path) {
   std::ifstream file(path);
   return {std::istreambuf_iterator<char>(file), {}};
+}
+
+inline std::string Environment(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr ? value : "";
 }
