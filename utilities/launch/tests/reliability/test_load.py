@@ -22,9 +22,9 @@ def requests_in_a_row(runner, count, expected):
         assert runner.run("Build", "game", "Release").all() == expected
         times.append((time.monotonic() - began) * 1000)
     fifth = count // 5
-    growth = min(times[-fifth:]) / min(times[:fifth])  # the shortest, which other work on the machine disturbs least
-    assert growth < 1.5, times
-    return f"{count} requests, median {statistics.median(times):.1f} ms, last fifth / first fifth {growth:.2f}"
+    first, last = min(times[:fifth]), min(times[-fifth:])  # the shortest: other work on the machine disturbs it least
+    assert last < 1.5 * first + 5, times
+    return f"{count} requests, median {statistics.median(times):.1f} ms, shortest {first:.1f} ms, at the end {last:.1f} ms"
 
 
 def held(pid):
@@ -48,8 +48,8 @@ def test_requests_to_the_sample(sample, scale, figure):
 
     sample.open_assistant()
     pid, fresh = int(sample.status()["pid"]), (0, "Everything is up to date.\n", "")
-    assert sample.run("Build", "game", "Release").code == 0
-    requests_in_a_row(sample, 20, fresh)
+    for _ in range(20):
+        assert sample.run("Build", "game", "Release").code == 0
     heap, before = live_bytes(), held(pid)
     told = requests_in_a_row(sample, scale(60, 1000), fresh)
     wait_until(lambda: held(pid) <= before, f"{before} descriptors and threads instead of {held(pid)}")
