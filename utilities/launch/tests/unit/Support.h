@@ -34,10 +34,6 @@ class ScratchDirectory {
 void WriteFile(const std::filesystem::path& path, const string& text);
 string ReadFile(const std::filesystem::path& path);
 
-// This test program; called with "child", a process id and a code, it returns that code when the
-// process is its parent.
-extern std::filesystem::path g_program;
-
 // What an action prints on standard output while the debug flag is on; it stays on afterwards.
 template <typename Action>
 string Printed(Action action) {

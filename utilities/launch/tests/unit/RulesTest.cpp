@@ -1,13 +1,9 @@
-#include <atomic>
-#include <chrono>
-
-#include "Native.h"
 #include "Support.h"
+#include "java/JavaInvocation.h"
+#include "java/WorkspaceSearch.h"
 #include "platform/Exec.h"
 #include "platform/FileUtilities.h"
-#include "platform/SwitcherListener.h"
 #include "platform/SystemError.h"
-#include "platform/Thread.h"
 
 namespace fs = std::filesystem;
 
@@ -21,31 +17,6 @@ TEST(Texts, AreFoldedAndCompared) {
   }
   EXPECT_EQ(ToLower("NetInfo-\xC9@["), "netinfo-\xC9@[");
   EXPECT_EQ(ReplaceChar("a.b..c", '.', '/'), "a/b//c");
-}
-
-TEST(Files, AreFoundByEitherSeparator) {
-  const ScratchDirectory scratch;
-  WriteFile("a/b/file", "");
-  const Rows<const char*, bool> rows = {
-      {"a\\b/file", true}, {"a/../a/b\\file", true}, {"a/b", false}, {"a/b/absent", false},
-      {"", false},
-  };
-  for (const auto& [path, exists] : rows) {
-    EXPECT_EQ(FileExists(path), exists) << path;
-  }
-  const fs::path start = GetCurrentDir();
-  EXPECT_EQ(start, fs::current_path());
-  const Rows<const char*, const char*> moves = {
-      {"a\\b/", "a/b"},
-      {"absent", "a/b"},
-      {"..", "a"},
-  };
-  for (const auto& [path, directory] : moves) {
-    ChangeDir(path);
-    EXPECT_EQ(GetCurrentDir(), (start / directory).make_preferred().string());
-  }
-  SetVariable("TORVEL_UNIT_TEST", "a=b");
-  EXPECT_EQ(GetEnv("TORVEL_UNIT_TEST") + GetEnv("TORVEL_UNIT_TEST_UNSET"), "a=b");
 }
 
 TEST(InstallFile, NamesItsTargetAndOverwritesIt) {
@@ -91,18 +62,6 @@ TEST(CopyFileWithRetry, FailsWithCodePathsAndTheSystemsWords) {
   }
 }
 
-TEST(SystemText, IsAppendedAsFarAsItFits) {
-  string whole = "x";
-  ASSERT_TRUE(AppendSystemText(whole, ERROR_FILE_NOT_FOUND, 1000));
-  EXPECT_THAT(whole, testing::AllOf(testing::StartsWith("x: "), testing::EndsWith(".\r\n")));
-  for (size_t limit = 1; limit <= whole.size(); ++limit) {
-    string message = "x";
-    EXPECT_TRUE(AppendSystemText(message, ERROR_FILE_NOT_FOUND, limit));
-    EXPECT_EQ(message, whole.substr(0, limit));
-  }
-  EXPECT_FALSE(AppendSystemText(whole, 0x2ABCDEF0, 1000));
-}
-
 TEST(Exec, QuotesWhatHoldsABlank) {
   const Rows<Texts, const char*> rows = {
       {{"java"}, "java"},
@@ -116,40 +75,31 @@ TEST(Exec, QuotesWhatHoldsABlank) {
   }
 }
 
-TEST(Exec, RunsAChildOrReportsThatItCannot) {
-  const ScratchDirectory scratch;
-  const string program = g_program.string();
-  const string id = std::to_string(GetCurrentProcessId());
-  EXPECT_EQ(Printed([&] {
-              EXPECT_EQ(Exec({program, "child", id, "3"}), 3);
-            }),
-            "Exec: " + BuildCommandLine({program, "child", id, "3"}) + "\nFound " + program +
-                " @ " + program + "\n");
-  EXPECT_THAT(Printed([] {
-                EXPECT_EQ(Exec({"torvel absent", "x"}), -1);
-              }),
-              testing::StartsWith(
-                  "Exec: \"torvel absent\" x\n"
-                  "Couldn't find torvel absent on the path, assuming in CWD\n"
-                  "Error launching 'torvel absent': CreateProcess returned error code 2: "));
-  EXPECT_EQ(FindParentProcessId(0x7FFFFFF0), 0U);
-  for (const size_t length : {259U, 260U, 100000U}) {
-    Printed([&] { EXPECT_EQ(Exec({string(length, 'x')}), -1); });
+TEST(StartPath, IsWhatLiesBelowTheRoot) {
+  const Rows<const char*, const char*> rows = {
+      {"C:\\work\\src\\game/", "src\\game/"},
+      {"c:\\WORK/src/", "src/"},
+      {"C:\\work\\\\src/", "src/"},
+      {"C:\\work//src/", "/src/"},
+      {"C:\\work/", ""},
+      {"C:\\workshop/src/", ""},
+      {"C:\\other\\src/", ""},
+      {"C:\\", ""},
+  };
+  for (const auto& [start, below] : rows) {
+    EXPECT_EQ(StartPathBelow("C:\\work/", start), below) << start;
   }
 }
 
-TEST(Thread, RunsItsBodyAndEnds) {
-  struct Sleeper : Thread {
-    std::atomic<bool> m_Done{false};
-    void Run() override {
-      SleepMilliseconds(60);
-      m_Done = true;
-    }
-  } sleeper;
-  const auto start = std::chrono::steady_clock::now();
-  const HANDLE handle = sleeper.Start();
-  EXPECT_FALSE(sleeper.m_Done);
-  EXPECT_EQ(WaitForSingleObject(handle, INFINITE), WAIT_OBJECT_0);
-  EXPECT_TRUE(sleeper.m_Done);
-  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(50));
+TEST(EffectiveOptions, HoldTheLastHeapOptionAtItsPlace) {
+  const Rows<Texts, Texts> rows = {
+      {{}, {}},
+      {{"-Xmx1024M", "-Xrs", "-Xmx2048M", "-Da"}, {"-Xrs", "-Xmx2048M", "-Da"}},
+      {{"-Xmx1", "-Xmx2", "-Xa", "-Xmx3", "-Xmx"}, {"-Xa", "-Xmx"}},
+      {{"-Xmx1", "-XMX2", "-Xmn3", "-Xm", "-Xm"}, {"-Xmx1", "-XMX2", "-Xmn3", "-Xm", "-Xm"}},
+  };
+  for (auto [given, effective] : rows) {
+    effective.insert(effective.end(), {"-XX:+UseConcMarkSweepGC", "-XX:-UseGCOverheadLimit"});
+    EXPECT_EQ(EffectiveOptions(given), effective);
+  }
 }
