@@ -1,5 +1,5 @@
-// The floor of a relay: relay_floor --lines=N --sends=block|line. Asks the Assistant as the launcher
-// does, reads the socket in blocks and writes each line with one call.
+// The floor of a relay: relay_floor --lines=N --sends=block|line. Asks the Assistant as the
+// launcher does, reads the socket in blocks and writes each line with one call.
 #include "Framing.h"
 
 int main(int argc, char** argv) {
