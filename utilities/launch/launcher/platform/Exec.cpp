@@ -41,6 +41,16 @@ void ReportFailedStart(const std::string& program, DWORD code) {
   DebugPrint("Error launching '%s': %s\n", program.c_str(), message.c_str());
 }
 
+// The system may write into the command line.
+bool StartChild(const std::string& program, std::string& commandLine,
+                PROCESS_INFORMATION& process) {
+  DebugFlush();
+  STARTUPINFOA startup = {};
+  startup.cb = sizeof startup;
+  return CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                        nullptr, &startup, &process) != FALSE;
+}
+
 int WaitForExitCode(const PROCESS_INFORMATION& process) {
   DWORD exitCode = static_cast<DWORD>(-1);
   // After a failed wait the child may still run; what stands for a running process is no exit code.
@@ -71,12 +81,8 @@ int Exec(const std::vector<std::string>& args) {
   DebugPrint("Exec: %s\n", commandLine.c_str());
 
   const std::optional<std::string> program = FindProgram(args.front());
-  DebugFlush();
-  STARTUPINFOA startup = {};
-  startup.cb = sizeof startup;
   PROCESS_INFORMATION process = {};
-  if (!program || !CreateProcessA(program->c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0,
-                                  nullptr, nullptr, &startup, &process)) {
+  if (!program || !StartChild(*program, commandLine, process)) {
     ReportFailedStart(args.front(), GetLastError());
     return -1;
   }
