@@ -1,3 +1,4 @@
+"""Holds the documents, the manual page, the completion and the installation against the sources and the host's product."""
 import html
 import os
 import pathlib
@@ -26,10 +27,10 @@ def bash(build, script, *arguments, cwd=ROOT):
     return run.stdout
 
 
-@pytest.mark.parametrize("document", DOCUMENTS, ids=lambda path: path.name)
-def test_command_lines_run(build, document):
-    for script in blocks(document, "sh"):
-        bash(build, script)
+def test_command_lines_run(build):
+    for document in DOCUMENTS:
+        for script in blocks(document, "sh"):
+            bash(build, script)
 
 
 def test_readme_shows_what_runs_print(build):
@@ -41,14 +42,13 @@ def test_readme_shows_what_runs_print(build):
     assert steps == [step for step in re.findall("^--- (.*)$", (ROOT / "README.md").read_text(), re.M) if "started" not in step]
 
 
-@pytest.mark.parametrize("document", DOCUMENTS, ids=lambda path: path.name)
-def test_links_resolve(document):
-    for link in re.findall(r"\]\((?!https:)([^)]+)\)", document.read_text()):
-        path, _, anchor = link.partition("#")
-        target = document.parent / path if path else document
-        assert target.is_file(), f"{link}: no such file"
-        headings = [text.lower().replace(" ", "-") for text in re.findall("^#+ (.*)$", target.read_text(), re.M)]
-        assert anchor in ["", *headings], f"{link}: no such heading"
+def test_links_resolve():
+    for document in DOCUMENTS:
+        for link in re.findall(r"\]\((?!https:)([^)]+)\)", document.read_text()):
+            path, _, anchor = link.partition("#")
+            target = document.parent / path if path else document
+            headings = re.findall("^#+ (.*)$", target.read_text(), re.M)
+            assert anchor in ["", *(text.lower().replace(" ", "-") for text in headings)], f"{document}: {link}"
 
 
 def test_security_names_what_is_there():
@@ -82,13 +82,11 @@ def test_readme_and_manual_tell_of_every_command():
 
 
 @pytest.mark.parametrize("words, replies", [
-    ("Torvel|", COMMANDS), ("Torvel|sL", ["SlaveClose", "SlaveStatus"]), ("Torvel|--debug|buil", ["Build"]),
-    ("Torvel|--w", []), ("Torvel|--assist", ["--assistant", "--assistant=false"]), ("Torvel|--assistant|=|f", ["false"]),
-    ("Torvel|TIDY|", ["engine", "game"]), ("Torvel|build|ga", ["game"]), ("Torvel|build|game|", []),
-    ("Torvel|-XX|:|+Foo|--jar|=|bin|build|", ["engine", "game"]), ("Torvel|build|--j", ["--jar="]),
-    ("Torvel|build|--s", ["--selectSource="]), ("Torvel|netinfo|--s", []), ("Torvel|netinfo|--w", ["--workspace="]),
-    ("Torvel|export|--workspace|=|e", ["engine"]), ("Torvel|build|--antLog|=", ["a.txt", "engine", "game"]),
-    ("Torvel|checksum|a", ["a.txt"]), ("Torvel|ProfileIO|read|n", ["nio"])])
+    ("Torvel|sL", ["SlaveClose", "SlaveStatus"]), ("Torvel|--assist", ["--assistant", "--assistant=false"]),
+    ("Torvel|--assistant|=|f", ["false"]), ("Torvel|TIDY|", ["engine", "game"]), ("Torvel|build|game|", []),
+    ("Torvel|-XX|:|+Foo|--jar|=|bin|build|ga", ["game"]), ("Torvel|build|--s", ["--selectSource="]),
+    ("Torvel|netinfo|--s", []), ("Torvel|export|--workspace|=|e", ["engine"]),
+    ("Torvel|build|--antLog|=", ["a.txt", "engine", "game"]), ("Torvel|ProfileIO|read|n", ["nio"]), ("Torvel|", COMMANDS)])
 def test_completion(build, tmp_path, words, replies):
     for name in ("engine", "game"):
         (tmp_path / name).mkdir()

@@ -1,31 +1,35 @@
 // What the fakes share: a record of what was done to them and a scenario that says how to behave.
 #pragma once
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <optional>
 #include <sstream>
 #include <string>
+#include <thread>
 
 // Appends one line to the file that the environment variable names; opened each time, so that a
 // killed process loses nothing.
 inline void Record(const char* variable, const std::string& line) {
-  const char* path = std::getenv(variable);
-  std::FILE* file = path == nullptr ? nullptr : std::fopen(path, "ab");
-  if (file == nullptr) return;
-  std::fprintf(file, "%s\n", line.c_str());
-  std::fclose(file);
+  if (const char* path = std::getenv(variable))
+    std::ofstream(path, std::ios::app | std::ios::binary) << line << '\n';
 }
 
-// The scenario is a comma-separated list of words, each `name` or `name=value`, in the environment
-// variable. Returns the value of a word ("" when it has none), or nothing when the word is not
-// there.
-inline std::optional<std::string> Scenario(const char* variable, const std::string& name) {
+// The scenario is a comma-separated list of `name` or `name=number` in the environment variable.
+// Returns the number of a name (0 when it has none), or nothing when the name is not there.
+inline std::optional<int> Scenario(const char* variable, const std::string& name) {
   const char* text = std::getenv(variable);
   std::istringstream words(text == nullptr ? "" : text);
   for (std::string word; std::getline(words, word, ',');) {
-    if (word == name) return "";
-    if (word.compare(0, name.size() + 1, name + "=") == 0) return word.substr(name.size() + 1);
+    if (word == name) return 0;
+    if (word.compare(0, name.size() + 1, name + "=") == 0)
+      return std::stoi(word.substr(name.size() + 1));
   }
   return std::nullopt;
+}
+
+inline void Pause(std::optional<int> milliseconds) {
+  std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds.value_or(0)));
 }

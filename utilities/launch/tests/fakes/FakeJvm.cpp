@@ -5,24 +5,16 @@
 #include <jni.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdarg>
 #include <deque>
-#include <thread>
-#include <vector>
 
 #include "Fake.h"
 
 namespace {
 
-// One Java object: a class or a string by its text, an array by its elements.
-struct Object {
-  std::string text;
-  std::vector<const Object*> elements;
-};
-
+// Each Java object is a text: a class's name, a string, an array's elements as far as they are set.
 // References stay valid while it grows, and past the end of the process: main may still run then.
-std::deque<Object>& objects = *new std::deque<Object>;
+std::deque<std::string>& objects = *new std::deque<std::string>;
 void (*exitHook)(jint) = nullptr;
 bool pending = false;
 int mainMethod = 0;  // its address is the method's id
@@ -30,17 +22,15 @@ int mainMethod = 0;  // its address is the method's id
 void Log(const std::string& line) {
   Record("FAKE_JVM_LOG", line);
 }
-std::optional<std::string> Asked(const char* name) {
+std::optional<int> Asked(const char* name) {
   return Scenario("FAKE_JVM", name);
 }
-
 template <class Reference>
-Reference MakeObject(const std::string& text, std::size_t elements = 0) {
-  objects.push_back({text, std::vector<const Object*>(elements)});
-  return reinterpret_cast<Reference>(&objects.back());
+Reference MakeObject(const std::string& text) {
+  return reinterpret_cast<Reference>(&objects.emplace_back(text));
 }
-const Object& At(jobject reference) {
-  return *reinterpret_cast<const Object*>(reference);
+std::string& At(jobject reference) {
+  return *reinterpret_cast<std::string*>(reference);
 }
 
 jclass JNICALL FindClass(JNIEnv*, const char* name) {
@@ -50,15 +40,13 @@ jclass JNICALL FindClass(JNIEnv*, const char* name) {
 }
 
 jmethodID JNICALL GetStaticMethodID(JNIEnv*, jclass type, const char* name, const char* signature) {
-  Log("GetStaticMethodID " + At(type).text + " " + name + " " + signature);
+  Log("GetStaticMethodID " + At(type) + " " + name + " " + signature);
   return Asked("no-main") ? nullptr : reinterpret_cast<jmethodID>(&mainMethod);
 }
 
 jobjectArray JNICALL NewObjectArray(JNIEnv*, jsize length, jclass type, jobject initial) {
-  Log("NewObjectArray " + std::to_string(length) + " " + At(type).text +
-      (initial == nullptr ? "" : " initial"));
-  if (Asked("no-array")) return nullptr;
-  return MakeObject<jobjectArray>("array", static_cast<std::size_t>(length));
+  Log("NewObjectArray " + std::to_string(length) + " " + At(type) + (initial ? " initial" : ""));
+  return Asked("no-array") ? nullptr : MakeObject<jobjectArray>("");
 }
 
 jstring JNICALL NewStringUTF(JNIEnv*, const char* text) {
@@ -67,61 +55,62 @@ jstring JNICALL NewStringUTF(JNIEnv*, const char* text) {
 }
 
 void JNICALL SetObjectArrayElement(JNIEnv*, jobjectArray array, jsize index, jobject value) {
-  Log("SetObjectArrayElement " + std::to_string(index) + " " + At(value).text);
-  reinterpret_cast<Object*>(array)->elements.at(static_cast<std::size_t>(index)) = &At(value);
+  Log("SetObjectArrayElement " + std::to_string(index) + " " + At(value));
+  At(array) += " [" + At(value) + "]";
 }
 
-void JNICALL CallStaticVoidMethodV(JNIEnv*, jclass type, jmethodID method, va_list arguments) {
-  std::string line = "call " + At(type).text +
-                     (method == reinterpret_cast<jmethodID>(&mainMethod) ? ".main" : ".?");
-  for (const Object* element : At(va_arg(arguments, jobject)).elements)
-    line += " [" + (element == nullptr ? "null" : element->text) + "]";
-  Log(line);
+void JNICALL CallStaticVoidMethod(JNIEnv*, jclass type, jmethodID method, ...) {
+  va_list arguments;
+  va_start(arguments, method);
+  const std::string given = At(va_arg(arguments, jobject));
+  va_end(arguments);
+  const bool known = method == reinterpret_cast<jmethodID>(&mainMethod);
+  Log("call " + At(type) + (known ? ".main" : ".?") + given);
   const std::string greeting = "fake main runs\n";
   if (Asked("prints") && write(1, greeting.data(), static_cast<unsigned>(greeting.size())) < 0)
     Log("standard output is closed");
-  if (const auto milliseconds = Asked("sleeps"))
-    std::this_thread::sleep_for(std::chrono::milliseconds(std::stol(*milliseconds)));
-  if (const auto code = Asked("exit")) exitHook(static_cast<jint>(std::stol(*code)));
+  Pause(Asked("sleeps"));
+  if (const auto code = Asked("exit")) exitHook(*code);
   pending = Asked("exception").has_value();
-}
-
-void JNICALL CallStaticVoidMethod(JNIEnv* env, jclass type, jmethodID method, ...) {
-  va_list arguments;
-  va_start(arguments, method);
-  CallStaticVoidMethodV(env, type, method, arguments);
-  va_end(arguments);
 }
 
 jboolean JNICALL ExceptionCheck(JNIEnv*) {
   Log("ExceptionCheck");
   return pending ? JNI_TRUE : JNI_FALSE;
 }
-
 void JNICALL ExceptionDescribe(JNIEnv*) {
   Log("ExceptionDescribe");
 }
-
 void JNICALL ExceptionClear(JNIEnv*) {
   Log("ExceptionClear");
   pending = false;
 }
-
 jint JNICALL DestroyJavaVM(JavaVM*) {
   Log(pending ? "DestroyJavaVM with a pending exception" : "DestroyJavaVM");
   return JNI_OK;
 }
 
+void LogVersion(const std::string& call, jint version, const std::string& rest) {
+  char digits[9];
+  std::snprintf(digits, sizeof digits, "%08x", static_cast<unsigned>(version));
+  Log(call + " " + digits + rest);
+}
+
 }  // namespace
+
+extern "C" JNIEXPORT jint JNICALL JNI_GetDefaultJavaVMInitArgs(void* args) {
+  auto* defaults = static_cast<JavaVMInitArgs*>(args);
+  LogVersion("defaults", defaults->version, "");
+  defaults->ignoreUnrecognized = JNI_TRUE;  // the caller must not rely on what it gets here
+  return JNI_OK;
+}
 
 extern "C" JNIEXPORT jint JNICALL JNI_CreateJavaVM(JavaVM** machine, void** environment,
                                                    void* args) {
   const auto* request = static_cast<const JavaVMInitArgs*>(args);
-  char line[64];
-  std::snprintf(line, sizeof line, "create %08x %d options%s",
-                static_cast<unsigned>(request->version), static_cast<int>(request->nOptions),
-                request->ignoreUnrecognized == JNI_FALSE ? "" : " ignoring unknown ones");
-  Log(line);
+  LogVersion("create", request->version,
+             " " + std::to_string(request->nOptions) + " options" +
+                 (request->ignoreUnrecognized == JNI_FALSE ? "" : " ignoring unknown ones"));
   for (jint i = 0; i < request->nOptions; ++i) {
     const JavaVMOption& option = request->options[i];
     const std::string text = option.optionString;
@@ -137,7 +126,6 @@ extern "C" JNIEXPORT jint JNICALL JNI_CreateJavaVM(JavaVM** machine, void** envi
   functions.NewStringUTF = NewStringUTF;
   functions.SetObjectArrayElement = SetObjectArrayElement;
   functions.CallStaticVoidMethod = CallStaticVoidMethod;
-  functions.CallStaticVoidMethodV = CallStaticVoidMethodV;
   functions.ExceptionCheck = ExceptionCheck;
   functions.ExceptionDescribe = ExceptionDescribe;
   functions.ExceptionClear = ExceptionClear;

@@ -1,31 +1,20 @@
-"""What the reliability tests and those of the sample share, on top of the harness of the system tests (host only).
+"""What the reliability tests share, on top of the harness of the system tests (host only).
 
     pytest utilities/launch/tests/reliability --product host --build build/host [--long]
 
 `--long` makes the full number of runs (see scripts/soak); without it each test is a sample of a few seconds.
 """
 import copy
-import importlib.util
-import pathlib
 import shlex
-import sys
 
 import pytest
-
-TESTS = pathlib.Path(__file__).parents[1]
-sys.path += [str(TESTS / "system"), str(TESTS / "sample")]
-specification = importlib.util.spec_from_file_location("harness", TESTS / "system" / "conftest.py")
-harness = sys.modules["harness"] = importlib.util.module_from_spec(specification)
-specification.loader.exec_module(harness)
-from harness import product, workspace  # noqa: E402: fixtures
-from sample_workspace import assembled, sample  # noqa: E402
-from tolerant_assistant import TolerantAssistant  # noqa: E402
+from sample_workspace import assembled, sample  # noqa: F401: fixtures
+from tolerant_assistant import TolerantAssistant
 
 FIGURES = []
 
 
 def pytest_addoption(parser):
-    harness.pytest_addoption(parser)
     parser.addoption("--long", action="store_true", help="the full number of runs")
 
 

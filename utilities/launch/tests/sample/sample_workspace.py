@@ -1,13 +1,14 @@
 """A sample workspace of its own for each test, and the sample's Assistant."""
+import contextlib
 import os
 import pathlib
 import shutil
 import signal
 import socket
 import subprocess
-import time
 
 import pytest
+from harness import wait_until
 from scripted_assistant import PORT, text
 from tolerant_assistant import read_text
 
@@ -16,26 +17,23 @@ SAMPLE = pathlib.Path(__file__).parents[4] / "sample"
 
 class Sample:
     def __init__(self, product, folder, assembled):
-        self.product, self.root, self.directory = product, folder / "ws", folder / "assistant"
+        self.product, self.root, self.directory, self.process = product, folder / "ws", folder / "assistant", None
         shutil.copytree(assembled, self.root)
         self.env = {name: os.environ[name] for name in ("PATH", "JAVA_HOME", "HOME") if name in os.environ}
-        self.process = None
 
     def start(self, *args, cwd="", env=None, **how):
         return self.product.start(*args, cwd=self.root / cwd, env=self.env | (env or {}), **how)
 
-    def run(self, *args, limit=60, **how):
-        return self.start(*args, **how).wait(limit)
+    def run(self, *args, **how):
+        return self.start(*args, **how).wait(60)
 
     def open_assistant(self, version=None):
         """Of the workspace's own version, or another."""
-        if version:
-            command = [SAMPLE / "assistant", self.directory, version]
-        else:
+        command = [SAMPLE / "assistant", self.directory, version]
+        if not version:
             shutil.copytree(self.root / "bin", self.directory)
             command = [(self.directory / "TorvelAssistant.x64").rename(self.directory / "TorvelAssistant.exe")]
-        with open(self.root.parent / "assistant.log", "ab") as log:
-            self.process = subprocess.Popen(command, stdout=log, stderr=log, env=self.env, start_new_session=True)
+        self.process = subprocess.Popen(command, stdout=subprocess.DEVNULL, env=self.env, start_new_session=True)
         wait_until(self.status, "the Assistant", 30)
 
     def status(self):
@@ -50,19 +48,10 @@ class Sample:
     def end(self):
         """A restarted Assistant is another process of the same session."""
         if self.process:
-            try:
+            with contextlib.suppress(ProcessLookupError):
                 os.killpg(self.process.pid, signal.SIGKILL)
-            except ProcessLookupError:
-                pass
             self.process.wait()
             wait_until(lambda: not self.status(), "the Assistant's end")
-
-
-def wait_until(true, what, limit=10):
-    end = time.monotonic() + limit
-    while not true():
-        assert time.monotonic() < end, f"{what} did not come"
-        time.sleep(0.01)
 
 
 @pytest.fixture(scope="session")

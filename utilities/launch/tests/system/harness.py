@@ -1,31 +1,22 @@
-"""Runs the built launcher as a user does, for both products:
-
-    pytest utilities/launch/tests/system --product host --build build/host
-    pytest utilities/launch/tests/system --product windows --build build/windows     (under Wine)
+"""Runs the built launcher as a user does, for both products.
 
 Exit codes are compared as the product's system shows them, output as bytes with the product's own line ends taken off.
 """
 import ctypes
 import os
-import pathlib
 import re
-import select
 import shutil
 import socket
 import subprocess
+import threading
 import time
-from dataclasses import dataclass
+from dataclasses import astuple, dataclass
 
 import pytest
-
-from scripted_assistant import PORT, ScriptedAssistant
+from scripted_assistant import PORT
 
 LIMIT = 20  # seconds after which a run counts as hanging
-
-
-def pytest_addoption(parser):
-    parser.addoption("--product", choices=("host", "windows"), default="host")
-    parser.addoption("--build", type=pathlib.Path, help="build folder, build/<product> by default")
+UPDATE_SET = ("TorvelAssistant.x64", "Torvel.jar", "torvel-win64.dll", "swt-win64.jar", "Slave.jar")
 
 
 @dataclass
@@ -33,15 +24,21 @@ class Result:
     code: int
     out: str
     err: str
-    peak_kib: int = 0  # host only
 
     def all(self):
-        return self.code, self.out, self.err
+        return astuple(self)
 
 
 def read_text(path):
     """Each byte as the character of that number, so that nothing is lost or refused."""
-    return path.read_bytes().decode("latin-1")
+    return path.read_bytes().decode("latin-1") if path.exists() else ""
+
+
+def wait_until(true, what, limit=LIMIT):
+    end = time.monotonic() + limit
+    while not true():
+        assert time.monotonic() < end, f"{what} did not come"
+        time.sleep(0.01)
 
 
 class HostRun:
@@ -54,73 +51,54 @@ class HostRun:
         self.parent.kill()
         self.parent.wait()
 
-    def wait(self, limit=LIMIT):
-        end = time.monotonic() + limit
-        while time.monotonic() < end:
-            pid, status, usage = os.wait4(self.pid, os.WNOHANG)
-            if pid:
-                return self.product.result(os.waitstatus_to_exitcode(status), self.files, usage.ru_maxrss)
-            time.sleep(0.001)
-        self.kill()
-        os.waitpid(self.pid, 0)
-        pytest.fail(f"still running after {limit} s")
-
     def kill(self):
         os.kill(self.pid, 9)
 
+    def wait(self, limit=LIMIT):
+        end = time.monotonic() + limit
+        while not (ended := os.waitpid(self.pid, os.WNOHANG))[0]:
+            if time.monotonic() > end:
+                self.kill()
+                pytest.fail(f"still running after {limit} s")
+            time.sleep(0.001)
+        return self.product.result(os.waitstatus_to_exitcode(ended[1]), self.files)
+
 
 class WindowsRun:
-    def __init__(self, product, files, parent, pid, thread):
-        self.product, self.files, self.parent, self.pid, self.thread = product, files, parent, pid, thread
+    def __init__(self, product, files, parent, pid):
+        self.product, self.files, self.parent, self.pid = product, files, parent, pid
 
     def kill_parent(self):
-        parent = self.parent
-        self.watch()
+        """Another process waits for the launcher, whose code is so seen even when its parent is gone."""
+        parent, self.parent = self.parent, Parent(self.product)
+        self.parent.ask(f"attach {self.pid}")
+        assert self.parent.answer() == "attached"
         parent.end()
-
-    def watch(self, thread=0):
-        """Another process waits for the launcher, whose code is seen even when its parent is gone; resumes the thread."""
-        self.parent = self.product.free_parent()
-        self.parent.ask(f"attach {self.pid} {thread}")
-        assert self.parent.answer(LIMIT) == "attached"
 
     def wait(self, limit=LIMIT):
         code = int(self.parent.answer(limit).removeprefix("exit "))
-        self.parent.busy = False
-        if self.parent is not self.product.shared:
-            self.parent.end()
+        self.product.idle.append(self.parent)
         return self.product.result(code, self.files)
-
-    def kill(self):
-        helper = Parent(self.product)
-        helper.ask(f"kill {self.pid}")
-        helper.process.stdin.close()
-        helper.process.wait(LIMIT)
 
 
 class Parent:
     """A running `parent` program: what it is asked and what it answers are lines."""
 
-    def __init__(self, product, stderr=subprocess.DEVNULL):
-        self.process = subprocess.Popen([product.wine, product.fakes / "parent.exe"], env=product.wine_env, bufsize=0,
-                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=stderr)
-        self.pending, self.busy = b"", False
+    def __init__(self, product):
+        self.process = subprocess.Popen(["wine64", product.fakes / "parent.exe"], env=product.wine_env, encoding="latin-1",
+                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
 
     def ask(self, *lines):
-        self.busy = True
-        self.process.stdin.write("".join(line + "\n" for line in lines).encode("latin-1"))
+        self.process.stdin.write("".join(line + "\n" for line in lines))
+        self.process.stdin.flush()
 
-    def answer(self, limit):
-        end = time.monotonic() + limit
-        while b"\n" not in self.pending:
-            if not select.select([self.process.stdout], [], [], max(0, end - time.monotonic()))[0]:
-                self.end()
-                pytest.fail(f"still running after {limit} s")
-            data = os.read(self.process.stdout.fileno(), 4096)
-            assert data, "the parent process has ended"
-            self.pending += data
-        line, self.pending = self.pending.split(b"\n", 1)
-        return line.decode().strip()
+    def answer(self, limit=LIMIT):
+        timer = threading.Timer(limit, self.process.kill)
+        timer.start()
+        line = self.process.stdout.readline()
+        timer.cancel()
+        assert line, f"the parent process has ended, or the launcher still runs after {limit} s"
+        return line.strip()
 
     def end(self):
         self.process.kill()
@@ -130,32 +108,32 @@ class Parent:
 class Product:
     def __init__(self, build, folder):
         self.build, self.folder, self.fakes, self.count = build, folder, build / "fakes", 0
+        self.program = build / f"Torvel{self.exe}"
         if not self.program.exists():
             pytest.exit(f"{self.program} is not built", 2)
+        with socket.socket() as probe:
+            if probe.connect_ex(("127.0.0.1", PORT)) == 0:
+                pytest.exit(f"port {PORT}, where the Assistant listens, is taken", 2)
 
     def new_files(self):
         self.count += 1
         return [self.folder / f"{self.count}.{stream}" for stream in ("out", "err")]
 
-    def result(self, code, files, peak_kib=0):
-        return Result(code, *(self.lines(read_text(path)) if path.exists() else "" for path in files), peak_kib)
+    def result(self, code, files):
+        return Result(code, *(self.lines(read_text(path)) for path in files))
 
     def fake(self, name, target):
         """Puts the fake of that name where the launcher is to find it."""
         target.parent.mkdir(parents=True, exist_ok=True)
         shutil.copy(self.fakes / name, target)
-        return target
 
 
 class Host(Product):
-    name, windows, library, exe, path_list = "host", False, "libjvm.so", "", ":"
+    windows, library, exe, path_list = False, "libjvm.so", "", ":"
     messages = {2: "The system cannot find the file specified.", 5: "Access is denied."}
 
     def __init__(self, build, folder):
-        self.program = build / "Torvel"
         super().__init__(build, folder)
-        # A thread-checked program otherwise sleeps for a second when it ends.
-        self.checks = {"TSAN_OPTIONS": "atexit_sleep_ms=0"} if b"__tsan_init" in self.program.read_bytes() else {}
         ctypes.CDLL(None).prctl(36, 1)  # PR_SET_CHILD_SUBREAPER: a launcher whose parent has died comes here
 
     code = staticmethod(lambda code: code & 0xFF)
@@ -166,7 +144,7 @@ class Host(Product):
         files = self.new_files()
         command = [self.program, *(arg.encode("latin-1") for arg in args)]
         env = {"PATH": "/nowhere", "TORVEL_HOST_REGISTRY": "/nowhere"} if env is None else env
-        env = env | self.checks
+        env = env | {"TSAN_OPTIONS": "atexit_sleep_ms=0"}  # a thread-checked program otherwise sleeps for a second when it ends
         if own_parent:
             script = '"$@" >"$OUT" 2>"$ERR" & echo $!; wait'
             parent = subprocess.Popen(["/bin/sh", "-c", script, "sh", *command], cwd=cwd, stdout=subprocess.PIPE,
@@ -174,7 +152,7 @@ class Host(Product):
             return HostRun(self, files, int(parent.stdout.readline()), parent)
         with open(files[0], "wb") as to_file, open(files[1], "wb") as err:
             child = subprocess.Popen(command, cwd=cwd, env=env, stdin=subprocess.DEVNULL, stdout=out or to_file, stderr=err)
-        child.returncode = 0  # waited for by its id, which also tells the memory used
+        child.returncode = 0  # waited for by its id
         return HostRun(self, files, child.pid)
 
     def registry(self, folder, text):
@@ -186,24 +164,29 @@ class Host(Product):
         pass
 
 
+def wine_environment(prefix):
+    """With the prefix made for it."""
+    env = {"PATH": os.environ["PATH"] + ":/usr/lib/wine", "HOME": str(prefix.parent), "WINEPREFIX": str(prefix),
+           "WINEDEBUG": "-all", "WINEDLLOVERRIDES": "mscoree,mshtml="}
+    prefix.mkdir(exist_ok=True)
+    if not (prefix / "system.reg").exists():
+        subprocess.run(["wine64", "wineboot", "-i"], env=env, check=True, capture_output=True, timeout=120)
+    subprocess.run(["wineserver", "-p60"], env=env, stderr=subprocess.DEVNULL)  # 2: it runs already
+    return env
+
+
+def end_wine(env):
+    subprocess.run(["wineserver", "-k"], env=env)
+    subprocess.run(["wineserver", "-w"], env=env)
+
+
 class Windows(Product):
-    name, windows, library, exe, path_list = "windows", True, "jvm.dll", ".exe", ";"
+    windows, library, exe, path_list = True, "jvm.dll", ".exe", ";"
     messages = {2: "File not found.", 5: "Access denied.", 32: "Sharing violation."}  # as Wine words them
 
     def __init__(self, build, folder):
-        self.program = build / "Torvel.exe"
         super().__init__(build, folder)
-        self.wine = shutil.which("wine64") or shutil.which("wine")
-        if not self.wine:
-            pytest.exit("Wine is not installed", 2)
-        prefix = build / "wine"
-        self.wine_env = {"PATH": os.environ["PATH"], "HOME": str(folder), "WINEPREFIX": str(prefix), "WINEDEBUG": "-all",
-                         "WINEDLLOVERRIDES": "mscoree,mshtml="}
-        prefix.mkdir(exist_ok=True)
-        if not (prefix / "system.reg").exists():
-            subprocess.run([self.wine, "wineboot", "-i"], env=self.wine_env, check=True, capture_output=True, timeout=120)
-        subprocess.run(["wineserver", "-p60"], env=self.wine_env, stderr=subprocess.DEVNULL)  # 2: it runs already
-        self.shared = Parent(self)
+        self.wine_env, self.idle = wine_environment(build / "wine"), []
 
     code = staticmethod(lambda code: code & 0xFFFFFFFF)
     path = staticmethod(lambda path: "Z:" + str(path).replace("/", "\\"))
@@ -213,56 +196,33 @@ class Windows(Product):
         assert not re.search(r"(?<!\r)\n", text), "a line that does not end as the system's text lines do"
         return text.replace("\r\n", "\n")
 
-    def start(self, *args, cwd, env=None, own_parent=False, out=None, hold=None, suspended=False):
-        files = self.new_files()
-        parent = Parent(self, out or subprocess.DEVNULL) if own_parent or out else self.free_parent()
-        line = subprocess.list2cmdline([self.path(self.program), *args])
-        parent.ask(f"cwd {self.path(cwd)}", f"out {'-' if out else self.path(files[0])}", f"err {self.path(files[1])}",
-                   *(f"env {name}={value}" for name, value in sorted((env or {}).items())),
-                   *([f"hold {self.path(hold)}"] if hold else []), *(["suspended"] if suspended else []), f"run {line}")
-        if out:
-            parent.process.stdin.close()  # it ends with the run, and lets go of its end of the pipe
-        pid, thread = re.fullmatch(r"started (\d+) (\d+)", parent.answer(LIMIT)).groups()
-        return WindowsRun(self, files, parent, int(pid), int(thread))
+    def ask(self, *lines):
+        """A parent process that has started the last line's program, and the program's id."""
+        parent = self.idle.pop() if self.idle else Parent(self)
+        parent.ask(*lines)
+        return parent, int(parent.answer().removeprefix("started "))
 
-    def free_parent(self):
-        if self.shared.process.poll() is not None:
-            self.shared = Parent(self)
-        return Parent(self) if self.shared.busy else self.shared
+    def start(self, *args, cwd, env=None, own_parent=False, hold=None):
+        files = self.new_files()
+        return WindowsRun(self, files, *self.ask(
+            f"cwd {self.path(cwd)}", f"out {self.path(files[0])}", f"err {self.path(files[1])}",
+            *(f"env {name}={value}" for name, value in sorted((env or {}).items())),
+            *([f"hold {self.path(hold)}"] if hold else []), f"run {subprocess.list2cmdline([self.path(self.program), *args])}"))
 
     def registry(self, folder, text):
         header, body = text.split("\n", 1)
         keys = "".join(f"[-HKEY_LOCAL_MACHINE\\SOFTWARE\\{key}]\n\n" for key in ("Torvel", "JavaSoft"))
         (folder / "registry.reg").write_bytes(f"{header}\n\n{keys}{body}".replace("\n", "\r\n").encode("latin-1"))
-        importer = self.free_parent()
-        importer.ask("cwd C:\\", "out NUL", "err NUL", f"run C:\\windows\\regedit.exe /S {self.path(folder / 'registry.reg')}")
-        assert [importer.answer(LIMIT).split()[0], importer.answer(LIMIT)] == ["started", "exit 0"]
-        importer.busy = False
+        importer, _ = self.ask("cwd C:\\", "out NUL", "err NUL",
+                               f"run C:\\windows\\regedit.exe /S {self.path(folder / 'registry.reg')}")
+        assert importer.answer() == "exit 0"
+        self.idle.append(importer)
         return {}
 
     def finish(self):
-        self.shared.end()
-        subprocess.run(["wineserver", "-k"], env=self.wine_env)
-        subprocess.run(["wineserver", "-w"], env=self.wine_env)
-
-
-@pytest.fixture(scope="session")
-def product(request, tmp_path_factory):
-    name = request.config.getoption("--product")
-    root = pathlib.Path(__file__).parents[4]
-    build = (request.config.getoption("--build") or root / "build" / name).absolute()
-    with socket.socket() as probe:
-        probe.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
-        try:
-            probe.bind(("127.0.0.1", PORT))
-        except OSError as error:
-            pytest.exit(f"port {PORT}, where the Assistant listens, is taken: {error.strerror}", 2)
-    made = {"host": Host, "windows": Windows}[name](build, tmp_path_factory.mktemp("runs"))
-    yield made
-    made.finish()
-
-
-UPDATE_SET = ("TorvelAssistant.x64", "Torvel.jar", "torvel-win64.dll", "swt-win64.jar", "Slave.jar")
+        for parent in self.idle:
+            parent.end()
+        end_wine(self.wine_env)
 
 
 class Workspace:
@@ -299,7 +259,7 @@ class Workspace:
         self.env |= {"FAKE_JAVA": scenario, "FAKE_JAVA_LOG": self.product.path(self.log)}
 
     def logged(self):
-        return read_text(self.log).splitlines() if self.log.exists() else []
+        return read_text(self.log).splitlines()
 
     def start(self, *args, cwd=None, env=None, **how):
         return self.product.start(*args, cwd=cwd or self.root, env=self.env | (env or {}), **how)
@@ -322,23 +282,5 @@ def addresses_out(text):
     return re.sub(r"^[0-9a-f]{4,}(: \S+=)", r"<p>\1", text, flags=re.M)
 
 
-def wait_until(true, what):
-    end = time.monotonic() + LIMIT
-    while not true():
-        assert time.monotonic() < end, f"{what} did not come"
-        time.sleep(0.01)
-
-
 def failure(text):
     return f"\nLaunching Torvel failed: {text}\n"
-
-
-@pytest.fixture
-def workspace(product, tmp_path):
-    return Workspace(product, tmp_path)
-
-
-@pytest.fixture
-def assistant():
-    with ScriptedAssistant() as running:
-        yield running

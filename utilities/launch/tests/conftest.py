@@ -1,0 +1,45 @@
+"""What every folder here has: the product under test, which is built already.
+
+    pytest utilities/launch/tests/FOLDER --product host --build build/host
+    pytest utilities/launch/tests/FOLDER --product windows --build build/windows     (under Wine; packaging after `package`)
+"""
+import pathlib
+
+import pytest
+from harness import Host, Windows, Workspace
+from scripted_assistant import ScriptedAssistant
+
+
+def pytest_addoption(parser):
+    parser.addoption("--product", choices=("host", "windows"), default="host")
+    parser.addoption("--build", type=pathlib.Path, help="build folder, build/<product> by default")
+
+
+def pytest_ignore_collect(collection_path, config):
+    """Packaging has a file for each product."""
+    other = {"host": "windows", "windows": "host"}[config.getoption("--product")]
+    return True if collection_path.name == f"test_{other}.py" else None
+
+
+@pytest.fixture(scope="session")
+def build(request):
+    usual = pathlib.Path(__file__).parents[3] / "build" / request.config.getoption("--product")
+    return (request.config.getoption("--build") or usual).absolute()
+
+
+@pytest.fixture(scope="session")
+def product(request, build, tmp_path_factory):
+    made = {"host": Host, "windows": Windows}[request.config.getoption("--product")](build, tmp_path_factory.mktemp("runs"))
+    yield made
+    made.finish()
+
+
+@pytest.fixture
+def workspace(product, tmp_path):
+    return Workspace(product, tmp_path)
+
+
+@pytest.fixture
+def assistant():
+    with ScriptedAssistant() as running:
+        yield running

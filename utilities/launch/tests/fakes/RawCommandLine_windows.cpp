@@ -1,7 +1,0 @@
-#include <windows.h>
-
-#include <string>
-
-std::string RawCommandLine() {
-  return GetCommandLineA();
-}
