@@ -1,5 +1,7 @@
 """The sample's Java program and Assistant, through the launcher: two independent sides of one protocol prove each other."""
 import hashlib
+import pathlib
+import shutil
 import time
 import zlib
 
@@ -75,3 +77,15 @@ def test_launcher_that_goes_cancels_its_build(sample, end):
     assert time.monotonic() - began < 1
     assert run.wait().code == {"kill": -9, "kill_parent": 1}[end]
     assert sample.run("Build", "game", "Release").out.endswith(BUILT)
+
+
+def test_modern_java_without_the_layers_help(sample, tmp_path):
+    """A runtime whose version cannot be read gets the retired collector: refused, unless the user says to ignore it."""
+    home = pathlib.Path(shutil.which("java")).resolve().parents[1]
+    left_out = shutil.ignore_patterns("release", "legal", "man", "jmods", "src.zip")
+    java = shutil.copytree(home, tmp_path / "jdk", symlinks=True, ignore=left_out)
+    env = {"PATH": str(java / "bin"), "LD_LIBRARY_PATH": str(java / "lib/server"), "TORVEL_HOST_REGISTRY": "/nowhere"}
+    refused = sample.run("Checksum", "game/Game.java", "--debug", env=env)
+    assert refused.code == 1 and "Unrecognized VM option 'UseConcMarkSweepGC'" in refused.out + refused.err
+    accepted = sample.run("Checksum", "game/Game.java", "--debug", "-XX:+IgnoreUnrecognizedVMOptions", env=env)
+    assert accepted.code == 0 and "Created VM" in accepted.out and "Created VM" not in refused.out
