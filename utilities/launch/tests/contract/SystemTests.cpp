@@ -1,90 +1,145 @@
-// Errors, registry, libraries.
-#include <thread>
+// Files, processes, threads, registry, libraries: the calls' results and their errors.
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
 
-#include "Contract.h"
+#include "Platform.h"
+#include "Support.h"
 
-TEST(LastError, IsOneSlotPerThreadSharedWithSockets) {
-  SetLastError(5);
-  EXPECT_EQ(WSAGetLastError(), 5);
-  WSASetLastError(WSAENOTCONN);
-  EXPECT_TRUE(Fails(false, WSAENOTCONN));
-  std::thread([] { EXPECT_EQ(GetLastError(), 0u); }).join();
-}
+namespace {
 
-TEST(FormatMessage, AllocatesTheSystemsTextWithItsLineEnd) {
-  char* text = nullptr;
-  const auto format = [&](DWORD code) {
-    constexpr DWORD kFlags =
-        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
-    return FormatMessageA(kFlags, nullptr, code, MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT),
-                          reinterpret_cast<LPSTR>(&text), 0, nullptr);
-  };
-  for (const DWORD code :
-       {2u, 3u, 5u, 6u, 32u, 87u, 112u, 126u, 127u, 193u, 10054u, 10061u, 11001u}) {
-    const DWORD length = format(code);
-    ASSERT_GT(length, 10u) << code;
-    EXPECT_EQ(std::string(text).size(), length);
-    EXPECT_STREQ(text + length - 2, "\r\n");
-    EXPECT_EQ(LocalFree(text), nullptr);
+std::string g_Program;
+
+class Process : public InScratch {};
+class Registry : public InScratch {};
+class Library : public InScratch {};
+class Files : public InScratch {
+ protected:
+  Files() {
+    fs::create_directory("folder");
+    WriteText("old", "the older and longer text");
+    WriteText("new", "new");
   }
-  EXPECT_TRUE(Fails(format(0x2FFFFFFF) != 0, ERROR_MR_MID_NOT_FOUND));
+};
+
+}  // namespace
+
+TEST_F(Files, CopyReplacesOrSaysWhyNot) {
+  const std::tuple<const char*, const char*, DWORD> rows[] = {
+      {"missing", "old", ERROR_FILE_NOT_FOUND}, {"missing\\new", "old", ERROR_PATH_NOT_FOUND},
+      {"folder", "old", ERROR_ACCESS_DENIED},   {"new", "missing\\old", ERROR_PATH_NOT_FOUND},
+      {"new", "folder", ERROR_ACCESS_DENIED},   {"old", "old", ERROR_SHARING_VIOLATION}};
+  for (const auto& [source, target, error] : rows) {
+    EXPECT_TRUE(Fails(CopyFileA(source, target, FALSE), error)) << source << " to " << target;
+  }
+  EXPECT_EQ(ReadText("old"), "the older and longer text");
+  EXPECT_TRUE(CopyFileA(".\\new", "folder\\../old", FALSE));
+  EXPECT_EQ(ReadText("old"), "new");
 }
 
-TEST(Registry, GivesTypeSizeAndBytesOrTheReason) {
+TEST_F(Files, ReadOnlyAttributeIsSetAndCleared) {
+  for (const DWORD attribute : {DWORD{FILE_ATTRIBUTE_READONLY}, DWORD{FILE_ATTRIBUTE_NORMAL}}) {
+    EXPECT_TRUE(SetFileAttributesA("old", attribute));
+    EXPECT_EQ((GetFileAttributesA("old") ^ attribute) & FILE_ATTRIBUTE_READONLY, 0u);
+  }
+  EXPECT_TRUE(Fails(GetFileAttributesA("no") != INVALID_FILE_ATTRIBUTES, ERROR_FILE_NOT_FOUND));
+  EXPECT_TRUE(Fails(SetFileAttributesA("no\\x", FILE_ATTRIBUTE_NORMAL), ERROR_PATH_NOT_FOUND));
+}
+
+TEST_F(Files, RuntimeOpensNoDirectory) {
+  EXPECT_EQ(std::fopen("folder", "rb"), nullptr);
+}
+
+TEST_F(Process, RunsAndGivesItsExitCode) {
+  PROCESS_INFORMATION child = {};
+  ASSERT_TRUE(Start(g_Program, "contract_tests --exit 500 7", child));
+  DWORD code = 0;
+  EXPECT_TRUE(GetExitCodeProcess(child.hProcess, &code));
+  EXPECT_EQ(code, DWORD{STILL_ACTIVE});
+  EXPECT_EQ(WaitForSingleObject(child.hProcess, 20), DWORD{WAIT_TIMEOUT});
+  const HANDLE opened =
+      OpenProcess(SYNCHRONIZE | PROCESS_QUERY_INFORMATION, FALSE, child.dwProcessId);
+  EXPECT_EQ(WaitForSingleObject(opened, INFINITE), DWORD{WAIT_OBJECT_0});
+  EXPECT_TRUE(GetExitCodeProcess(opened, &code));
+  EXPECT_EQ(code, 7u);
+  for (const HANDLE handle : {child.hProcess, child.hThread, opened}) {
+    EXPECT_TRUE(CloseHandle(handle));
+    EXPECT_TRUE(Fails(CloseHandle(handle), ERROR_INVALID_HANDLE));
+    EXPECT_TRUE(Fails(GetExitCodeProcess(handle, &code), ERROR_INVALID_HANDLE));
+    EXPECT_TRUE(Fails(WaitForSingleObject(handle, 0) != WAIT_FAILED, ERROR_INVALID_HANDLE));
+  }
+  const HANDLE unknown = OpenProcess(SYNCHRONIZE, FALSE, 0x7FFFFFF0);
+  EXPECT_TRUE(Fails(unknown != nullptr, ERROR_INVALID_PARAMETER));
+}
+
+TEST_F(Process, IsFoundOrRefusedWithTheReason) {
+  WriteText("text.exe", "no program", fs::perms::owner_all);
+  const std::pair<const char*, DWORD> rows[] = {{"no_such_program", ERROR_FILE_NOT_FOUND},
+                                                {"no_such_folder\\x.exe", ERROR_PATH_NOT_FOUND},
+                                                {".\\text.exe", ERROR_BAD_EXE_FORMAT}};
+  for (const auto& [program, error] : rows) {
+    PROCESS_INFORMATION child = {};
+    EXPECT_TRUE(Fails(Start(program, "x", child), error)) << program;
+  }
+  char path[1024] = "";
+  EXPECT_NE(SearchPathA(nullptr, "contract_tests", ".exe", sizeof path, path, nullptr), 0u);
+  EXPECT_TRUE(fs::equivalent(path, g_Program));
+  const DWORD length = SearchPathA(nullptr, "no_such_program", ".exe", sizeof path, path, nullptr);
+  EXPECT_TRUE(Fails(length != 0, ERROR_FILE_NOT_FOUND));
+}
+
+TEST(Thread, IsWaitedForUntilItExits) {
+  std::atomic<bool> mayEnd{false};
+  const LPTHREAD_START_ROUTINE wait = [](void* flag) -> DWORD {
+    while (!*static_cast<std::atomic<bool>*>(flag)) {
+      Sleep(1);
+    }
+    ExitThread(0);
+  };
+  const HANDLE thread = CreateThread(nullptr, 0, wait, &mayEnd, 0, nullptr);
+  EXPECT_EQ(WaitForSingleObject(thread, 20), DWORD{WAIT_TIMEOUT});
+  mayEnd = true;
+  EXPECT_EQ(WaitForSingleObject(thread, 10000), DWORD{WAIT_OBJECT_0});
+  EXPECT_TRUE(CloseHandle(thread));
+}
+
+TEST_F(Registry, GivesTypeSizeAndBytesOrTheReason) {
   WriteText("contract.reg",
             "REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Contract Test\\Sub Key]\r\n"
             "\"Text\"=\"C:\\\\a \\\"b\\\"\"\r\n\"Number\"=dword:00000102\r\n"
-            "\"Expand\"=hex(2):25,\\\r\n  41,25,00\r\n\"Empty\"=\"\"\r\n@=\"default\"\r\n\r\n");
+            "\"Expand\"=hex(2):25,\\\r\n  41,25,00\r\n\r\n");
   LoadRegistry("contract.reg");
-  const auto open = [](HKEY parent, const char* path) {
-    HKEY opened = nullptr;
-    EXPECT_EQ(RegOpenKeyExA(parent, path, 0, KEY_READ, &opened), 0);
-    return opened;
-  };
-  const HKEY parent = open(HKEY_LOCAL_MACHINE, "SOFTWARE\\Contract Test");
-  const HKEY key = open(HKEY_LOCAL_MACHINE, "software\\contract TEST\\Sub Key");
-  const struct {
-    HKEY key;
-    const char* name;
-    DWORD type;
-    std::string data;
-  } rows[] = {{key, "TEXT", REG_SZ, std::string("C:\\a \"b\"") + '\0'},
-              {key, "Number", REG_DWORD, std::string("\x02\x01\0\0", 4)},
-              {open(parent, "sub key"), "Expand", REG_EXPAND_SZ, std::string("%A%") + '\0'},
-              {key, "Empty", REG_SZ, std::string(1, '\0')},
-              {key, "", REG_SZ, std::string("default") + '\0'},
-              {key, nullptr, REG_SZ, std::string("default") + '\0'}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.data);
-    DWORD type = 0;
-    DWORD size = 0;
-    EXPECT_EQ(RegQueryValueExA(row.key, row.name, nullptr, &type, nullptr, &size), 0);
-    EXPECT_EQ(type, row.type);
-    ASSERT_EQ(size, row.data.size());
+  HKEY parent = nullptr;
+  HKEY key = nullptr;
+  ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "software\\contract TEST", 0, KEY_READ, &parent), 0);
+  EXPECT_EQ(RegOpenKeyExA(parent, "Sub", 0, KEY_READ, &key), ERROR_FILE_NOT_FOUND);
+  ASSERT_EQ(RegOpenKeyExA(parent, "Sub Key", 0, KEY_READ, &key), 0);
+  const std::tuple<const char*, DWORD, std::string> rows[] = {
+      {"TEXT", REG_SZ, std::string("C:\\a \"b\"") + '\0'},
+      {"Number", REG_DWORD, std::string("\x02\x01\0\0", 4)},
+      {"Expand", REG_EXPAND_SZ, std::string("%A%") + '\0'}};
+  DWORD type = 0;
+  DWORD size = 0;
+  for (const auto& [name, expectedType, expected] : rows) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(RegQueryValueExA(key, name, nullptr, &type, nullptr, &size), 0);
+    EXPECT_EQ(type, expectedType);
+    ASSERT_EQ(size, expected.size());
     std::string data(size, '?');
     auto* bytes = reinterpret_cast<BYTE*>(data.data());
-    EXPECT_EQ(RegQueryValueExA(row.key, row.name, nullptr, nullptr, bytes, &size), 0);
-    EXPECT_EQ(data, row.data);
+    EXPECT_EQ(RegQueryValueExA(key, name, nullptr, nullptr, bytes, &size), 0);
+    EXPECT_EQ(data, expected);
     --size;
-    EXPECT_EQ(RegQueryValueExA(row.key, row.name, nullptr, &type, bytes, &size), ERROR_MORE_DATA);
-    EXPECT_EQ(size, row.data.size());
+    EXPECT_EQ(RegQueryValueExA(key, name, nullptr, &type, bytes, &size), ERROR_MORE_DATA);
+    EXPECT_EQ(size, expected.size());
   }
-  DWORD size = 0;
-  HKEY none = nullptr;
-  const auto query = [&](HKEY from, const char* name) {
-    return RegQueryValueExA(from, name, nullptr, nullptr, nullptr, &size);
-  };
-  EXPECT_EQ(query(key, "Missing"), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(query(parent, "Text"), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(RegOpenKeyExA(parent, "Sub", 0, KEY_READ, &none), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(RegQueryValueExA(key, "No", nullptr, &type, nullptr, &size), ERROR_FILE_NOT_FOUND);
   EXPECT_EQ(RegCloseKey(key), 0);
   EXPECT_EQ(RegCloseKey(key), ERROR_INVALID_HANDLE);
-  EXPECT_EQ(query(key, "Text"), ERROR_INVALID_HANDLE);
-  EXPECT_EQ(RegOpenKeyExA(key, "x", 0, KEY_READ, &none), ERROR_INVALID_HANDLE);
 }
 
-TEST(Library, LoadsByPathAndFindsByNameOrSaysWhyNot) {
-  const std::string folder = g_Program.substr(0, g_Program.find_last_of("/\\"));
+TEST_F(Library, LoadsByPathAndFindsByNameOrSaysWhyNot) {
+  const std::string folder = fs::path(g_Program).parent_path().string();
   const HMODULE library = LoadLibraryA((folder + "\\contract_library.dll").c_str());
   ASSERT_NE(library, nullptr) << GetLastError();
   auto* answer = reinterpret_cast<void*>(GetProcAddress(library, "ContractAnswer"));
@@ -92,8 +147,21 @@ TEST(Library, LoadsByPathAndFindsByNameOrSaysWhyNot) {
   EXPECT_EQ(reinterpret_cast<int (*)()>(answer)(), 42);
   EXPECT_TRUE(Fails(GetProcAddress(library, "contractanswer") != nullptr, ERROR_PROC_NOT_FOUND));
   WriteText("garbage.dll", "no library");
-  for (const char* name : {"no_such.dll", ".\\no_such.dll", "no_such_folder\\garbage.dll"}) {
-    EXPECT_TRUE(Fails(LoadLibraryA(name) != nullptr, ERROR_MOD_NOT_FOUND)) << name;
+  const std::pair<const char*, DWORD> rows[] = {{"no_such.dll", ERROR_MOD_NOT_FOUND},
+                                                {"no_such_folder\\x.dll", ERROR_MOD_NOT_FOUND},
+                                                {".\\garbage.dll", ERROR_BAD_EXE_FORMAT}};
+  for (const auto& [name, error] : rows) {
+    EXPECT_TRUE(Fails(LoadLibraryA(name) != nullptr, error)) << name;
   }
-  EXPECT_TRUE(Fails(LoadLibraryA(".\\garbage.dll") != nullptr, ERROR_BAD_EXE_FORMAT));
+}
+
+// "--exit MILLISECONDS CODE", as a child, sleeps and ends.
+int main(int argc, char** argv) {
+  if (argc == 4 && std::string(argv[1]) == "--exit") {
+    Sleep(static_cast<DWORD>(std::atoi(argv[2])));
+    return std::atoi(argv[3]);
+  }
+  g_Program = fs::absolute(argv[0]).string();
+  testing::InitGoogleTest(&argc, argv);
+  return RUN_ALL_TESTS();
 }

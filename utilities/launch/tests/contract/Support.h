@@ -1,0 +1,60 @@
+#pragma once
+// What the contract tests and those of the layer share.
+
+#include <winsock2.h>
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace fs = std::filesystem;
+
+// A test whose current directory is a new one, removed with all it holds.
+class InScratch : public testing::Test {
+ protected:
+  InScratch() {
+    fs::create_directories(m_Path);
+    fs::current_path(m_Path);
+  }
+  ~InScratch() override {
+    fs::current_path(m_Before);
+    fs::remove_all(m_Path);
+  }
+
+ private:
+  const fs::path m_Before = fs::current_path();
+  const fs::path m_Path =
+      fs::temp_directory_path() / ("torvel-layer-" + std::to_string(GetCurrentProcessId()));
+};
+
+// Makes the folders above it too. Programs are written with owner_all.
+inline void WriteText(const fs::path& path, const std::string& text,
+                      fs::perms permissions = fs::perms::owner_read | fs::perms::owner_write) {
+  fs::create_directories(fs::absolute(path).parent_path());
+  std::ofstream(path, std::ios::binary) << text;
+  fs::permissions(path, permissions);
+}
+
+inline std::string ReadText(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// That a call failed with this last error.
+inline testing::AssertionResult Fails(bool isOk, DWORD error) {
+  const DWORD last = GetLastError();
+  return isOk            ? testing::AssertionFailure() << "succeeded"
+         : last != error ? testing::AssertionFailure() << "error " << last << " for " << error
+                         : testing::AssertionSuccess();
+}
+
+inline BOOL Start(const std::string& program, std::string line, PROCESS_INFORMATION& child) {
+  STARTUPINFOA startup = {};
+  startup.cb = sizeof startup;
+  return CreateProcessA(program.c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                        &startup, &child);
+}

@@ -1,0 +1,14 @@
+// What the contract tests need of the platform beside the calls they are about.
+#pragma once
+
+#include <stdlib.h>
+#include <unistd.h>
+
+using PeerLength = socklen_t;
+constexpr auto ClosePeer = ::close;
+constexpr int kNoPeer = -1;
+constexpr bool kReceiveTellsReset = true;
+
+inline void LoadRegistry(const char* file) {
+  setenv("TORVEL_HOST_REGISTRY", file, 1);
+}
