@@ -37,6 +37,9 @@ TEST_F(SocketTest, CarriesBytesBothWaysUntilThePeerCloses) {
   EXPECT_TRUE(m_Socket.Create(SOCK_STREAM, AF_INET, 0));  // instead of the handle it held
   EXPECT_EQ(m_FarEnd.ReceiveAll(), "xyz");
   EXPECT_FALSE(m_Socket.IsConnected());
+  if (gethostbyname("localhost") == nullptr) {
+    GTEST_SKIP() << "this system knows no names, not even its own";
+  }
   EXPECT_EQ(m_Socket.Connect("localhost", m_FarEnd.GetPort()), 0);
   EXPECT_TRUE(m_Socket.IsConnected());
 }
