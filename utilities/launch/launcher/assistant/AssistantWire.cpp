@@ -145,13 +145,22 @@ bool AssistantConnection::ReceiveString(std::string& text) {
   }
   DebugPrint("Assistant: Reading %d characters\n", length);
   text.clear();
+  // In blocks: a tenth of a relay's instructions went into appending character by character.
+  char block[256];
+  size_t filled = 0;
   for (int32_t i = 0; i < length; ++i) {
     const int code = ReceiveChar();
     if (code == -1) {
+      text.append(block, filled);
       return false;
     }
-    text += static_cast<char>(code & 0xFF);
+    if (filled == sizeof block) {
+      text.append(block, filled);
+      filled = 0;
+    }
+    block[filled++] = static_cast<char>(code & 0xFF);
   }
+  text.append(block, filled);
   DebugPrint("Assistant: Received '%s'\n", text.c_str());
   return true;
 }

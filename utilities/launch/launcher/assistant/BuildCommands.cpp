@@ -100,11 +100,17 @@ bool SendCommand(AssistantConnection& assistant) {
   return true;
 }
 
-// The first character says where the line goes; a line without one is an empty line of output.
+// The first character says where the line goes; a line without one is an empty line of output. Each
+// line leaves in one write, which on standard error, without a buffer, takes fprintf.
 void PrintOutputLine(const std::string& line) {
-  FILE* stream = !line.empty() && line[0] == '!' ? stderr : stdout;
-  fprintf(stream, "%s\n", line.empty() ? "" : line.c_str() + 1);
-  fflush(stream);
+  const char* text = line.empty() ? "" : line.c_str() + 1;
+  if (!line.empty() && line[0] == '!') {
+    fprintf(stderr, "%s\n", text);
+    fflush(stderr);
+  } else {
+    puts(text);
+    fflush(stdout);
+  }
 }
 
 void RelayOutput(AssistantConnection& assistant) {
