@@ -170,7 +170,9 @@ def wine_environment(prefix):
            "WINEDEBUG": "-all", "WINEDLLOVERRIDES": "mscoree,mshtml="}
     prefix.mkdir(exist_ok=True)
     if not (prefix / "system.reg").exists():
-        subprocess.run(["wine64", "wineboot", "-i"], env=env, check=True, capture_output=True, timeout=120)
+        # No pipe: Wine's services would hold its other end.
+        nowhere = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
+        subprocess.run(["wine64", "wineboot", "-i"], env=env, check=True, timeout=120, **nowhere)
     subprocess.run(["wineserver", "-p60"], env=env, stderr=subprocess.DEVNULL)  # 2: it runs already
     return env
 
