@@ -12,6 +12,7 @@ import pathlib
 import platform
 import re
 import shutil
+import signal
 import socket
 import statistics
 import subprocess
@@ -389,6 +390,7 @@ def main():
         parser.error(f"no workload {' '.join(unknown)}" if unknown else "--write needs all workloads")
     chosen = options.workloads or names
 
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # so that the servers end in this case too
     parts = [machine()]
     with contextlib.ExitStack() as stack:
         bench = Bench(options.build.resolve(), options.share, stack)
