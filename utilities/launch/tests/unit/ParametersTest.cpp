@@ -1,13 +1,13 @@
+#include <gmock/gmock.h>
+
 #include "CommandLineParameters.h"
-#include "Native.h"
-#include "Support.h"
+#include "platform/Diagnostics.h"
 
 using testing::ElementsAre;
 using Arguments = std::vector<const char*>;
+using Texts = std::vector<std::string>;
 
 namespace {
-
-const Texts kDefaultPaths = {"bin/", "Build/Torvel/", "build/torvel/", "build/torvel/bin/"};
 
 struct Parsed : CommandLineParameters {
   explicit Parsed(Arguments arguments) {
@@ -25,37 +25,21 @@ struct Parsed : CommandLineParameters {
 
 }  // namespace
 
-TEST(Parameters, ArgumentIsCutAtItsFirstEquals) {
-  const Rows<const char*, bool, const char*> rows = {
-      {"Build", false, "Build|"}, {"a=b=c", true, "a|b=c"}, {"=x", true, "|x"},
-      {"a=", true, "a|"},         {"a==", true, "a|="},     {"", false, "|"},
-      {"=", true, "|"},           {"-x=X", true, "-x|X"},
-  };
-  for (const auto& [argument, hasValue, parts] : rows) {
-    Parsed parameters({argument});
-    ASSERT_EQ(parameters.GetCount(), 1U);
-    const Parameter& only = parameters.GetAt(0);
-    EXPECT_EQ(only.m_HasValue, hasValue) << argument;
-    EXPECT_EQ(only.m_Name + "|" + only.m_Value, parts);
-    EXPECT_EQ(only.ToText(), argument);
-  }
-}
-
 TEST(Parameters, LaunchOptionsAreActedUponAndTakenOut) {
-  const Rows<Arguments, Texts, Texts, const char*> rows = {
-      {{}, {}, kDefaultPaths, ""},
-      {{nullptr, "Build", nullptr, "Game"}, {"Build", "Game"}, kDefaultPaths, ""},
+  const Texts usual = {"bin/", "Build/Torvel/", "build/torvel/", "build/torvel/bin/"};
+  const std::tuple<Arguments, Texts, Texts, const char*> rows[] = {
+      {{nullptr, "Build", nullptr, "Game"}, {"Build", "Game"}, usual, ""},
       {{"--vok=x", "--vok", "--jar=a"}, {"--vok", "--jar=a"}, {"VokTools/bin/"}, ""},
       {{"--jar=tools;lib\\;x/"}, {}, {"tools/", "lib\\", "x/"}, ""},
       {{"--jar=a", "--jar=b"}, {"--jar=b"}, {"a/"}, ""},
       {{"--jar=;;a\\"}, {}, {"./", "./", "a\\"}, ""},
-      {{"--workspace=C:\\ws"}, {"--workspace=C:\\ws"}, kDefaultPaths, "C:\\ws/"},
-      {{"--workspace=w\\"}, {"--workspace=w\\"}, kDefaultPaths, "w\\"},
-      {{"--workspace="}, {"--workspace="}, kDefaultPaths, ""},
+      {{"--workspace=C:\\ws"}, {"--workspace=C:\\ws"}, usual, "C:\\ws/"},
+      {{"--workspace=w\\"}, {"--workspace=w\\"}, usual, "w\\"},
       {{"--jar=a", "--workspace=w"}, {"--workspace=w"}, {"a/"}, ""},
       {{"--workspace=w", "--vok"}, {"--workspace=w"}, {"VokTools/bin/"}, ""},
-      {{"--Vok", "--Jar=a", "--Debug"}, {"--Vok", "--Jar=a", "--Debug"}, kDefaultPaths, ""},
-      {{"Build", "--debug=no", "--debug"}, {"Build", "--debug"}, kDefaultPaths, ""},
+      {{"--workspace="}, {"--workspace="}, usual, ""},
+      {{"--Vok", "--Jar=a", "--Debug"}, {"--Vok", "--Jar=a", "--Debug"}, usual, ""},
+      {{"Build", "--debug=no", "--debug"}, {"Build", "--debug"}, usual, ""},
   };
   for (const auto& [arguments, remaining, paths, workspace] : rows) {
     Parsed parameters(arguments);
@@ -64,50 +48,6 @@ TEST(Parameters, LaunchOptionsAreActedUponAndTakenOut) {
     EXPECT_EQ(parameters.GetWorkspace(), workspace) << testing::PrintToString(remaining);
   }
   EXPECT_TRUE(IsDebugEnabled());
-}
-
-TEST(Parameters, JvmOptionsAreKeptApartAsTyped) {
-  Parsed parameters({"-Xmx1g", "Build", "-XX:MaxPermSize=256m", "-xmx1g", "-X", "-Xmx1g", "-=X"});
-  Texts options = {"before"};
-  parameters.GetJvmOptions(options);
-  EXPECT_THAT(options, ElementsAre("before", "-Xmx1g", "-XX:MaxPermSize=256m", "-X", "-Xmx1g"));
-  EXPECT_THAT(parameters.Remaining(), ElementsAre("Build", "-xmx1g", "-=X"));
-  EXPECT_FALSE(parameters.Exists("-Xmx1g"));
-}
-
-TEST(Parameters, AssistantIsOnUnlessSwitchedOff) {
-  const Rows<const char*, const char*, bool> rows = {
-      {"", nullptr, true},
-      {"0", nullptr, false},
-      {"00", nullptr, true},
-      {"", "--assistant=false", false},
-      {"", "--assistant=False", true},
-      {"0", "--assistant", true},
-  };
-  for (const auto& [variable, option, use] : rows) {
-    SetVariable("TORVEL_ASSISTANT", variable);
-    Parsed parameters({option});
-    EXPECT_EQ(parameters.UseAssistant(), use) << variable << (option == nullptr ? "" : option);
-    EXPECT_EQ(parameters.GetCount(), 0U);
-  }
-  SetVariable("TORVEL_ASSISTANT", "");
-}
-
-TEST(Parameters, ResolvePathPrefixesRelativeValuesOnly) {
-  const Rows<const char*, bool, Texts> rows = {
-      {"--log=..\\out", false, {"--log=base/..\\out"}},
-      {"--log=abc", true, {"--log=base/abc"}},
-      {"--log=..", true, {"--log=.."}},
-      {"--log=\\ab", true, {"--log=\\ab"}},
-      {"--log=C:\\logs", true, {"--log=C:\\logs"}},
-      {"--Log=abc", false, {"--Log=abc"}},
-      {"--Log=abc", true, {"--Log=abc", "--log=base"}},
-  };
-  for (const auto& [argument, addIfMissing, remaining] : rows) {
-    Parsed parameters({argument});
-    parameters.ResolvePath("--log", "base", addIfMissing);
-    EXPECT_EQ(parameters.Remaining(), remaining);
-  }
 }
 
 TEST(Parameters, LookupsActOnTheFirstMatch) {
@@ -124,25 +64,16 @@ TEST(Parameters, LookupsActOnTheFirstMatch) {
   EXPECT_FALSE(parameters.Exists("a=4"));
 }
 
-TEST(Parameters, LookupOfAnAbsentNameIsAnInternalError) {
+TEST(ParametersDeathTest, MisuseIsAnInternalErrorOrEndsTheProcess) {
   Parsed parameters({"Build"});
   const auto isInternalError = testing::ThrowsMessage<InternalError>(
       testing::StrEq("Internal error: Parameter build not found"));
   EXPECT_THAT([&] { parameters.Get("build"); }, isInternalError);
   EXPECT_THAT([&] { parameters.Set("build", {}); }, isInternalError);
-}
-
-TEST(ParametersDeathTest, MisuseEndsTheProcess) {
+  EXPECT_DEATH(parameters.Add({false, "Build", ""}),
+               "Assertion failed: !Exists.param.m_Name. .CommandLineParameters");
   CommandLineParameters unread;
   const char kUnread[] = "Assertion failed: m_HasBeenInitialised .CommandLineParameters";
   EXPECT_DEATH(unread.Exists("a"), kUnread);
   EXPECT_DEATH(unread.Remove("a"), kUnread);
-  EXPECT_DEATH(Parsed({"Build"}).Add({false, "Build", ""}),
-               "Assertion failed: !Exists.param.m_Name. .CommandLineParameters");
-}
-
-TEST(Split, CutsAtEverySeparator) {
-  EXPECT_THAT(Split("", ';'), ElementsAre(""));
-  EXPECT_THAT(Split("ab", ';'), ElementsAre("ab"));
-  EXPECT_THAT(Split("a;;b;", ';'), ElementsAre("a", "", "b", ""));
 }
