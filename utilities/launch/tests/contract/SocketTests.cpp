@@ -1,4 +1,5 @@
 // Blocking streams: the calls' codes, and that bytes keep their order and leave when they must.
+#include <algorithm>
 #include <functional>
 #include <thread>
 #include <utility>
@@ -22,7 +23,7 @@ class Peer {
   }
   ~Peer() {
     Close();
-    ClosePeer(m_Listener);
+    StopListening();
   }
   const sockaddr* Name() const { return reinterpret_cast<const sockaddr*>(&m_Address); }
   void Accept() { m_Connection = ::accept(m_Listener, nullptr, nullptr); }
@@ -32,19 +33,18 @@ class Peer {
   }
   // Fewer bytes at the end of the stream.
   std::string Receive(std::size_t length) const {
-    std::string text(length, '\0');
-    std::size_t end = 0;
-    while (end < length) {
-      const auto size = static_cast<PeerLength>(length - end);
-      const auto got = ::recv(m_Connection, &text[end], size, 0);
-      if (got <= 0) {
-        break;
-      }
-      end += static_cast<std::size_t>(got);
+    std::string text;
+    char piece[4096];
+    while (text.size() < length) {
+      const auto size = static_cast<PeerLength>(std::min(sizeof piece, length - text.size()));
+      const auto got = ::recv(m_Connection, piece, size, 0);
+      if (got <= 0) break;
+      text.append(piece, static_cast<std::size_t>(got));
     }
-    return text.substr(0, end);
+    return text;
   }
   void Close() { ClosePeer(std::exchange(m_Connection, kNoPeer)); }
+  void StopListening() { ClosePeer(std::exchange(m_Listener, kNoPeer)); }
   void Reset() {
     linger none = {};
     none.l_onoff = 1;
@@ -120,6 +120,7 @@ class Sockets : public testing::Test {
 
 TEST_F(Sockets, EveryStateHasItsErrors) {
   EXPECT_TRUE(Fails(shutdown(m_Socket, SD_BOTH) == 0, WSAENOTCONN));
+  EXPECT_TRUE(Fails(Receive(m_Socket, m_Byte) >= 0, WSAENOTCONN));
   Peer peer;
   Join(peer);
   EXPECT_EQ(shutdown(m_Socket, SD_SEND), 0);
@@ -130,7 +131,12 @@ TEST_F(Sockets, EveryStateHasItsErrors) {
   EXPECT_TRUE(Fails(Receive(m_Socket, m_Byte) >= 0, WSAESHUTDOWN));
   EXPECT_EQ(closesocket(m_Socket), 0);
   EXPECT_TRUE(Fails(Receive(m_Socket, m_Byte) >= 0, WSAENOTSOCK));
-  EXPECT_TRUE(Fails(closesocket(std::exchange(m_Socket, INVALID_SOCKET)) == 0, WSAENOTSOCK));
+  EXPECT_TRUE(Fails(closesocket(m_Socket) == 0, WSAENOTSOCK));
+  m_Socket = Create();
+  peer.StopListening();
+  EXPECT_TRUE(Fails(Connect(m_Socket, peer) == 0, WSAECONNREFUSED));
+  // Longer than any name may be, so that no name server is asked.
+  EXPECT_TRUE(Fails(gethostbyname(std::string(300, 'a').c_str()) != nullptr, WSAHOST_NOT_FOUND));
 }
 
 TEST_F(Sockets, BytesKeepTheirOrderBothWaysInWhateverPieces) {
@@ -138,9 +144,7 @@ TEST_F(Sockets, BytesKeepTheirOrderBothWaysInWhateverPieces) {
     Peer peer;
     Join(peer);
     std::string text(piece == 1 ? 66000 : 300000, '\0');
-    for (std::size_t i = 0; i < text.size(); ++i) {
-      text[i] = static_cast<char>(i * 31 + i / 251);
-    }
+    for (std::size_t i = 0; i < text.size(); ++i) text[i] = static_cast<char>(i * 31 + i / 251);
     std::thread echo([&] { peer.Send(peer.Receive(text.size())); });
     for (std::size_t at = 0; at < text.size(); at += piece) {
       EXPECT_GT(Send(m_Socket, text.substr(at, piece)), 0);
@@ -162,9 +166,7 @@ TEST_F(Sockets, EndComesAfterTheDataAndStays) {
     peer.Send("abc");
     EXPECT_EQ(ReceiveText(m_Socket, row.before.size()), row.before);
     row.isReset ? peer.Reset() : peer.Close();
-    if (row.isSent) {
-      Send(m_Socket, "x");
-    }
+    if (row.isSent) Send(m_Socket, "x");
     EXPECT_EQ(ReceiveText(m_Socket, 3), row.after);
     const int end = Receive(m_Socket, m_Byte);
     EXPECT_TRUE(row.isReset && kReceiveTellsReset ? Fails(end >= 0, WSAECONNRESET)

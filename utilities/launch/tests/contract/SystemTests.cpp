@@ -91,9 +91,7 @@ TEST_F(Process, IsFoundOrRefusedWithTheReason) {
 TEST(Thread, IsWaitedForUntilItExits) {
   std::atomic<bool> mayEnd{false};
   const LPTHREAD_START_ROUTINE wait = [](void* flag) -> DWORD {
-    while (!*static_cast<std::atomic<bool>*>(flag)) {
-      Sleep(1);
-    }
+    while (!*static_cast<std::atomic<bool>*>(flag)) Sleep(1);
     ExitThread(0);
   };
   const HANDLE thread = CreateThread(nullptr, 0, wait, &mayEnd, 0, nullptr);

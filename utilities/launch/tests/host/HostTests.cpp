@@ -26,9 +26,7 @@ class Child : public InScratch {
   // Runs a program to its end: the exit code plus 1000, or the error that kept it from starting.
   static DWORD Run(const std::string& program, const std::string& line) {
     PROCESS_INFORMATION child = {};
-    if (!Start(program, line, child)) {
-      return GetLastError();
-    }
+    if (!Start(program, line, child)) return GetLastError();
     DWORD code = 0;
     EXPECT_EQ(WaitForSingleObject(child.hProcess, INFINITE), WAIT_OBJECT_0);
     EXPECT_TRUE(GetExitCodeProcess(child.hProcess, &code));

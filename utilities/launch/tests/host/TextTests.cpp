@@ -35,9 +35,7 @@ TEST(Java, VersionIsReadFromTheReleaseFile) {
   const std::pair<const char*, int> rows[] = {{"JAVA_VERSION=\"17.0.15\"\n", 17},
                                               {"A=\"b\"\nJAVA_VERSION=\"1.8.0_392\"\n", 8},
                                               {"JAVA_VERSION=\"21-ea\"", 21}};
-  for (const auto& [text, version] : rows) {
-    EXPECT_EQ(host::JavaVersionIn(text), version) << text;
-  }
+  for (const auto& [text, version] : rows) EXPECT_EQ(host::JavaVersionIn(text), version) << text;
 }
 
 TEST(Java, OptionsAreAdaptedUpToTheClassName) {
@@ -46,9 +44,7 @@ TEST(Java, OptionsAreAdaptedUpToTheClassName) {
     Texts arguments = {"java", "-Djava.class.path=a;b c", retired, "Main", "-Djava.class.path=e;f"};
     Texts expected = arguments;
     expected[1] = "-Djava.class.path=a:b c";
-    if (version >= 14) {
-      expected.erase(expected.begin() + 2);
-    }
+    if (version >= 14) expected.erase(expected.begin() + 2);
     host::AdaptJavaArguments(arguments, version);
     EXPECT_THAT(arguments, ElementsAreArray(expected)) << version;
   }

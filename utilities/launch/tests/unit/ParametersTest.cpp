@@ -16,9 +16,7 @@ struct Parsed : CommandLineParameters {
   }
   Texts Remaining() {
     Texts texts;
-    for (size_t i = 0; i < GetCount(); ++i) {
-      texts.push_back(GetAt(i).ToText());
-    }
+    for (size_t i = 0; i < GetCount(); ++i) texts.push_back(GetAt(i).ToText());
     return texts;
   }
 };
