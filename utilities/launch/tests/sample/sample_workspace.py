@@ -1,24 +1,22 @@
 """A sample workspace of its own for each test, and the sample's Assistant."""
-import contextlib
 import os
 import pathlib
 import shutil
 import signal
 import socket
 import subprocess
+from contextlib import suppress
 
 import pytest
 from harness import wait_until
 from scripted_assistant import PORT, text
-from tolerant_assistant import read_text
 
 SAMPLE = pathlib.Path(__file__).parents[4] / "sample"
 
 
 class Sample:
     def __init__(self, product, folder, assembled):
-        self.product, self.root, self.directory, self.process = product, folder / "ws", folder / "assistant", None
-        shutil.copytree(assembled, self.root)
+        self.product, self.root, self.process = product, shutil.copytree(assembled, folder / "ws"), None
         self.env = {name: os.environ[name] for name in ("PATH", "JAVA_HOME", "HOME") if name in os.environ}
 
     def start(self, *args, cwd="", env=None, **how):
@@ -28,30 +26,19 @@ class Sample:
         return self.start(*args, **how).wait(60)
 
     def open_assistant(self, version=None):
-        """Of the workspace's own version, or another."""
-        command = [SAMPLE / "assistant", self.directory, version]
-        if not version:
-            shutil.copytree(self.root / "bin", self.directory)
-            command = [(self.directory / "TorvelAssistant.x64").rename(self.directory / "TorvelAssistant.exe")]
+        """The workspace's own, or one of another version in a directory beside."""
+        other = SAMPLE / "assistant", self.root.parent / "assistant", version
+        command = other if version else [self.root / "bin/TorvelAssistant.x64"]
         self.process = subprocess.Popen(command, stdout=subprocess.DEVNULL, env=self.env, start_new_session=True)
         wait_until(self.status, "the Assistant", 30)
 
     def status(self):
         """The Assistant's answer, empty without an Assistant."""
-        try:
-            with socket.create_connection(("127.0.0.1", PORT), 5) as connection, connection.makefile("rb") as stream:
-                connection.sendall(text("Status"))
-                return dict(pair.split("=", 1) for pair in read_text(stream).split("|"))
-        except OSError:
-            return {}
-
-    def end(self):
-        """A restarted Assistant is another process of the same session."""
-        if self.process:
-            with contextlib.suppress(ProcessLookupError):
-                os.killpg(self.process.pid, signal.SIGKILL)
-            self.process.wait()
-            wait_until(lambda: not self.status(), "the Assistant's end")
+        with suppress(OSError), socket.create_connection(("127.0.0.1", PORT), 5) as peer, peer.makefile("rb") as stream:
+            peer.sendall(text("Status"))
+            answer = stream.read(int.from_bytes(stream.read(4), "big")).decode()
+            return dict(pair.split("=", 1) for pair in answer.split("|"))
+        return {}
 
 
 @pytest.fixture(scope="session")
@@ -63,6 +50,8 @@ def assembled(tmp_path_factory):
 
 @pytest.fixture
 def sample(product, tmp_path, assembled):
-    made = Sample(product, tmp_path, assembled)
-    yield made
-    made.end()
+    yield (made := Sample(product, tmp_path, assembled))
+    if made.process:
+        os.killpg(made.process.pid, signal.SIGKILL)  # a restarted Assistant is another process of the same session
+        made.process.wait()
+        wait_until(lambda: not made.status(), "the Assistant's end")
