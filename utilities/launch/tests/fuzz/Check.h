@@ -1,13 +1,19 @@
-// How a fuzz program says that what it found is wrong: it aborts, and libFuzzer keeps the input.
+// What every fuzz program has: libFuzzer hands its bytes to Try, and a check that does not hold
+// aborts, so that libFuzzer keeps the input.
 #pragma once
-
 #include <stdint.h>
 #include <stdlib.h>
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
+#include <string>
+#include <string_view>
+
+void Try(std::string_view input);
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  Try({reinterpret_cast<const char*>(data), size});
+  return 0;
+}
 
 inline void Check(bool holds) {
-  if (!holds) {
-    abort();
-  }
+  if (!holds) abort();
 }

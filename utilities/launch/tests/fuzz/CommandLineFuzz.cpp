@@ -19,32 +19,23 @@ static std::vector<std::string> SplitByTheRules(const std::string& line) {
       slashes = 0;
       continue;
     }
-    if (!isInside) {
-      arguments.emplace_back();
-      isInside = true;
-    }
-    std::string& argument = arguments.back();
-    if (each != '"') {
+    std::string& argument = isInside ? arguments.back() : arguments.emplace_back();
+    isInside = true;
+    const bool isMark = each == '"', isEscaped = !isProgram && slashes % 2 == 1;
+    const bool isPair = isQuoted && !isProgram && !isEscaped && line.substr(at, 2) == "\"\"";
+    if (isMark && !isProgram) argument.resize(argument.size() - slashes + slashes / 2);
+    if (!isMark || isEscaped || isPair) {
       argument += each;
-    } else if (isProgram) {
-      isQuoted = !isQuoted;
+      at += isPair ? 1 : 0;
     } else {
-      argument.resize(argument.size() - slashes + slashes / 2);
-      const bool isPair = isQuoted && line.substr(at, 2) == "\"\"";
-      if (slashes % 2 == 1 || isPair) {
-        argument += '"';
-        at += slashes % 2 == 1 ? 0 : 1;
-      } else {
-        isQuoted = !isQuoted;
-      }
+      isQuoted = !isQuoted;
     }
     slashes = each == '\\' ? slashes + 1 : 0;
   }
   return arguments;
 }
 
-int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  const std::string line = std::string(reinterpret_cast<const char*>(data), size).c_str();
+void Try(std::string_view input) {
+  const std::string line = std::string(input).c_str();
   Check(host::SplitCommandLine(line) == SplitByTheRules(line));
-  return 0;
 }

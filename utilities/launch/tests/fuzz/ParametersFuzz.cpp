@@ -1,60 +1,43 @@
 // A command line: what is not taken out is what was typed. Input: arguments, separated by NULs.
-#include <algorithm>
+#include <set>
 
 #include "Check.h"
 #include "CommandLineParameters.h"
-
-using Texts = std::vector<std::string>;
 
 static std::string NameOf(const std::string& argument) {
   return argument.substr(0, argument.find('='));
 }
 
-// True when the first argument of that name was found, and removed from the list.
-static bool TakeOut(Texts& arguments, const std::string& name) {
-  const auto found = std::find_if(arguments.begin(), arguments.end(),
-                                  [&](const std::string& each) { return NameOf(each) == name; });
-  if (found == arguments.end()) {
-    return false;
-  }
-  arguments.erase(found);
-  return true;
-}
-
-int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  Texts arguments = Split(std::string(reinterpret_cast<const char*>(data), size), '\0');
+void Try(std::string_view input) {
+  const std::vector<std::string> typed = Split(std::string(input), '\0');
   std::vector<const char*> argv = {"Torvel"};
-  for (const std::string& argument : arguments) {
+  bool hasVok = false;
+  for (const std::string& argument : typed) {
     argv.push_back(argument.c_str());
+    hasVok = hasVok || NameOf(argument) == "--vok";
   }
   CommandLineParameters parameters;
   parameters.Parse(static_cast<int>(argv.size()), argv.data());
 
-  const auto jvmOptions = std::stable_partition(
-      arguments.begin(), arguments.end(),
-      [](const std::string& argument) { return NameOf(argument).rfind("-X", 0) != 0; });
-  Texts options;
+  std::vector<std::string> options;
   parameters.GetJvmOptions(options);
-  Check(options == Texts(jvmOptions, arguments.end()));
-  arguments.erase(jvmOptions, arguments.end());
-  if (!TakeOut(arguments, "--vok")) {
-    TakeOut(arguments, "--jar");
+  std::set<std::string> takenOnce = {"--debug", "--assistant", hasVok ? "--vok" : "--jar"};
+  size_t option = 0, place = 0;
+  for (const std::string& argument : typed) {
+    if (argument.rfind("-X", 0) == 0) {
+      Check(option < options.size() && options[option++] == argument);
+    } else if (takenOnce.erase(NameOf(argument)) == 0) {
+      Check(place < parameters.GetCount() && parameters.GetAt(place++).ToText() == argument);
+    }
   }
-  TakeOut(arguments, "--debug");
-  TakeOut(arguments, "--assistant");
-  Check(parameters.GetCount() == arguments.size());
-  for (size_t i = 0; i < arguments.size(); ++i) {
-    Check(parameters.GetAt(i).ToText() == arguments[i]);
-  }
+  Check(option == options.size() && place == parameters.GetCount());
   for (const std::string& directory : parameters.GetJarSearchPaths()) {
     Check(directory.find_last_of("/\\") + 1 == directory.size());
   }
-  for (const std::string& argument : arguments) {
-    const std::string name = NameOf(argument), before = parameters.Get(name).m_Value;
+  for (size_t i = 0; i < place; ++i) {
+    const std::string name = parameters.GetAt(i).m_Name, value = parameters.Get(name).m_Value;
     parameters.ResolvePath(name, "base", true);
-    const bool isAbsolute = before.find_first_of("/\\") == 0 || before.find(':', 1) == 1;
-    Check(parameters.Get(name).m_Value ==
-          (before.size() < 3 || isAbsolute ? before : "base/" + before));
+    const bool isKept = value.size() < 3 || value.find_first_of("/\\") == 0 || value[1] == ':';
+    Check(parameters.Get(name).m_Value == (isKept ? value : "base/" + value));
   }
-  return 0;
 }
