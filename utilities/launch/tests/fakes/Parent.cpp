@@ -1,88 +1,59 @@
-// A Windows process that starts others, so that the launcher has a parent to watch and its whole
-// 32-bit exit code is seen. Reads one word and its argument per line from standard input and
-// reports to standard output:
-//   cwd DIRECTORY, env NAME=VALUE (the program has these alone), out FILE, err FILE,
-//   hold FILE (open without sharing while the program runs): about the next `run` only
-//   run COMMAND LINE: reports `started PID`, then `exit CODE` when it has ended
-//   attach PID: reports `attached`, then `exit CODE`
-// A call that fails ends it, with `failed WHAT CODE`.
+// A Windows process that starts another, so that the launcher has a parent to watch and its whole
+// 32-bit exit code is seen.
+//
+//   parent REPORT --of REQUEST   runs a program in its own directory; the request's lines are files
+//                                for its output and errors, a file to hold open without sharing
+//                                until the end (NUL: none), the command line, and the program's
+//                                variables, NAME=VALUE each
+//   parent REPORT PID            waits for a program that another parent started
+//
+// Two lines are added to the report: the program's id, at its end "exit CODE". A call that fails
+// ends it, with "failed CODE".
 #include <windows.h>
 
-#include <iostream>
-#include <memory>
+#include <fstream>
 #include <string>
-#include <utility>
 
-namespace {
-
-using Handle = std::unique_ptr<void, decltype(&CloseHandle)>;
-
-struct Request {
-  std::string directory, environment, out, err, held;
-};
-
-Handle Checked(HANDLE handle, const char* what) {
-  if (handle != nullptr && handle != INVALID_HANDLE_VALUE) return Handle(handle, CloseHandle);
-  std::cout << "failed " << what << ' ' << GetLastError() << std::endl;
-  std::exit(1);
+static HANDLE Open(const std::string& path, DWORD access, DWORD sharing, DWORD disposition) {
+  SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+  return CreateFileA(path.c_str(), access, sharing, &inherited, disposition, 0, nullptr);
 }
 
-Handle Open(const std::string& path, DWORD access, DWORD sharing, DWORD disposition) {
-  SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
-  return Checked(CreateFileA(path.c_str(), access, sharing, &inherited, disposition, 0, nullptr),
-                 path.c_str());
-}
-
-void ReportExit(HANDLE process) {
-  DWORD code = 0;
-  WaitForSingleObject(process, INFINITE);
-  GetExitCodeProcess(process, &code);
-  std::cout << "exit " << code << std::endl;
-}
-
-void Run(Request request, std::string line) {
+static void Start(const char* request, PROCESS_INFORMATION& program) {
+  std::ifstream lines(request, std::ios::binary);
+  std::string out, err, held, command, environment;
+  for (std::string* line : {&out, &err, &held, &command}) std::getline(lines, *line);
+  for (std::string line; std::getline(lines, line);) environment += line + '\0';
+  environment += '\0';
   const DWORD shared = FILE_SHARE_READ | FILE_SHARE_WRITE;
-  const Handle in = Open("NUL", GENERIC_READ, shared, OPEN_EXISTING);
-  const Handle out = Open(request.out, GENERIC_WRITE, shared, CREATE_ALWAYS);
-  const Handle err = Open(request.err, GENERIC_WRITE, shared, CREATE_ALWAYS);
-  const std::string held = request.held.empty() ? "NUL" : request.held;
-  const Handle file = Open(held, GENERIC_READ, 0, OPEN_EXISTING);
-
   STARTUPINFOA startup{};
   startup.cb = sizeof startup;
   startup.dwFlags = STARTF_USESTDHANDLES;
-  startup.hStdInput = in.get();
-  startup.hStdOutput = out.get();
-  startup.hStdError = err.get();
-  PROCESS_INFORMATION started{};
-  request.environment += '\0';
-  CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, 0, request.environment.data(),
-                 request.directory.c_str(), &startup, &started);
-  const Handle process = Checked(started.hProcess, "run");
-  CloseHandle(started.hThread);
-  std::cout << "started " << started.dwProcessId << std::endl;
-  ReportExit(process.get());
+  startup.hStdInput = Open("NUL", GENERIC_READ, shared, OPEN_EXISTING);
+  startup.hStdOutput = Open(out, GENERIC_WRITE, shared, CREATE_ALWAYS);
+  startup.hStdError = Open(err, GENERIC_WRITE, shared, CREATE_ALWAYS);
+  Open(held, GENERIC_READ, 0, OPEN_EXISTING);
+  CreateProcessA(nullptr, command.data(), nullptr, nullptr, TRUE, 0, environment.data(), nullptr,
+                 &startup, &program);
 }
 
-void Attach(DWORD id) {
-  const DWORD access = SYNCHRONIZE | PROCESS_QUERY_INFORMATION;
-  const Handle process = Checked(OpenProcess(access, FALSE, id), "attach");
-  std::cout << "attached" << std::endl;
-  ReportExit(process.get());
-}
-
-}  // namespace
-
-int main() {
-  Request next;
-  for (std::string line; std::getline(std::cin, line);) {
-    const std::string word = line.substr(0, line.find(' ')), rest = line.substr(word.size() + 1);
-    if (word == "cwd") next.directory = rest;
-    if (word == "env") next.environment += rest + '\0';
-    if (word == "out") next.out = rest;
-    if (word == "err") next.err = rest;
-    if (word == "hold") next.held = rest;
-    if (word == "run") Run(std::exchange(next, Request()), rest);
-    if (word == "attach") Attach(static_cast<DWORD>(std::stoul(rest)));
+int main(int, char** argv) {
+  std::ofstream report(argv[1], std::ios::app);
+  PROCESS_INFORMATION program{};
+  if (argv[2] == std::string("--of")) {
+    Start(argv[3], program);
+  } else {
+    const DWORD access = SYNCHRONIZE | PROCESS_QUERY_INFORMATION;
+    program.dwProcessId = static_cast<DWORD>(std::atoi(argv[2]));
+    program.hProcess = OpenProcess(access, FALSE, program.dwProcessId);
   }
+  if (program.hProcess == nullptr) {
+    report << "failed " << GetLastError() << std::endl;
+    return 1;
+  }
+  report << program.dwProcessId << std::endl;
+  DWORD code = 0;
+  WaitForSingleObject(program.hProcess, INFINITE);
+  GetExitCodeProcess(program.hProcess, &code);
+  report << "exit " << code << std::endl;
 }

@@ -2,31 +2,21 @@
 
 Exit codes are compared as the product's system shows them, output as bytes with the product's own line ends taken off.
 """
+import collections
 import ctypes
 import os
 import re
 import shutil
 import socket
 import subprocess
-import threading
 import time
-from dataclasses import astuple, dataclass
 
 import pytest
 from scripted_assistant import PORT
 
 LIMIT = 20  # seconds after which a run counts as hanging
 UPDATE_SET = ("TorvelAssistant.x64", "Torvel.jar", "torvel-win64.dll", "swt-win64.jar", "Slave.jar")
-
-
-@dataclass
-class Result:
-    code: int
-    out: str
-    err: str
-
-    def all(self):
-        return astuple(self)
+Result = collections.namedtuple("Result", "code out err")
 
 
 def read_text(path):
@@ -37,72 +27,32 @@ def read_text(path):
 def wait_until(true, what, limit=LIMIT):
     end = time.monotonic() + limit
     while not true():
-        assert time.monotonic() < end, f"{what} did not come"
-        time.sleep(0.01)
+        assert time.monotonic() < end, f"{what} did not come within {limit} s"
+        time.sleep(0.002)
 
 
-class HostRun:
-    """A started launcher. `wait` gives its result; `kill_parent` ends the process that started it, where it has its own."""
+class Run:
+    """A started launcher: its process, or that of its parent, and the files with its output and with what its parent reports."""
 
-    def __init__(self, product, files, pid, parent=None):
-        self.product, self.files, self.pid, self.parent = product, files, pid, parent
+    def __init__(self, product, files, process):
+        self.product, self.files, self.process, self.pid = product, files, process, process.pid
 
-    def kill_parent(self):
-        self.parent.kill()
-        self.parent.wait()
+    def reported(self, pattern):
+        return re.search(pattern, read_text(self.files[2]), re.M)
 
     def kill(self):
         os.kill(self.pid, 9)
 
-    def wait(self, limit=LIMIT):
-        end = time.monotonic() + limit
-        while not (ended := os.waitpid(self.pid, os.WNOHANG))[0]:
-            if time.monotonic() > end:
-                self.kill()
-                pytest.fail(f"still running after {limit} s")
-            time.sleep(0.001)
-        return self.product.result(os.waitstatus_to_exitcode(ended[1]), self.files)
-
-
-class WindowsRun:
-    def __init__(self, product, files, parent, pid):
-        self.product, self.files, self.parent, self.pid = product, files, parent, pid
-
     def kill_parent(self):
-        """Another process waits for the launcher, whose code is so seen even when its parent is gone."""
-        parent, self.parent = self.parent, Parent(self.product)
-        self.parent.ask(f"attach {self.pid}")
-        assert self.parent.answer() == "attached"
-        parent.end()
+        self.product.kill_parent(self)
 
     def wait(self, limit=LIMIT):
-        code = int(self.parent.answer(limit).removeprefix("exit "))
-        self.product.idle.append(self.parent)
-        return self.product.result(code, self.files)
-
-
-class Parent:
-    """A running `parent` program: what it is asked and what it answers are lines."""
-
-    def __init__(self, product):
-        self.process = subprocess.Popen(["wine64", product.fakes / "parent.exe"], env=product.wine_env, encoding="latin-1",
-                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-
-    def ask(self, *lines):
-        self.process.stdin.write("".join(line + "\n" for line in lines))
-        self.process.stdin.flush()
-
-    def answer(self, limit=LIMIT):
-        timer = threading.Timer(limit, self.process.kill)
-        timer.start()
-        line = self.process.stdout.readline()
-        timer.cancel()
-        assert line, f"the parent process has ended, or the launcher still runs after {limit} s"
-        return line.strip()
-
-    def end(self):
-        self.process.kill()
-        self.process.wait()
+        try:
+            wait_until(lambda: self.product.has_ended(self), "the end of the launcher", limit)
+        except AssertionError:
+            self.kill()
+            raise
+        return Result(self.code, *(self.product.lines(read_text(path)) for path in self.files[:2]))
 
 
 class Product:
@@ -117,10 +67,7 @@ class Product:
 
     def new_files(self):
         self.count += 1
-        return [self.folder / f"{self.count}.{stream}" for stream in ("out", "err")]
-
-    def result(self, code, files):
-        return Result(code, *(self.lines(read_text(path)) for path in files))
+        return [self.folder / f"{self.count}.{name}" for name in ("out", "err", "report", "request")]
 
     def fake(self, name, target):
         """Puts the fake of that name where the launcher is to find it."""
@@ -140,20 +87,28 @@ class Host(Product):
     path = staticmethod(str)
     lines = staticmethod(lambda text: text)
 
-    def start(self, *args, cwd, env=None, own_parent=False, out=None):
+    def start(self, *args, cwd, env, own_parent=False, out=None):
         files = self.new_files()
-        command = [self.program, *(arg.encode("latin-1") for arg in args)]
-        env = {"PATH": "/nowhere", "TORVEL_HOST_REGISTRY": "/nowhere"} if env is None else env
+        parent = ["/bin/sh", "-c", '"$@" & echo $! >"$0"; wait', files[2]] if own_parent else []
+        command = [*parent, self.program, *(arg.encode("latin-1") for arg in args)]
         env = env | {"TSAN_OPTIONS": "atexit_sleep_ms=0"}  # a thread-checked program otherwise sleeps for a second when it ends
-        if own_parent:
-            script = '"$@" >"$OUT" 2>"$ERR" & echo $!; wait'
-            parent = subprocess.Popen(["/bin/sh", "-c", script, "sh", *command], cwd=cwd, stdout=subprocess.PIPE,
-                                      env=env | {"OUT": files[0], "ERR": files[1]})
-            return HostRun(self, files, int(parent.stdout.readline()), parent)
         with open(files[0], "wb") as to_file, open(files[1], "wb") as err:
-            child = subprocess.Popen(command, cwd=cwd, env=env, stdin=subprocess.DEVNULL, stdout=out or to_file, stderr=err)
-        child.returncode = 0  # waited for by its id
-        return HostRun(self, files, child.pid)
+            run = Run(self, files, subprocess.Popen(command, cwd=cwd, env=env, stdin=subprocess.DEVNULL, stdout=out or to_file,
+                                                    stderr=err))
+        if own_parent:
+            wait_until(lambda: run.reported(r"\n"), "the launcher")
+            run.pid = int(read_text(files[2]))
+        return run
+
+    def kill_parent(self, run):
+        run.process.kill()
+        run.process.wait()
+
+    def has_ended(self, run):
+        ended, status = os.waitpid(run.pid, os.WNOHANG)
+        if ended:
+            run.code = run.process.returncode = os.waitstatus_to_exitcode(status)
+        return ended
 
     def registry(self, folder, text):
         file = folder / "registry.reg"
@@ -188,7 +143,7 @@ class Windows(Product):
 
     def __init__(self, build, folder):
         super().__init__(build, folder)
-        self.wine_env, self.idle = wine_environment(build / "wine"), []
+        self.wine_env = wine_environment(build / "wine")
 
     code = staticmethod(lambda code: code & 0xFFFFFFFF)
     path = staticmethod(lambda path: "Z:" + str(path).replace("/", "\\"))
@@ -198,32 +153,42 @@ class Windows(Product):
         assert not re.search(r"(?<!\r)\n", text), "a line that does not end as the system's text lines do"
         return text.replace("\r\n", "\n")
 
-    def ask(self, *lines):
-        """A parent process that has started the last line's program, and the program's id."""
-        parent = self.idle.pop() if self.idle else Parent(self)
-        parent.ask(*lines)
-        return parent, int(parent.answer().removeprefix("started "))
+    def start(self, *args, cwd, env, own_parent=True, held="NUL"):
+        files, held = self.new_files(), held if held == "NUL" else self.path(held)
+        asked = [*map(self.path, files[:2]), held, subprocess.list2cmdline([self.path(self.program), *args]),
+                 *(f"{name}={value}" for name, value in sorted(env.items()))]
+        files[3].write_bytes("\n".join(asked).encode("latin-1"))
+        run = Run(self, files, self.parent(cwd, files[2], "--of", self.path(files[3])))
+        wait_until(lambda: run.reported(r"\n"), "the launcher")
+        return run
 
-    def start(self, *args, cwd, env=None, own_parent=False, hold=None):
-        files = self.new_files()
-        return WindowsRun(self, files, *self.ask(
-            f"cwd {self.path(cwd)}", f"out {self.path(files[0])}", f"err {self.path(files[1])}",
-            *(f"env {name}={value}" for name, value in sorted((env or {}).items())),
-            *([f"hold {self.path(hold)}"] if hold else []), f"run {subprocess.list2cmdline([self.path(self.program), *args])}"))
+    def parent(self, cwd, report, *asked):
+        return subprocess.Popen(["wine64", self.fakes / "parent.exe", self.path(report), *asked], cwd=cwd, env=self.wine_env,
+                                stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL)  # Wine's own words are not the launcher's
+
+    def kill_parent(self, run):
+        """Another process then waits for the launcher, whose code is so seen although its parent is gone."""
+        parent, run.process = run.process, self.parent("/", run.files[2], run.reported(r"^\d+")[0])
+        wait_until(lambda: run.reported(r"\n.*\n"), "the other process")
+        parent.kill()
+        parent.wait()
+
+    def has_ended(self, run):
+        if ended := run.reported(r"^(exit|failed) (\d+)\r\n"):
+            assert ended[1] == "exit", ended[0]
+            run.code = int(ended[2])
+            run.process.wait()
+        return ended
 
     def registry(self, folder, text):
         header, body = text.split("\n", 1)
         keys = "".join(f"[-HKEY_LOCAL_MACHINE\\SOFTWARE\\{key}]\n\n" for key in ("Torvel", "JavaSoft"))
         (folder / "registry.reg").write_bytes(f"{header}\n\n{keys}{body}".replace("\n", "\r\n").encode("latin-1"))
-        importer, _ = self.ask("cwd C:\\", "out NUL", "err NUL",
-                               f"run C:\\windows\\regedit.exe /S {self.path(folder / 'registry.reg')}")
-        assert importer.answer() == "exit 0"
-        self.idle.append(importer)
+        subprocess.run(["wine64", "regedit", "/S", self.path(folder / "registry.reg")], env=self.wine_env, check=True,
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         return {}
 
     def finish(self):
-        for parent in self.idle:
-            parent.end()
         end_wine(self.wine_env)
 
 

@@ -65,7 +65,7 @@ def test_rebasing(workspace, product, assistant):
     start = "src\\game/" if product.windows else "src/game/"
     for args, sent in REBASED:
         assistant.answers(OK)
-        assert workspace.run("Export", *args, cwd=workspace.game).all() == (0, "", "")
+        assert workspace.run("Export", *args, cwd=workspace.game) == (0, "", "")
         assert assistant.request[:-2] == ["Export", *(each.replace("@", start) for each in sent)]
         assert assistant.request[-1] == f"--workspace={workspace.native()}"
 
@@ -153,7 +153,7 @@ def test_assistant_that_does_not_come_back(workspace, assistant, old_assistant):
     began = time.monotonic()
     result = workspace.run("Build", "T", limit=30)
     assert 10 <= time.monotonic() - began < 15
-    assert result.all() == (3, MISMATCH + "Warning: Assistant failed to restart\n", "")
+    assert result == (3, MISMATCH + "Warning: Assistant failed to restart\n", "")
     assert assistant.opened() == 19
     assert all(assistant.received(i) == text("Status") for i in range(2, 19))
     assert "call com/drel/torvel/commands/Build.main [T]" in workspace.logged()
@@ -177,7 +177,7 @@ def test_missing_update_file(workspace, product, assistant, old_assistant, missi
         source = "lib/torvel-win64.dll"
         workspace.add("bin/lib/swt-win64.jar")
     assistant.scripts.append(lambda c: c.status(answer))
-    assert workspace.run("Build", "T").all() == copy_failure(product, code, source, f"{product.path(place)}/{TARGETS[index]}")
+    assert workspace.run("Build", "T") == copy_failure(product, code, source, f"{product.path(place)}/{TARGETS[index]}")
     assert assistant.received(0) == text("Status")
     assert {each.name for each in place.iterdir() if each.is_file()} == set(TARGETS[:index])
 
@@ -189,10 +189,10 @@ def test_target_held_open(workspace, product, assistant, old_assistant):
     (place / "Torvel.jar").write_text("old")
     assistant.scripts.append(lambda c: c.status(answer))
     began = time.monotonic()
-    result = workspace.run("Build", hold=place / "Torvel.jar")
+    result = workspace.run("Build", held=place / "Torvel.jar")
     assert time.monotonic() - began >= 0.4
     retries = "Sharing violation, retrying...\n" * 4
-    assert result.all() == copy_failure(product, 32, "Torvel.jar", f"{product.path(place)}/Torvel.jar", retries)
+    assert result == copy_failure(product, 32, "Torvel.jar", f"{product.path(place)}/Torvel.jar", retries)
     assert (place / "Torvel.jar").read_text() == "old"
 
 
@@ -200,13 +200,13 @@ def test_versions_that_differ(workspace, product, assistant):
     """The answers name no directory either, so the first copy goes to the top of the drive; its source is missing."""
     for version in ("version=2.8.10 ", "Version=2.8.10", "", "version=2.8.1%30|version=2.8.9"):
         assistant.scripts.append(lambda c: c.status(version))
-        assert workspace.run("Build").all() == copy_failure(product, 2, UPDATE_SET[0], "/TorvelAssistant.exe")
+        assert workspace.run("Build") == copy_failure(product, 2, UPDATE_SET[0], "/TorvelAssistant.exe")
 
 
 def test_statuses_that_pass(workspace, assistant):
     for status in (NULL, text("a=b|version=2.8.1%30"), text("version=1|=x|junk||version=2.8.10")):
         assistant.answers(OK + b"beyond", status=status)
-        assert workspace.run("Build", "T").all() == (0, "", "")
+        assert workspace.run("Build", "T") == (0, "", "")
         assert assistant.request[:2] == ["Build", "T"]
 
 
@@ -246,11 +246,11 @@ def test_cut_at_every_byte(workspace, product, assistant, reset):
 
     for offset in (0, 3, 4, 10, len(status) - 1, len(status)):
         assistant.scripts.append(lambda c: (c.status(status[:offset]), cut(c)))
-        assert (offset, *workspace.run("Build", limit=10).all()) == (offset, product.code(LOST), "", "")
+        assert (offset, *workspace.run("Build", limit=10)) == (offset, product.code(LOST), "", "")
     for offset in range(len(output) + 1):
         assistant.answers(output[:offset], after=cut)
         code = product.code(7 if offset == len(output) else LOST)
-        assert (offset, *workspace.run("Build", limit=10).all()) == (offset, code, "C\xe9\n" if offset >= 8 else "", "")
+        assert (offset, *workspace.run("Build", limit=10)) == (offset, code, "C\xe9\n" if offset >= 8 else "", "")
     assert not workspace.logged()
 
 
@@ -274,7 +274,7 @@ HOSTILE = [
 def test_hostile_output(workspace, product, assistant):
     for output, code, out in HOSTILE:
         assistant.answers(output, after=Connection.close)
-        assert (output, *workspace.run("Build", limit=10).all()) == (output, product.code(code), out, "")
+        assert (output, *workspace.run("Build", limit=10)) == (output, product.code(code), out, "")
     for lead in b"\xf8\xff\x80":
         assistant.answers(number(1) + bytes([lead]) + b"\x80\x80\x80" + number(15), after=Connection.close)
         result = workspace.run("Build", "--debug", limit=10)
@@ -326,5 +326,5 @@ def test_refused_keep_alive_counts_as_opened(workspace, assistant):
         connection.read_request()
 
     assistant.scripts.append(build)
-    assert workspace.run("Build").all() == (6, "built\n", "")
+    assert workspace.run("Build") == (6, "built\n", "")
     assert assistant.opened() == 1

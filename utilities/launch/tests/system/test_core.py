@@ -64,7 +64,7 @@ REFUSED = [
 
 def test_refused(workspace, product):
     for args, out in REFUSED:
-        assert (args, *workspace.run(*args).all()) == (args, product.code(-1), out, "")
+        assert (args, *workspace.run(*args)) == (args, product.code(-1), out, "")
 
 
 def test_failed_search(workspace, product, tmp_path):
@@ -76,7 +76,7 @@ def test_failed_search(workspace, product, tmp_path):
     for option, searched in [("-Xa", paths + not_in + OUTSIDE), ("--jar=a;b/;c\\", "a/\nb/\nc\\\n" + not_in + OUTSIDE),
                              ("--workspace=nonesuch", paths + failure("Unable to locate Torvel within workspace"))]:
         out = f"Launching...\nSearch for Torvel.jar and torvel-win64.dll in\n{searched}"
-        assert workspace.run("--debug", "Bild", option, cwd=outside).all() == (product.code(-1), out, "")
+        assert workspace.run("--debug", "Bild", option, cwd=outside) == (product.code(-1), out, "")
 
 
 # Arguments, directory to start in, what the search says.
@@ -96,7 +96,7 @@ def test_search(workspace, product):
     for args, cwd, said in FOUND:
         start = said.get("start", "")
         out = workspace.search(**said | {"start": start.replace("src/", "src\\") if product.windows else start}) + unknown("bild")
-        assert workspace.run("Bild", "--debug", *args, cwd=workspace.root / cwd).all() == (product.code(-1), out, "")
+        assert workspace.run("Bild", "--debug", *args, cwd=workspace.root / cwd) == (product.code(-1), out, "")
 
 
 # Every command, typed in some other letter case, reaches its class.
@@ -109,7 +109,7 @@ def test_every_command_reaches_its_class(workspace):
     for i, name in enumerate(COMMANDS):
         workspace.log.unlink(missing_ok=True)
         result = workspace.run("--assistant=false", (name.lower(), name.upper(), name.swapcase())[i % 3], "--help")
-        assert (name, *result.all()) == (name, 5, "", "")
+        assert (name, *result) == (name, 5, "", "")
         package = "profile" if name == "ProfileIO" else "commands"
         assert f"call com/drel/torvel/{package}/{name}.main [--help]" in workspace.logged()
 

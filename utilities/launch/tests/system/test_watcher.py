@@ -14,7 +14,7 @@ def test_parent_killed(workspace, product, assistant, where):
     time.sleep(0.2)  # the watcher is a thread of its own and may be the last to find its place
     began = time.monotonic()
     run.kill_parent()
-    assert run.wait().all() == (product.code(1), "", "")
+    assert run.wait() == (product.code(1), "", "")
     assert time.monotonic() - began < 1
     if where == "socket":
         assistant.wait_for_closes(2, 1)
@@ -30,4 +30,4 @@ def test_parent_out_of_sight(workspace, product, monkeypatch, call, told):
     monkeypatch.setattr(product, "program", product.fakes / "Torvel_faults")
     workspace.use_jvm("sleeps=300,exit=4")  # long enough for the watcher to give up
     result = workspace.run("Checksum", env={"FAULT": f"{call}:1:5", "FAULT_LOG": "calls"})
-    assert result.all() == (4, f"Warning: {told}, cannot terminate on its exit\n", "")
+    assert result == (4, f"Warning: {told}, cannot terminate on its exit\n", "")
