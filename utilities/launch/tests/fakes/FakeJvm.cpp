@@ -33,32 +33,6 @@ std::string& At(jobject reference) {
   return *reinterpret_cast<std::string*>(reference);
 }
 
-jclass JNICALL FindClass(JNIEnv*, const char* name) {
-  Log(std::string("FindClass ") + name);
-  if (Asked("no-class") && std::string(name) != "java/lang/String") return nullptr;
-  return MakeObject<jclass>(name);
-}
-
-jmethodID JNICALL GetStaticMethodID(JNIEnv*, jclass type, const char* name, const char* signature) {
-  Log("GetStaticMethodID " + At(type) + " " + name + " " + signature);
-  return Asked("no-main") ? nullptr : reinterpret_cast<jmethodID>(&mainMethod);
-}
-
-jobjectArray JNICALL NewObjectArray(JNIEnv*, jsize length, jclass type, jobject initial) {
-  Log("NewObjectArray " + std::to_string(length) + " " + At(type) + (initial ? " initial" : ""));
-  return Asked("no-array") ? nullptr : MakeObject<jobjectArray>("");
-}
-
-jstring JNICALL NewStringUTF(JNIEnv*, const char* text) {
-  Log(std::string("NewStringUTF ") + text);
-  return MakeObject<jstring>(text);
-}
-
-void JNICALL SetObjectArrayElement(JNIEnv*, jobjectArray array, jsize index, jobject value) {
-  Log("SetObjectArrayElement " + std::to_string(index) + " " + At(value));
-  At(array) += " [" + At(value) + "]";
-}
-
 void JNICALL CallStaticVoidMethod(JNIEnv*, jclass type, jmethodID method, ...) {
   va_list arguments;
   va_start(arguments, method);
@@ -74,33 +48,53 @@ void JNICALL CallStaticVoidMethod(JNIEnv*, jclass type, jmethodID method, ...) {
   pending = Asked("exception").has_value();
 }
 
-jboolean JNICALL ExceptionCheck(JNIEnv*) {
-  Log("ExceptionCheck");
-  return pending ? JNI_TRUE : JNI_FALSE;
-}
-void JNICALL ExceptionDescribe(JNIEnv*) {
-  Log("ExceptionDescribe");
-}
-void JNICALL ExceptionClear(JNIEnv*) {
-  Log("ExceptionClear");
-  pending = false;
-}
-jint JNICALL DestroyJavaVM(JavaVM*) {
-  Log(pending ? "DestroyJavaVM with a pending exception" : "DestroyJavaVM");
-  return JNI_OK;
+JNINativeInterface_ Functions() {
+  JNINativeInterface_ functions{};
+  functions.FindClass = [](JNIEnv*, const char* name) {
+    Log(std::string("FindClass ") + name);
+    const bool lacks = Asked("no-class") && std::string(name) != "java/lang/String";
+    return lacks ? nullptr : MakeObject<jclass>(name);
+  };
+  functions.GetStaticMethodID = [](JNIEnv*, jclass type, const char* name, const char* signature) {
+    Log("GetStaticMethodID " + At(type) + " " + name + " " + signature);
+    return Asked("no-main") ? nullptr : reinterpret_cast<jmethodID>(&mainMethod);
+  };
+  functions.NewObjectArray = [](JNIEnv*, jsize length, jclass type, jobject initial) {
+    Log("NewObjectArray " + std::to_string(length) + " " + At(type) + (initial ? " initial" : ""));
+    return Asked("no-array") ? nullptr : MakeObject<jobjectArray>("");
+  };
+  functions.NewStringUTF = [](JNIEnv*, const char* text) {
+    Log(std::string("NewStringUTF ") + text);
+    return MakeObject<jstring>(text);
+  };
+  functions.SetObjectArrayElement = [](JNIEnv*, jobjectArray array, jsize index, jobject value) {
+    Log("SetObjectArrayElement " + std::to_string(index) + " " + At(value));
+    At(array) += " [" + At(value) + "]";
+  };
+  functions.CallStaticVoidMethod = CallStaticVoidMethod;
+  functions.ExceptionCheck = [](JNIEnv*) -> jboolean {
+    Log("ExceptionCheck");
+    return pending;
+  };
+  functions.ExceptionDescribe = [](JNIEnv*) { Log("ExceptionDescribe"); };
+  functions.ExceptionClear = [](JNIEnv*) {
+    Log("ExceptionClear");
+    pending = false;
+  };
+  return functions;
 }
 
-void LogVersion(const std::string& call, jint version, const std::string& rest) {
+std::string Hex(jint version) {
   char digits[9];
   std::snprintf(digits, sizeof digits, "%08x", static_cast<unsigned>(version));
-  Log(call + " " + digits + rest);
+  return digits;
 }
 
 }  // namespace
 
 extern "C" JNIEXPORT jint JNICALL JNI_GetDefaultJavaVMInitArgs(void* args) {
   auto* defaults = static_cast<JavaVMInitArgs*>(args);
-  LogVersion("defaults", defaults->version, "");
+  Log("defaults " + Hex(defaults->version));
   defaults->ignoreUnrecognized = JNI_TRUE;  // the caller must not rely on what it gets here
   return JNI_OK;
 }
@@ -108,9 +102,8 @@ extern "C" JNIEXPORT jint JNICALL JNI_GetDefaultJavaVMInitArgs(void* args) {
 extern "C" JNIEXPORT jint JNICALL JNI_CreateJavaVM(JavaVM** machine, void** environment,
                                                    void* args) {
   const auto* request = static_cast<const JavaVMInitArgs*>(args);
-  LogVersion("create", request->version,
-             " " + std::to_string(request->nOptions) + " options" +
-                 (request->ignoreUnrecognized == JNI_FALSE ? "" : " ignoring unknown ones"));
+  Log("create " + Hex(request->version) + " " + std::to_string(request->nOptions) + " options" +
+      (request->ignoreUnrecognized == JNI_FALSE ? "" : " ignoring unknown ones"));
   for (jint i = 0; i < request->nOptions; ++i) {
     const JavaVMOption& option = request->options[i];
     const std::string text = option.optionString;
@@ -119,18 +112,12 @@ extern "C" JNIEXPORT jint JNICALL JNI_CreateJavaVM(JavaVM** machine, void** envi
   }
   if (Asked("create-fails")) return JNI_ERR;
 
-  static JNINativeInterface_ functions{};
-  functions.FindClass = FindClass;
-  functions.GetStaticMethodID = GetStaticMethodID;
-  functions.NewObjectArray = NewObjectArray;
-  functions.NewStringUTF = NewStringUTF;
-  functions.SetObjectArrayElement = SetObjectArrayElement;
-  functions.CallStaticVoidMethod = CallStaticVoidMethod;
-  functions.ExceptionCheck = ExceptionCheck;
-  functions.ExceptionDescribe = ExceptionDescribe;
-  functions.ExceptionClear = ExceptionClear;
+  static const JNINativeInterface_ functions = Functions();
   static JNIInvokeInterface_ invocation{};
-  invocation.DestroyJavaVM = DestroyJavaVM;
+  invocation.DestroyJavaVM = [](JavaVM*) -> jint {
+    Log(pending ? "DestroyJavaVM with a pending exception" : "DestroyJavaVM");
+    return JNI_OK;
+  };
   static JNIEnv env{&functions};
   static JavaVM vm{&invocation};
   *environment = &env;

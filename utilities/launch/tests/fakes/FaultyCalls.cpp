@@ -1,9 +1,8 @@
 // FAULT says which call fails and how: "name:occurrence:error", such as "CopyFileA:2:112". The file
 // FAULT_LOG gets a line with the name of each call, and "failed" after the one that did.
-#include <fcntl.h>
 #include <stdlib.h>
-#include <unistd.h>
 
+#include <fstream>
 #include <map>
 #include <mutex>
 #include <string>
@@ -21,7 +20,7 @@ struct State {
   SOCKET broken = INVALID_SOCKET;
   std::map<std::string, int> counts;
   std::mutex mutex;
-  int log = open(getenv("FAULT_LOG"), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+  std::ofstream log{getenv("FAULT_LOG"), std::ios::app};
 };
 
 State& TheState() {
@@ -34,10 +33,8 @@ State& TheState() {
 bool faults::Fails(const char* call) {
   State& state = TheState();
   const std::lock_guard<std::mutex> lock(state.mutex);
-  const std::string name = call;
-  const bool fails = ++state.counts[name] == state.occurrence && name == state.call;
-  const std::string line = name + (fails ? " failed\n" : "\n");
-  if (write(state.log, line.data(), line.size()) < 0) abort();
+  const bool fails = ++state.counts[call] == state.occurrence && call == std::string(state.call);
+  state.log << call << (fails ? " failed" : "") << std::endl;
   if (fails) SetLastError(static_cast<DWORD>(state.error));
   return fails;
 }

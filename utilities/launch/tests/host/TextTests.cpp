@@ -31,13 +31,6 @@ TEST(CommandLine, IsSplitByTheRulesOfTheMicrosoftRuntime) {
   }
 }
 
-TEST(Java, VersionIsReadFromTheReleaseFile) {
-  const std::pair<const char*, int> rows[] = {{"JAVA_VERSION=\"17.0.15\"\n", 17},
-                                              {"A=\"b\"\nJAVA_VERSION=\"1.8.0_392\"\n", 8},
-                                              {"JAVA_VERSION=\"21-ea\"", 21}};
-  for (const auto& [text, version] : rows) EXPECT_EQ(host::JavaVersionIn(text), version) << text;
-}
-
 TEST(Java, OptionsAreAdaptedUpToTheClassName) {
   const std::string retired = "-XX:+UseConcMarkSweepGC";
   for (const int version : {0, 13, 14}) {

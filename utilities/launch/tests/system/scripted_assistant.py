@@ -11,7 +11,7 @@ import struct
 import threading
 
 PORT = 8118
-LIMIT = 15  # seconds that a script waits for anything
+LIMIT = 30  # seconds that a script waits for anything
 
 
 def number(value):
@@ -28,9 +28,10 @@ STATUS = "cwd=C:\\Assist|version=2.8.10"
 
 
 class Connection:
-    def __init__(self, assistant, index, peer):
-        self.assistant, self.index, self.peer, self.open, self.bytes = assistant, index, peer, True, bytearray()
+    def __init__(self, peer):
+        self.peer, self.open, self.bytes = peer, True, bytearray()
         peer.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+        peer.settimeout(LIMIT)
 
     def hung_up(self):
         poll = select.poll()
@@ -40,9 +41,7 @@ class Connection:
     def read(self, size):
         end = len(self.bytes) + size
         while len(self.bytes) < end:
-            assert select.select([self.peer], [], [], LIMIT)[0], f"connection {self.index}: nothing came for {LIMIT} s"
-            with self.assistant.changed:
-                self.bytes += (data := self.peer.recv(end - len(self.bytes)))
+            self.bytes += (data := self.peer.recv(end - len(self.bytes)))
             if not data:
                 raise ConnectionError("closed while more was expected")
         return bytes(self.bytes[end - size:])
@@ -66,16 +65,14 @@ class Connection:
 
     def status(self, answer=STATUS):
         """Expects the question for the status and answers it: with a string, or with bytes as they are."""
-        asked = self.read_text()
-        assert asked == "Status", asked
+        assert (asked := self.read_text()) == "Status", asked
         self.send(answer if isinstance(answer, bytes) else text(answer))
 
     def close(self, reset=False):
         if reset:
             self.peer.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
-        with self.assistant.changed:
-            self.open = False
-            self.peer.close()
+        self.open = False
+        self.peer.close()
 
 
 class ScriptedAssistant:
@@ -91,8 +88,8 @@ class ScriptedAssistant:
         self.listener = socket.create_server(("127.0.0.1", PORT))
         self.begin(self.accept, self.listener)
 
-    def begin(self, body, argument):
-        self.threads.append(threading.Thread(target=body, args=(argument,)))
+    def begin(self, body, *arguments):
+        self.threads.append(threading.Thread(target=body, args=arguments))
         self.threads[-1].start()
 
     def stop_listening(self):
@@ -111,20 +108,16 @@ class ScriptedAssistant:
             connection.peer.close()
         assert not self.faults, self.faults
 
-    def opened(self):
-        return len(self.connections)
-
     def accept(self, listener):
         with contextlib.suppress(OSError):  # no longer listening
             while True:
                 peer, _ = listener.accept()
                 with self.changed:
-                    connection = Connection(self, len(self.connections), peer)
-                    self.connections.append(connection)
+                    self.connections.append(Connection(peer))
                     self.changed.notify_all()
-                self.begin(self.serve, connection)
+                self.begin(self.serve, len(self.connections) - 1, self.connections[-1])
 
-    def serve(self, connection):
+    def serve(self, index, connection):
         try:
             if connection.peer.recv(1, socket.MSG_PEEK):
                 self.scripts.pop(0)(connection)
@@ -133,19 +126,16 @@ class ScriptedAssistant:
         except ConnectionError:
             with self.changed:
                 connection.open = False
-                self.closes.append((connection.index, [each.index for each in self.connections if each.open and not each.hung_up()]))
+                held = [i for i, each in enumerate(self.connections) if each.open and not each.hung_up()]
+                self.closes.append((index, held))
                 self.changed.notify_all()
         except Exception as fault:  # shown when the test ends
             self.faults.append(fault)
             connection.close()
 
-    def wait_for_opens(self, count):
+    def wait_for(self, seen, count, limit=LIMIT):
         with self.changed:
-            assert self.changed.wait_for(lambda: self.opened() >= count, LIMIT), "no keep-alive came"
-
-    def wait_for_closes(self, count, limit=LIMIT):
-        with self.changed:
-            assert self.changed.wait_for(lambda: len(self.closes) >= count, limit), f"not closed after {limit} s: {self.closes}"
+            assert self.changed.wait_for(lambda: len(seen) >= count, limit), f"not {count} after {limit} s: {seen}"
 
     def received(self, index):
         """The exact bytes of a connection."""
@@ -157,7 +147,7 @@ class ScriptedAssistant:
         def build(connection):
             connection.status(status)
             self.request = connection.read_request()
-            self.wait_for_opens(connection.index + 2)
+            self.wait_for(self.connections, self.connections.index(connection) + 2)
             connection.send(output)
             if after:
                 after(connection)

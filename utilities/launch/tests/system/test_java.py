@@ -38,6 +38,7 @@ PASSED = [
     ([], [], USUAL),
     (["--file=a=b==c", "=x", "n=", "plain", "a b", "%s"], ["--file=a=b==c", "=x", "n=", "plain", "a b", "%s"], USUAL),
     (["-Xmx1g", "-Xint", "a", "-Xmx2g", "-XX:X=1=2", "-Xrs"], ["a"], ["-Xrs", "-Xint", "-Xmx2g", "-XX:X=1=2", "-Xrs"]),
+    (["-Xmn3", "-Xmx2", "-Xm", "-Xmx", "-XMX4", "-Xm"], [], ["-Xrs", "-Xmn3", "-Xm", "-Xmx", "-XMX4", "-Xm"]),
     (["--jar=bin", "--jar=x", "--workspace=y", "--debug"], ["--jar=x", "--workspace=y"], USUAL),
     (["--workspace=.", "--assistant", "--assistant=1"], ["--workspace=.", "--assistant=1"], USUAL),
     (["", "caf\xe9", "-xmx1g"], ["", "caf\xe9", "-xmx1g"], USUAL),
@@ -97,13 +98,14 @@ def test_outcome(workspace, product, scenario, code, calls, lines):
     assert workspace.logged() == [*created(product), *calls, *end, *(spawned(workspace, ["a"]) if falls_back else [])]
 
 
-@pytest.mark.parametrize("fake", ["fake_jvm_no_create", "fake_jvm_no_defaults"])
-def test_runtime_without_an_entry_point(workspace, fake):
-    workspace.use_jvm(fake=fake)
+def test_runtime_without_an_entry_point(workspace):
     workspace.use_java("exit=77")
-    result = workspace.run("Checksum", "a", "--debug")
-    assert (result.code, debug_tail(result, "Locating JVM DLL and creating VM...")) == (77, fall_back(workspace))
-    assert workspace.logged() == spawned(workspace, ["a"])
+    for fake in "fake_jvm_no_create", "fake_jvm_no_defaults":
+        workspace.log.unlink(missing_ok=True)
+        workspace.use_jvm(fake=fake)
+        result = workspace.run("Checksum", "a", "--debug")
+        assert (result.code, debug_tail(result, "Locating JVM DLL and creating VM...")) == (77, fall_back(workspace)), fake
+        assert workspace.logged() == spawned(workspace, ["a"]), fake
 
 
 def test_child_codes_and_output(workspace, product):
@@ -119,8 +121,9 @@ def test_child_codes_and_output(workspace, product):
 def test_quotes_pass_unescaped(workspace):
     """What is joined into one line without escapes is taken apart by the C runtime's rules, and so may come apart."""
     workspace.use_java()
-    assert f'{CLASS} "say "hi"" q"q "b s\\"\n' in workspace.run("Checksum", "--debug", 'say "hi"', 'q"q', "b s\\").out
-    assert workspace.logged()[-5:-2] == ["argument say hi", "argument qq b", 'argument s"']
+    result = workspace.run("Checksum", "--debug", "a\tb", "", 'say "hi"', "e\\", 'q"q', "b s\\")
+    assert f'{CLASS} a\tb  "say "hi"" e\\ q"q "b s\\"\n' in result.out
+    assert workspace.logged()[-8:-2] == [f"argument {each}" for each in ("a", "b", "say hi", "e\\", "qq b", 's"')]
 
 
 def test_no_java_to_start(workspace, product):
