@@ -39,10 +39,10 @@ def test_each_call_fails_once(workspace, product, tmp_path, monkeypatch, assista
         (workspace.root / "bin" / "swt-win64.jar").unlink()
     for library in ("JRE/bin/server/jvm.dll", "jvm.dll"):  # a runtime that the registry knows twice
         product.fake("fake_jvm.so", tmp_path / library)
-    workspace.use_java("sleeps=30,exit=77")
+    product.fake("fake_java", workspace.tools / "java")
     software, java = "HKEY_LOCAL_MACHINE\\SOFTWARE", "JavaSoft\\Java Runtime Environment"
-    workspace.env["FAKE_JVM"] = "sleeps=30,exit=7" if name == "java" else "create-fails"
-    workspace.env |= product.registry(tmp_path, (
+    scenario = "sleeps=30,exit=7" if name == "java" else "create-fails"
+    workspace.env |= {"FAKE_JVM": scenario, "FAKE_JAVA": "sleeps=30,exit=77"} | product.registry(tmp_path, (
         f'REGEDIT4\n[{software}\\Torvel]\n"Install_Dir"="{tmp_path}"\n[{software}\\{java}]\n"CurrentVersion"="1.8"\n'
         f'[{software}\\{java}\\1.8]\n"RuntimeLib"="{tmp_path}/jvm.dll"\n'))
     old, new = [f"old {file}" for file in TARGETS], [f"new bin/{file}" for file in UPDATE_SET]
@@ -116,11 +116,11 @@ def test_update_refused(request, workspace, assistant, behind, tmp_path, name):
         expected[file] = new if index < failing else "old"
     assistant.version, assistant.directory = "2.8.9", target
     behind(f'strace -f -qq -o /dev/null {command} "$@"' if command.startswith("-") else command)
-    result = workspace.run("Build", "T")
+    code, out, err = workspace.run("Build", "T")
     copy = f"bin/{UPDATE_SET[failing]} to {target}/{TARGETS[failing]}".replace("/", "\\")
-    assert (result.code, result.out) == (255, "Version mis-match, restarting Assistant with version 2.8.10\n" + failure(
+    assert (code, out) == (255, "Version mis-match, restarting Assistant with version 2.8.10\n" + failure(
         f"CopyFile returned error code {error} when copying {copy}: {words}\r\n"))
-    assert all(line.startswith("strace: ") for line in result.err.splitlines())
+    assert all(line.startswith("strace: ") for line in err.splitlines())
     assert {path.name: path.read_text() for path in target.iterdir()} == expected and assistant.version == "2.8.9"
 
 
