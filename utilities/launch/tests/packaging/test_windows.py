@@ -65,10 +65,10 @@ def test_installed_used_and_removed(machine, build, tmp_path):
     machine.install(code=2)  # for the program cannot be written
     shutil.rmtree(machine.folder)
     assert machine.state() == before
-
     machine.install(r"/D=C:\Torvel")
+    machine.install()  # where it was
+    assert not machine.folder.exists()
     machine.install(*f"/D={FOLDER}".split())  # unquoted; it takes the place of the first
-    machine.install()  # stays there
     now = machine.state()
     assert not (machine.drive / "Torvel").exists() and now["path"] == f"{before['path']};{FOLDER}"
     assert {file.name for file in machine.folder.iterdir()} == {"Torvel.exe", "Uninstall.exe", "doc"}
