@@ -109,11 +109,10 @@ def test_update_refused(request, workspace, assistant, behind, tmp_path, name):
             pytest.skip("only root can mount a small disk")
         request.addfinalizer(lambda: subprocess.run(["umount", target], check=True))
     expected = {}
-    for index, (file, source) in enumerate(zip(TARGETS, UPDATE_SET)):
-        new = f"new {file} " * (3, 20, 12, 15, 35)[index] * 1000
-        (workspace.root / "bin" / source).write_text(new)
+    for file, source, size in zip(TARGETS, UPDATE_SET, (3000, 20_000, 12_000, 15_000, 35_000)):
+        (workspace.root / "bin" / source).write_text(new := f"new {file} " * size)
         (target / file).write_text("old")
-        expected[file] = new if index < failing else "old"
+        expected[file] = new if len(expected) < failing else "old"
     assistant.version, assistant.directory = "2.8.9", target
     behind(f'strace -f -qq -o /dev/null {command} "$@"' if command.startswith("-") else command)
     code, out, err = workspace.run("Build", "T")
@@ -135,5 +134,5 @@ def test_memory_and_descriptors(workspace, tmp_path, assistant, behind, command)
     assert result.code == 5 and "ERROR SUMMARY: 0 errors from 0 contexts" in said, said
     # Memcheck does not know how the host opens another process, so the watcher gives up and says so.
     opened = re.split(r"Open (?:file descriptor|AF_INET socket) ", said.split("HEAP SUMMARY")[0])[1:]
-    [own] = [each for each in opened if "<inherited from parent>" not in each]
-    assert "eventfd" in own, own
+    own = [each for each in opened if "<inherited from parent>" not in each]
+    assert len(own) == 1 and "eventfd" in own[0], own
