@@ -25,8 +25,14 @@ class Peer {
     Close();
     StopListening();
   }
-  const sockaddr* Name() const { return reinterpret_cast<const sockaddr*>(&m_Address); }
-  void Accept() { m_Connection = ::accept(m_Listener, nullptr, nullptr); }
+  // Connects the socket to it.
+  int Join(SOCKET socket) {
+    const auto* name = reinterpret_cast<const sockaddr*>(&m_Address);
+    const int result =
+        WSAConnect(socket, name, sizeof m_Address, nullptr, nullptr, nullptr, nullptr);
+    if (result == 0) m_Connection = ::accept(m_Listener, nullptr, nullptr);
+    return result;
+  }
   void Send(const std::string& text) const {
     const auto length = static_cast<PeerLength>(text.size());
     EXPECT_EQ(static_cast<PeerLength>(::send(m_Connection, text.data(), length, 0)), length);
@@ -63,30 +69,23 @@ SOCKET Create() {
   return WSASocketA(AF_INET, SOCK_STREAM, 0, nullptr, 0, WSA_FLAG_OVERLAPPED);
 }
 
-int Connect(SOCKET socket, const Peer& peer) {
-  return WSAConnect(socket, peer.Name(), sizeof(sockaddr_in), nullptr, nullptr, nullptr, nullptr);
-}
-
 // The count, -1 on an error.
 int Send(SOCKET socket, std::string text) {
   WSABUF buffer = {static_cast<DWORD>(text.size()), text.data()};
   DWORD sent = 0;
-  const int result = WSASend(socket, &buffer, 1, &sent, 0, nullptr, nullptr);
-  return result == 0 ? static_cast<int>(sent) : result;
+  return WSASend(socket, &buffer, 1, &sent, 0, nullptr, nullptr) ? -1 : static_cast<int>(sent);
 }
 
 int Receive(SOCKET socket, std::string& bytes) {
   WSABUF buffer = {static_cast<DWORD>(bytes.size()), bytes.data()};
-  DWORD received = 0;
-  DWORD flags = 0;
-  const int result = WSARecv(socket, &buffer, 1, &received, &flags, nullptr, nullptr);
-  return result == 0 ? static_cast<int>(received) : result;
+  DWORD got = 0, flags = 0;
+  const int result = WSARecv(socket, &buffer, 1, &got, &flags, nullptr, nullptr);
+  return result == 0 ? static_cast<int>(got) : result;
 }
 
 // In calls of at most so many bytes; fewer at the end of the stream or on an error.
 std::string ReceiveText(SOCKET socket, std::size_t length, std::size_t piece = 1) {
-  std::string text;
-  std::string bytes(piece, '\0');
+  std::string text, bytes(piece, '\0');
   for (int got = 1; got > 0 && text.size() < length;) {
     got = Receive(socket, bytes);
     text.append(bytes, 0, got > 0 ? static_cast<std::size_t>(got) : 0);
@@ -105,11 +104,11 @@ class Sockets : public testing::Test {
     closesocket(m_Socket);
     EXPECT_EQ(WSACleanup(), 0);
   }
+  // A new socket, connected to the peer.
   void Join(Peer& peer) {
     closesocket(m_Socket);
     m_Socket = Create();
-    ASSERT_EQ(Connect(m_Socket, peer), 0) << WSAGetLastError();
-    peer.Accept();
+    ASSERT_EQ(peer.Join(m_Socket), 0) << WSAGetLastError();
   }
 
   SOCKET m_Socket = INVALID_SOCKET;
@@ -134,7 +133,7 @@ TEST_F(Sockets, EveryStateHasItsErrors) {
   EXPECT_TRUE(Fails(closesocket(m_Socket) == 0, WSAENOTSOCK));
   m_Socket = Create();
   peer.StopListening();
-  EXPECT_TRUE(Fails(Connect(m_Socket, peer) == 0, WSAECONNREFUSED));
+  EXPECT_TRUE(Fails(peer.Join(m_Socket) == 0, WSAECONNREFUSED));
   // Longer than any name may be, so that no name server is asked.
   EXPECT_TRUE(Fails(gethostbyname(std::string(300, 'a').c_str()) != nullptr, WSAHOST_NOT_FOUND));
 }
@@ -155,23 +154,21 @@ TEST_F(Sockets, BytesKeepTheirOrderBothWaysInWhateverPieces) {
 }
 
 TEST_F(Sockets, EndComesAfterTheDataAndStays) {
-  const struct {
-    bool isReset;
-    bool isSent;  // bytes, to the peer that is gone
-    std::string before, after;
-  } rows[] = {{false, false, "a", "bc"}, {true, false, "abc", ""}, {true, true, "abc", ""}};
-  for (const auto& row : rows) {
+  // Whether it is a reset, whether bytes go to the peer that is gone, data read before and after.
+  const std::tuple<bool, bool, std::string, std::string> rows[] = {
+      {false, false, "a", "bc"}, {true, false, "abc", ""}, {true, true, "abc", ""}};
+  for (const auto& [isReset, isSent, before, after] : rows) {
     Peer peer;
     Join(peer);
     peer.Send("abc");
-    EXPECT_EQ(ReceiveText(m_Socket, row.before.size()), row.before);
-    row.isReset ? peer.Reset() : peer.Close();
-    if (row.isSent) Send(m_Socket, "x");
-    EXPECT_EQ(ReceiveText(m_Socket, 3), row.after);
+    EXPECT_EQ(ReceiveText(m_Socket, before.size()), before);
+    isReset ? peer.Reset() : peer.Close();
+    if (isSent) Send(m_Socket, "x");
+    EXPECT_EQ(ReceiveText(m_Socket, 3), after);
     const int end = Receive(m_Socket, m_Byte);
-    EXPECT_TRUE(row.isReset && kReceiveTellsReset ? Fails(end >= 0, WSAECONNRESET)
-                                                  : testing::AssertionResult(end == 0));
-    EXPECT_EQ(row.isSent && Send(m_Socket, "y") >= 0, false);
+    EXPECT_TRUE(isReset && kReceiveTellsReset ? Fails(end >= 0, WSAECONNRESET)
+                                              : testing::AssertionResult(end == 0));
+    EXPECT_EQ(isSent && Send(m_Socket, "y") >= 0, false);
   }
 }
 
@@ -179,10 +176,9 @@ TEST_F(Sockets, EndComesAfterTheDataAndStays) {
 TEST_F(Sockets, BytesSentLeaveBeforeAnythingThatWaits) {
   Peer other;
   const SOCKET second = Create();
-  ASSERT_EQ(Connect(second, other), 0);
-  other.Accept();
+  ASSERT_EQ(other.Join(second), 0);
   const std::pair<const char*, std::function<void()>> rows[] = {
-      {"connect", [&] { Connect(Create(), other); }},
+      {"connect", [&] { Peer().Join(Create()); }},
       {"shutdown", [&] { shutdown(m_Socket, SD_SEND); }},
       {"close", [&] { closesocket(std::exchange(m_Socket, INVALID_SOCKET)); }},
       {"sleep", [] { Sleep(1); }},
@@ -190,8 +186,7 @@ TEST_F(Sockets, BytesSentLeaveBeforeAnythingThatWaits) {
   for (const auto& [name, act] : rows) {
     Peer peer;
     Join(peer);
-    EXPECT_EQ(Send(m_Socket, "a"), 1);
-    EXPECT_EQ(Send(m_Socket, "bc"), 2);
+    EXPECT_EQ(Send(m_Socket, "a") + Send(m_Socket, "bc"), 3);
     act();
     EXPECT_EQ(peer.Receive(3), "abc") << name;
   }

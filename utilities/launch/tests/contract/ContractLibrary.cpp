@@ -1,4 +1,0 @@
-extern "C" int ContractAnswer();
-int ContractAnswer() {
-  return 42;
-}
