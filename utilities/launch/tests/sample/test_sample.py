@@ -29,14 +29,14 @@ def test_update_and_builds(sample):
     sample.open_assistant("2.8.9")
     before = sample.status()
     out = "Version mis-match, restarting Assistant with version 2.8.10\n" + BUILT
-    assert sample.run("Build", "game", "Release").all() == (0, out, "") and before["version"] == "2.8.9"
+    assert sample.run("Build", "game", "Release") == (0, out, "") and before["version"] == "2.8.9"
     after = sample.status()
     assert after["pid"] != before["pid"] and after == before | {"version": "2.8.10", "pid": after["pid"]}
     assert {file.name: file.read_bytes() for file in sample.root.with_name("assistant").iterdir()} == {
         source.replace(".x64", ".exe"): (sample.root / "bin" / source).read_bytes() for source in UPDATE_SET}
     seen = sample.run("Build", "math", "Release", "--verbose", cwd="engine", env={"SAMPLE_GREETING": "a|b=50%"})
-    assert seen.all() == (0, f"Workspace: {sample.root}\nGreeting: a|b=50%\nEverything is up to date.\n", "")
-    assert sample.run("AssistantClose").all() == (0, "The Assistant has ended.\n", "")
+    assert seen == (0, f"Workspace: {sample.root}\nGreeting: a|b=50%\nEverything is up to date.\n", "")
+    assert sample.run("AssistantClose") == (0, "The Assistant has ended.\n", "")
     wait_until(lambda: not sample.status(), "the Assistant's end")
 
 
@@ -53,7 +53,7 @@ def test_one_build_at_a_time(sample, end, code):
     assert not end or time.monotonic() - began < 1
     assert (second.code, second.out) == (1, "".join(COMPILED[:2] if end else []) + "Compiling broken/Broken.java\n")
     assert second.err.startswith("broken/Broken.java:7: error: ")
-    assert first.wait().all() == (code, "Removed 0 files.\n" + (COMPILED[0] if end else BUILT), "")
+    assert first.wait() == (code, "Removed 0 files.\n" + (COMPILED[0] if end else BUILT), "")
 
 
 def test_modern_java_without_the_layers_help(sample, tmp_path):
