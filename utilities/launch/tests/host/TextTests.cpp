@@ -1,35 +1,13 @@
-// Texts that the layer reads or adapts: command lines, registry files, release files, options.
+// Texts that the layer reads or adapts: registry files, Java options.
 #include <gmock/gmock.h>
 
 #include <algorithm>
 
-#include "CommandLineText.h"
 #include "JavaRuntime.h"
 #include "RegistryText.h"
 
 using testing::ElementsAreArray;
 using Texts = std::vector<std::string>;
-
-TEST(CommandLine, IsSplitByTheRulesOfTheMicrosoftRuntime) {
-  const std::pair<const char*, Texts> rows[] = {
-      // The program's name: quotes only, backslashes as they are.
-      {"", {""}},
-      {"\"C:\\a b\\\" x", {"C:\\a b\\", "x"}},
-      {"\\\"a b\" c", {"\\a b", "c"}},
-      // The table of the runtime's own documentation.
-      {"p a\\\\b d\"e f\"g h", {"p", "a\\\\b", "de fg", "h"}},
-      {"p a\\\\\\\"b c d", {"p", "a\\\"b", "c", "d"}},
-      {"p a\\\\\\\\\"b c\" d e", {"p", "a\\\\b c", "d", "e"}},
-      {"p a\"b\"\" c d", {"p", "ab\" c d"}},
-      // Blanks, empty arguments, quotes that never close, backslashes at the end.
-      {"p \t a\t\tb ", {"p", "a", "b"}},
-      {"p \"\" \"a", {"p", "", "a"}},
-      {"p a\\ \\\\ \"\\\\\"", {"p", "a\\", "\\\\", "\\"}},
-      {"p a\nb 'c d'", {"p", "a\nb", "'c", "d'"}}};
-  for (const auto& [line, arguments] : rows) {
-    EXPECT_THAT(host::SplitCommandLine(line), ElementsAreArray(arguments)) << line;
-  }
-}
 
 TEST(Java, OptionsAreAdaptedUpToTheClassName) {
   const std::string retired = "-XX:+UseConcMarkSweepGC";

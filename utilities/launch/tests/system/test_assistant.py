@@ -93,7 +93,7 @@ TARGETS = ("TorvelAssistant.exe", *UPDATE_SET[1:])
 @pytest.fixture
 def old_assistant(workspace, product, tmp_path):
     """An older Assistant's directory and its answer; the workspace has all that an update copies."""
-    workspace.add(*(f"bin/{file}" for file in UPDATE_SET))
+    workspace.add_update_set()
     place = tmp_path / "assist"
     place.mkdir()
     return place, f"cwd={product.path(place)}|version=2.8.9"

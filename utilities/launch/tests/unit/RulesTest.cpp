@@ -1,21 +1,12 @@
 #include <gmock/gmock.h>
 
+#include "CommandLineParameters.h"
 #include "assistant/PropertyMap.h"
 #include "java/WorkspaceSearch.h"
 #include "platform/FileUtilities.h"
 #include "platform/LaunchFailure.h"
 
 using std::string;
-
-TEST(Paths, AreComparedWithoutCaseAndKindOfSeparator) {
-  const std::tuple<const char*, const char*, int> rows[] = {
-      {"Src/App", "src\\app", 0}, {"src", "src/", 1}, {"src/", "src", 1},   {"a", "b", -1},
-      {"a/b", "a0b", -1},         {"a", "\xE9", -1},  {"\xC9", "\xE9", -1},
-  };
-  for (const auto& [a, b, result] : rows) {
-    EXPECT_EQ(ComparePaths(a, b), result) << a << " against " << b;
-  }
-}
 
 TEST(Paths, StartIsWhatLiesBelowTheRoot) {
   const std::pair<const char*, const char*> rows[] = {
@@ -30,6 +21,26 @@ TEST(Paths, StartIsWhatLiesBelowTheRoot) {
   for (const auto& [start, below] : rows) {
     EXPECT_EQ(StartPathBelow("C:\\work/", start), below) << start;
   }
+}
+
+TEST(ParametersDeathTest, LookupsActOnTheFirstMatchAndMisuseIsTold) {
+  CommandLineParameters parameters;
+  const char unread[] = "Assertion failed: m_HasBeenInitialised .CommandLineParameters";
+  EXPECT_DEATH(parameters.Exists("a"), unread);
+  EXPECT_DEATH(parameters.Remove("a"), unread);
+  const char* arguments[] = {"Torvel", "Build", nullptr, "a=1", "a=2", "A=3"};
+  parameters.Parse(6, arguments);
+  parameters.Remove("a");
+  parameters.Remove("absent");
+  EXPECT_EQ(parameters.Get("a").m_Value, "2");
+  parameters.Set("a", {true, "c", "4"});
+  EXPECT_EQ(parameters.GetAt(1).ToText(), "c=4");
+  EXPECT_DEATH(parameters.Add({false, "Build", ""}),
+               "Assertion failed: !Exists.param.m_Name. .CommandLineParameters");
+  const auto isInternalError = testing::ThrowsMessage<InternalError>(
+      testing::StrEq("Internal error: Parameter build not found"));
+  EXPECT_THAT([&] { parameters.Get("build"); }, isInternalError);
+  EXPECT_THAT([&] { parameters.Set("build", {}); }, isInternalError);
 }
 
 TEST(CopyFileWithRetry, CutsItsMessage) {
