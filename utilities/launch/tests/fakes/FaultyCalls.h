@@ -1,31 +1,64 @@
 // Stands before every source of Torvel_faults, so that each call the launcher makes of the system
 // can fail: by a macro of the call's own name, since what lies behind the launcher must not see it.
+//
+// FAULT says which call fails and how: "name:occurrence:error", such as "CopyFileA:2:112". The file
+// FAULT_LOG gets a line with the name of each call, and "failed" after the one that did.
 #pragma once
 #include <stdio.h>
+
+#include <fstream>
+#include <map>
+#include <mutex>
+#include <string>
 
 #include <direct.h>
 #include <tlhelp32.h>
 #include <winsock2.h>
 
-namespace faults {
+struct Faults {
+  char call[40] = "";
+  int occurrence = 0, error = 0;
+  SOCKET broken = INVALID_SOCKET;
+  std::map<std::string, int> counts;
+  std::mutex mutex;
+  std::ofstream log{getenv("FAULT_LOG"), std::ios::app};
 
-// Counts the call. True when it is the one to fail; its error is then the last one.
-bool Fails(const char* call);
-// The same for a transfer; a connection that failed once fails for good, as after a reset.
-bool FailsOn(SOCKET socket, const char* call);
-LSTATUS Error();
-// A call, so that nobody wonders about a result that is not used.
-template <typename Result>
-Result Give(Result failure) {
-  return failure;
-}
-
-}  // namespace faults
+  Faults() {
+    const char* fault = getenv("FAULT");
+    if (fault != nullptr) sscanf(fault, "%39[^:]:%d:%d", call, &occurrence, &error);
+  }
+  static Faults& Instance() {
+    static Faults& instance = *new Faults;  // never destroyed: calls go on while the process ends
+    return instance;
+  }
+  // Counts the call. True when it is the one to fail; its error is then the last one.
+  bool Fails(const char* name) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    const bool fails = ++counts[name] == occurrence && name == std::string(call);
+    log << name << (fails ? " failed" : "") << std::endl;
+    if (fails) SetLastError(static_cast<DWORD>(error));
+    return fails;
+  }
+  // The same for a transfer; a connection that failed once fails for good, as after a reset.
+  bool FailsOn(SOCKET socket, const char* name) {
+    if (!Fails(name) && broken != socket) return false;
+    broken = socket;
+    SetLastError(static_cast<DWORD>(error));
+    return true;
+  }
+  static LSTATUS Error() { return Instance().error; }
+  // A call, so that nobody wonders about a result that is not used.
+  template <typename Result>
+  static Result Give(Result failure) {
+    return failure;
+  }
+};
 
 #define FAULTY(call, failure, ...) \
-  (faults::Fails(#call) ? faults::Give(failure) : call(__VA_ARGS__))
-#define FAULTY_ON(call, socket, ...) \
-  (faults::FailsOn(socket, #call) ? faults::Give(SOCKET_ERROR) : call(socket, __VA_ARGS__))
+  (Faults::Instance().Fails(#call) ? Faults::Give(failure) : call(__VA_ARGS__))
+#define FAULTY_ON(call, socket, ...)                                           \
+  (Faults::Instance().FailsOn(socket, #call) ? Faults::Give(int{SOCKET_ERROR}) \
+                                             : call(socket, __VA_ARGS__))
 
 #define fopen(...) FAULTY(fopen, static_cast<FILE*>(nullptr), __VA_ARGS__)
 #define _getcwd(...) FAULTY(_getcwd, static_cast<char*>(nullptr), __VA_ARGS__)
@@ -34,9 +67,9 @@ Result Give(Result failure) {
 #define GetFileAttributesA(...) FAULTY(GetFileAttributesA, INVALID_FILE_ATTRIBUTES, __VA_ARGS__)
 #define SetFileAttributesA(...) FAULTY(SetFileAttributesA, FALSE, __VA_ARGS__)
 #define FormatMessageA(...) FAULTY(FormatMessageA, DWORD{0}, __VA_ARGS__)
-#define RegOpenKeyExA(...) FAULTY(RegOpenKeyExA, faults::Error(), __VA_ARGS__)
-#define RegQueryValueExA(...) FAULTY(RegQueryValueExA, faults::Error(), __VA_ARGS__)
-#define RegCloseKey(...) FAULTY(RegCloseKey, faults::Error(), __VA_ARGS__)
+#define RegOpenKeyExA(...) FAULTY(RegOpenKeyExA, Faults::Error(), __VA_ARGS__)
+#define RegQueryValueExA(...) FAULTY(RegQueryValueExA, Faults::Error(), __VA_ARGS__)
+#define RegCloseKey(...) FAULTY(RegCloseKey, Faults::Error(), __VA_ARGS__)
 #define LoadLibraryA(...) FAULTY(LoadLibraryA, static_cast<HMODULE>(nullptr), __VA_ARGS__)
 #define GetProcAddress(...) FAULTY(GetProcAddress, static_cast<FARPROC>(nullptr), __VA_ARGS__)
 #define SearchPathA(...) FAULTY(SearchPathA, DWORD{0}, __VA_ARGS__)
@@ -50,8 +83,8 @@ Result Give(Result failure) {
   FAULTY(CreateToolhelp32Snapshot, INVALID_HANDLE_VALUE, __VA_ARGS__)
 #define Process32First(...) FAULTY(Process32First, FALSE, __VA_ARGS__)
 #define Process32Next(...) FAULTY(Process32Next, FALSE, __VA_ARGS__)
-#define WSAStartup(...) FAULTY(WSAStartup, int{faults::Error()}, __VA_ARGS__)
-#define WSACleanup() (faults::Fails("WSACleanup") ? faults::Give(SOCKET_ERROR) : WSACleanup())
+#define WSAStartup(...) FAULTY(WSAStartup, int{Faults::Error()}, __VA_ARGS__)
+#define WSACleanup() (Faults::Instance().Fails("WSACleanup") ? SOCKET_ERROR : WSACleanup())
 #define WSASocketA(...) FAULTY(WSASocketA, INVALID_SOCKET, __VA_ARGS__)
 #define WSAConnect(...) FAULTY(WSAConnect, SOCKET_ERROR, __VA_ARGS__)
 #define WSASend(socket, ...) FAULTY_ON(WSASend, socket, __VA_ARGS__)
