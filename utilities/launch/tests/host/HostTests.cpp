@@ -1,37 +1,36 @@
-// Copies, children, program search and Java as this host has them.
+// Copies, children, program search, Java and the registry file as this host has them.
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <thread>
 
 #include "JavaRuntime.h"
+#include "RegistryText.h"
 #include "Support.h"
 
 namespace {
 
-const std::string kLong(200000, 's');
+using Texts = std::vector<std::string>;
 
 class Copy : public InScratch {
  protected:
-  Copy() {
-    WriteText("source", kLong);
-    WriteText("target", "old");
-  }
+  Copy() { WriteText("source", m_Long); }
+  const std::string m_Long = std::string(200000, 's');
 };
 
 class Child : public InScratch {
  protected:
-  // Runs a program to its end: the exit code plus 1000, or the error that kept it from starting.
+  // Runs a program to its end and gives its exit code.
   static DWORD Run(const std::string& program, const std::string& line) {
     PROCESS_INFORMATION child = {};
-    if (!Start(program, line, child)) return GetLastError();
     DWORD code = 0;
+    EXPECT_TRUE(Start(program, line, child)) << GetLastError();
     EXPECT_EQ(WaitForSingleObject(child.hProcess, INFINITE), WAIT_OBJECT_0);
     EXPECT_TRUE(GetExitCodeProcess(child.hProcess, &code));
-    CloseHandle(child.hProcess);
-    CloseHandle(child.hThread);
-    return code + 1000;
+    EXPECT_TRUE(CloseHandle(child.hProcess) && CloseHandle(child.hThread));
+    return code;
   }
   static DWORD Shell(const std::string& script) {
     return Run("/bin/sh", "sh -c \"" + script + "\"");
@@ -42,8 +41,7 @@ class Child : public InScratch {
 class Search : public InScratch {
  protected:
   ~Search() override { ::setenv("PATH", m_Path.c_str(), 1); }
-  const std::string m_Root = fs::current_path();
-  const std::string m_Path = std::getenv("PATH");
+  const std::string m_Root = fs::current_path(), m_Path = std::getenv("PATH");
 };
 
 }  // namespace
@@ -59,7 +57,7 @@ TEST_F(Copy, ReaderSeesTheOldOrTheNewFileWhole) {
   });
   for (int round = 0; round < 200; ++round) {
     const std::string text = ReadText("target");
-    EXPECT_TRUE(text == kLong || text == other) << text.size();
+    EXPECT_TRUE(text == m_Long || text == other) << text.size();
   }
   writer.join();
 }
@@ -68,9 +66,10 @@ TEST_F(Copy, FollowsLinksKeepsPermissionsAndRefusesWhatIsNoFile) {
   ::chmod("source", 0554);
   fs::create_symlink("target", "link");
   ASSERT_EQ(::mkfifo("pipe", 0600), 0);
+  WriteText("target", "old");
   EXPECT_TRUE(CopyFileA("source", "link", FALSE));
   EXPECT_TRUE(fs::is_symlink("link"));
-  EXPECT_EQ(ReadText("target"), kLong);
+  EXPECT_EQ(ReadText("target"), m_Long);
   EXPECT_EQ(fs::status("target").permissions(), fs::perms(0554));
   EXPECT_TRUE(Fails(CopyFileA("pipe", "new", FALSE), ERROR_ACCESS_DENIED));
   EXPECT_TRUE(Fails(CopyFileA("source", "pipe", FALSE), ERROR_ACCESS_DENIED));
@@ -79,10 +78,10 @@ TEST_F(Copy, FollowsLinksKeepsPermissionsAndRefusesWhatIsNoFile) {
 }
 
 TEST_F(Child, EndsWithEightBitsOrASignal) {
-  EXPECT_EQ(Shell("exit 255"), 1255u);
-  EXPECT_EQ(Shell("kill -9 $$"), 1128u + SIGKILL);
+  EXPECT_EQ(Shell("exit 255"), 255u);
+  EXPECT_EQ(Shell("kill -9 $$"), 128u + SIGKILL);
   ::signal(SIGCHLD, SIG_IGN);  // as some parents leave it
-  EXPECT_EQ(Shell("exit 4"), 1004u);
+  EXPECT_EQ(Shell("exit 4"), 4u);
 }
 
 TEST_F(Child, HasTheStandardStreamsNoOtherAndNoBlockedSignal) {
@@ -91,7 +90,7 @@ TEST_F(Child, HasTheStandardStreamsNoOtherAndNoBlockedSignal) {
   sigset_t before;
   ::sigfillset(&blocked);
   ::pthread_sigmask(SIG_BLOCK, &blocked, &before);
-  EXPECT_EQ(Shell("(ls /proc/$$/fd; grep SigBlk /proc/$$/status) > child.txt"), 1000u);
+  EXPECT_EQ(Shell("(ls /proc/$$/fd; grep SigBlk /proc/$$/status) > child.txt"), 0u);
   ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
   EXPECT_EQ(ReadText("child.txt"), "0\n1\n2\nSigBlk:\t0000000000000000\n");
 }
@@ -100,9 +99,9 @@ TEST_F(Child, IsAScriptOrAJavaWithAdaptedOptions) {
   WriteText("script.exe", "#!/bin/sh\nexit $#\n", fs::perms::owner_all);
   WriteText("home/bin/java", "#!/bin/sh\necho \"$*\" > java.txt\n", fs::perms::owner_all);
   WriteText("home/release", "JAVA_VERSION=\"17\"\n");
-  EXPECT_EQ(Run(".\\home/../script.exe", "x \"a b\" c"), 1002u);
+  EXPECT_EQ(Run(".\\home/../script.exe", "x \"a b\" c"), 2u);
   const std::string options = "-Djava.class.path=a;b -XX:+UseConcMarkSweepGC";
-  EXPECT_EQ(Run("home\\bin\\java", "java " + options + " M c;d"), 1000u);
+  EXPECT_EQ(Run("home\\bin\\java", "java " + options + " M c;d"), 0u);
   EXPECT_EQ(ReadText("java.txt"), "-Djava.class.path=a:b M c;d\n");
 }
 
@@ -143,5 +142,50 @@ TEST_F(Search, JavaOfferedIsThatOfJavaHomeElseOfThePath) {
     const host::JavaRuntime java = host::FindJavaRuntime();
     EXPECT_EQ(java.version, row.version);
     EXPECT_EQ(java.library, row.library);
+  }
+}
+
+TEST(Java, OptionsAreAdaptedUpToTheClassName) {
+  const std::string retired = "-XX:+UseConcMarkSweepGC";
+  for (const int version : {0, 13, 14}) {
+    Texts arguments = {"java", "-Djava.class.path=a;b c", retired, "Main", "-Djava.class.path=e;f"};
+    Texts expected = arguments;
+    expected[1] = "-Djava.class.path=a:b c";
+    if (version >= 14) expected.erase(expected.begin() + 2);
+    host::AdaptJavaArguments(arguments, version);
+    EXPECT_EQ(arguments, expected) << version;
+  }
+}
+
+TEST(RegistryText, ValuesHaveTheirFormsAndMalformedLinesNone) {
+  const std::string key = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\A]\n";
+  const std::string bytes = "REGEDIT4\n\n" + key;
+  const std::string wide = "Windows Registry Editor Version 5.00\n\n" + key;
+  std::string utf16 = "\xFF\xFE";
+  for (const char c : wide + "\"v\"=\"a\"") utf16 += {c, '\0'};
+  // The value as its name, type and bytes, with NUL as 0.
+  const std::pair<std::string, std::string> rows[] = {
+      {bytes + "  \"V\" = \"a b\"  \r\n", "v=1:a b0"},
+      {bytes + "\"v\"=\"C:\\\\d\\\\\\\"q\\\"\"", "v=1:C:\\d\\\"q\"0"},
+      {bytes + "\"v\"=dword:00636261", "v=4:abc0"},
+      {bytes + "\"v\"=hex(2):61,\\\n  62,\\\r\n  00", "v=2:ab0"},
+      {wide + "\"v\"=hex(2):61,00,e9,00,00,00", "v=2:a\xC3\xA9" + std::string("0")},
+      {wide + "\"v\"=hex(1):3d,d8,00,de,00,d8", "v=1:\xF0\x9F\x98\x80\xEF\xBF\xBD"},
+      {utf16, "v=1:a0"},
+      // Malformed: the line is skipped, what stood before and after holds.
+      {bytes +
+           "\"v\"=\"good\"\n\"v\"=\"bad\n\"v\"=\"bad\" x\n\"v\"=bad\nv=\"bad\"\n\"v\"=dword:xyz\n"
+           "\"v\"=hex:6\\1\n\"v\"=hex(z):61\n\"v\"=-\n\"v\n=\n;\"v\"=\"bad\"\n\x01\xFF garbage\n",
+       "v=1:good0"},
+      {bytes + "[HKEY_LOCAL_MACHINE\\SOFTWARE\\B\n\"v\"=\"lost\"", ""},
+      {"\"v\"=\"lost\"\n" + bytes, ""}};
+  for (const auto& [text, expected] : rows) {
+    host::RegistryTree tree = host::ParseRegistryText(text);
+    std::string value;
+    for (const auto& [name, found] : tree["hkey_local_machine\\software\\a"]) {
+      value += name + "=" + std::to_string(found.type) + ":" + found.data;
+    }
+    std::replace(value.begin(), value.end(), '\0', '0');
+    EXPECT_EQ(value, expected) << text;
   }
 }

@@ -34,8 +34,8 @@ def test_update_and_builds(sample):
     assert after["pid"] != before["pid"] and after == before | {"version": "2.8.10", "pid": after["pid"]}
     assert {file.name: file.read_bytes() for file in sample.root.with_name("assistant").iterdir()} == {
         source.replace(".x64", ".exe"): (sample.root / "bin" / source).read_bytes() for source in UPDATE_SET}
-    seen = sample.run("Build", "math", "Release", "--verbose", cwd="engine", env={"SAMPLE_GREETING": "a|b=50%"})
-    assert seen == (0, f"Workspace: {sample.root}\nGreeting: a|b=50%\nEverything is up to date.\n", "")
+    seen = sample.run("Build", "math", "Release", "--verbose", cwd="engine", env={"SAMPLE_GREETING": "a|b=50%25"})
+    assert seen == (0, f"Workspace: {sample.root}\nGreeting: a|b=50%25\nEverything is up to date.\n", "")
     assert sample.run("AssistantClose") == (0, "The Assistant has ended.\n", "")
     wait_until(lambda: not sample.status(), "the Assistant's end")
 

@@ -5,6 +5,7 @@
 #include "java/WorkspaceSearch.h"
 #include "platform/FileUtilities.h"
 #include "platform/LaunchFailure.h"
+#include "platform/Socket.h"
 
 using std::string;
 
@@ -52,6 +53,17 @@ TEST(CopyFileWithRetry, CutsItsMessage) {
       EXPECT_EQ(strlen(failure.what()), 4095U) << length;
     }
   }
+}
+
+TEST(Socket, KeepsTheErrorOfItsOwnFailures) {
+  const SocketStartup startup;
+  Socket socket("127.0.0.1", 1, SOCK_STREAM, AF_INET, 0);  // where nobody listens
+  EXPECT_FALSE(socket.IsConnected());
+  EXPECT_EQ(socket.GetError(), static_cast<uint32_t>(WSAECONNREFUSED));
+  EXPECT_EQ(WSAGetLastError(), 0);
+  socket.Close();
+  EXPECT_EQ(socket.Send("x", 1, 0), -1);
+  EXPECT_EQ(socket.GetError(), 0U);
 }
 
 TEST(PropertyMap, ParsesAndFormats) {
