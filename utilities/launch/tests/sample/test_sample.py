@@ -40,11 +40,11 @@ def test_update_and_builds(sample):
     wait_until(lambda: not sample.status(), "the Assistant's end")
 
 
-@pytest.mark.parametrize("end, code", [(None, 0), ("kill", -9), ("kill_parent", 1)])
-def test_one_build_at_a_time(sample, end, code):
+@pytest.mark.parametrize("end, pause, code", [(None, 400, 0), ("kill", 4000, -9), ("kill_parent", 4000, 1)])
+def test_one_build_at_a_time(sample, end, pause, code):
     """The second launcher waits its turn; a first that was killed or went with its parent gives it up in a second."""
     sample.open_assistant()
-    first = sample.start("Rebuild", "game", "Release", "--pause=400", own_parent=end == "kill_parent")
+    first = sample.start("Rebuild", "game", "Release", f"--pause={pause}", own_parent=end == "kill_parent")
     wait_until(lambda: "Compiling" in read_text(first.files[0]), "the build's start")
     began = time.monotonic()
     if end:
