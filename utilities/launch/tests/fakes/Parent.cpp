@@ -2,8 +2,7 @@
 // 32-bit exit code is seen.
 //
 //   parent REPORT --of REQUEST   runs a program in its own directory; the request's lines are files
-//                                for its output and errors, a file to hold open without sharing
-//                                until the end (NUL: none), the command line, and the program's
+//                                for its output and errors, the command line, and the program's
 //                                variables, NAME=VALUE each
 //   parent REPORT PID            waits for a program that another parent started
 //
@@ -14,25 +13,24 @@
 #include <fstream>
 #include <string>
 
-static HANDLE Open(const std::string& path, DWORD access, DWORD sharing, DWORD disposition) {
+static HANDLE Open(const std::string& path, DWORD access, DWORD disposition) {
   SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
-  return CreateFileA(path.c_str(), access, sharing, &inherited, disposition, 0, nullptr);
+  const DWORD shared = FILE_SHARE_READ | FILE_SHARE_WRITE;
+  return CreateFileA(path.c_str(), access, shared, &inherited, disposition, 0, nullptr);
 }
 
 static void Start(const char* request, PROCESS_INFORMATION& program) {
   std::ifstream lines(request, std::ios::binary);
-  std::string out, err, held, command, environment;
-  for (std::string* line : {&out, &err, &held, &command}) std::getline(lines, *line);
+  std::string out, err, command, environment;
+  for (std::string* line : {&out, &err, &command}) std::getline(lines, *line);
   for (std::string line; std::getline(lines, line);) environment += line + '\0';
   environment += '\0';
-  const DWORD shared = FILE_SHARE_READ | FILE_SHARE_WRITE;
   STARTUPINFOA startup{};
   startup.cb = sizeof startup;
   startup.dwFlags = STARTF_USESTDHANDLES;
-  startup.hStdInput = Open("NUL", GENERIC_READ, shared, OPEN_EXISTING);
-  startup.hStdOutput = Open(out, GENERIC_WRITE, shared, CREATE_ALWAYS);
-  startup.hStdError = Open(err, GENERIC_WRITE, shared, CREATE_ALWAYS);
-  Open(held, GENERIC_READ, 0, OPEN_EXISTING);
+  startup.hStdInput = Open("NUL", GENERIC_READ, OPEN_EXISTING);
+  startup.hStdOutput = Open(out, GENERIC_WRITE, CREATE_ALWAYS);
+  startup.hStdError = Open(err, GENERIC_WRITE, CREATE_ALWAYS);
   CreateProcessA(nullptr, command.data(), nullptr, nullptr, TRUE, 0, environment.data(), nullptr,
                  &startup, &program);
 }

@@ -16,6 +16,7 @@ from scripted_assistant import PORT
 
 LIMIT = 20  # seconds after which a run counts as hanging
 UPDATE_SET = ("TorvelAssistant.x64", "Torvel.jar", "torvel-win64.dll", "swt-win64.jar", "Slave.jar")
+SHARING = "The process cannot access the file because it is being used by another process."
 Result = collections.namedtuple("Result", "code out err")
 
 
@@ -77,7 +78,7 @@ class Product:
 
 class Host(Product):
     windows, library, exe, path_list = False, "libjvm.so", "", ":"
-    messages = {2: "The system cannot find the file specified.", 5: "Access is denied."}
+    messages = {2: "The system cannot find the file specified.", 5: "Access is denied.", 32: SHARING}
 
     def __init__(self, build, folder):
         super().__init__(build, folder)
@@ -153,9 +154,9 @@ class Windows(Product):
         assert not re.search(r"(?<!\r)\n", text), "a line that does not end as the system's text lines do"
         return text.replace("\r\n", "\n")
 
-    def start(self, *args, cwd, env, own_parent=True, held="NUL"):
-        files, held = self.new_files(), held if held == "NUL" else self.path(held)
-        asked = [*map(self.path, files[:2]), held, subprocess.list2cmdline([self.path(self.program), *args]),
+    def start(self, *args, cwd, env, own_parent=True):
+        files = self.new_files()
+        asked = [*map(self.path, files[:2]), subprocess.list2cmdline([self.path(self.program), *args]),
                  *(f"{name}={value}" for name, value in sorted(env.items()))]
         files[3].write_bytes("\n".join(asked).encode("latin-1"))
         run = Run(self, files, self.parent(cwd, files[2], "--of", self.path(files[3])))
@@ -179,14 +180,6 @@ class Windows(Product):
             run.code = int(ended[2])
             run.process.wait()
         return ended
-
-    def registry(self, folder, text):
-        header, body = text.split("\n", 1)
-        keys = "".join(f"[-HKEY_LOCAL_MACHINE\\SOFTWARE\\{key}]\n\n" for key in ("Torvel", "JavaSoft"))
-        (folder / "registry.reg").write_bytes(f"{header}\n\n{keys}{body}".replace("\n", "\r\n").encode("latin-1"))
-        subprocess.run(["wine64", "regedit", "/S", self.path(folder / "registry.reg")], env=self.wine_env, check=True,
-                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        return {}
 
     def finish(self):
         end_wine(self.wine_env)
