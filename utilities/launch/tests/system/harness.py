@@ -7,16 +7,11 @@ import ctypes
 import os
 import re
 import shutil
-import socket
 import subprocess
 import time
 
-import pytest
-from scripted_assistant import PORT
-
 LIMIT = 20  # seconds after which a run counts as hanging
 UPDATE_SET = ("TorvelAssistant.x64", "Torvel.jar", "torvel-win64.dll", "swt-win64.jar", "Slave.jar")
-SHARING = "The process cannot access the file because it is being used by another process."
 Result = collections.namedtuple("Result", "code out err")
 
 
@@ -45,7 +40,9 @@ class Run:
         os.kill(self.pid, 9)
 
     def kill_parent(self):
-        self.product.kill_parent(self)
+        parent, self.process = self.process, self.product.watched(self)
+        parent.kill()
+        parent.wait()
 
     def wait(self, limit=LIMIT):
         try:
@@ -60,11 +57,7 @@ class Product:
     def __init__(self, build, folder):
         self.build, self.folder, self.fakes, self.count = build, folder, build / "fakes", 0
         self.program = build / f"Torvel{self.exe}"
-        if not self.program.exists():
-            pytest.exit(f"{self.program} is not built", 2)
-        with socket.socket() as probe:
-            if probe.connect_ex(("127.0.0.1", PORT)) == 0:
-                pytest.exit(f"port {PORT}, where the Assistant listens, is taken", 2)
+        self.begin()
 
     def new_files(self):
         self.count += 1
@@ -78,15 +71,14 @@ class Product:
 
 class Host(Product):
     windows, library, exe, path_list = False, "libjvm.so", "", ":"
-    messages = {2: "The system cannot find the file specified.", 5: "Access is denied.", 32: SHARING}
-
-    def __init__(self, build, folder):
-        super().__init__(build, folder)
-        ctypes.CDLL(None).prctl(36, 1)  # PR_SET_CHILD_SUBREAPER: a launcher whose parent has died comes here
-
+    messages = {2: "The system cannot find the file specified.", 3: "The system cannot find the path specified.",
+                5: "Access is denied.", 32: "The process cannot access the file because it is being used by another process."}
     code = staticmethod(lambda code: code & 0xFF)
     path = staticmethod(str)
     lines = staticmethod(lambda text: text)
+
+    def begin(self):
+        ctypes.CDLL(None).prctl(36, 1)  # PR_SET_CHILD_SUBREAPER: a launcher whose parent has died comes here
 
     def start(self, *args, cwd, env, own_parent=False, out=None):
         files = self.new_files()
@@ -101,9 +93,8 @@ class Host(Product):
             run.pid = int(read_text(files[2]))
         return run
 
-    def kill_parent(self, run):
-        run.process.kill()
-        run.process.wait()
+    def watched(self, run):
+        return run.process
 
     def has_ended(self, run):
         ended, status = os.waitpid(run.pid, os.WNOHANG)
@@ -112,8 +103,7 @@ class Host(Product):
         return ended
 
     def registry(self, folder, text):
-        file = folder / "registry.reg"
-        file.write_bytes(text.encode("latin-1"))
+        (file := folder / "registry.reg").write_bytes(text.encode("latin-1"))
         return {"TORVEL_HOST_REGISTRY": str(file)}
 
     def finish(self):
@@ -140,14 +130,12 @@ def end_wine(env):
 
 class Windows(Product):
     windows, library, exe, path_list = True, "jvm.dll", ".exe", ";"
-    messages = {2: "File not found.", 5: "Access denied.", 32: "Sharing violation."}  # as Wine words them
-
-    def __init__(self, build, folder):
-        super().__init__(build, folder)
-        self.wine_env = wine_environment(build / "wine")
-
+    messages = {2: "File not found.", 3: "Path not found.", 5: "Access denied.", 32: "Sharing violation."}  # as Wine words them
     code = staticmethod(lambda code: code & 0xFFFFFFFF)
     path = staticmethod(lambda path: "Z:" + str(path).replace("/", "\\"))
+
+    def begin(self):
+        self.wine_env = wine_environment(self.build / "wine")
 
     @staticmethod
     def lines(text):
@@ -167,12 +155,11 @@ class Windows(Product):
         return subprocess.Popen(["wine64", self.fakes / "parent.exe", self.path(report), *asked], cwd=cwd, env=self.wine_env,
                                 stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL)  # Wine's own words are not the launcher's
 
-    def kill_parent(self, run):
-        """Another process then waits for the launcher, whose code is so seen although its parent is gone."""
-        parent, run.process = run.process, self.parent("/", run.files[2], run.reported(r"^\d+")[0])
+    def watched(self, run):
+        """By another process, so that its code is seen although its parent is gone."""
+        watcher = self.parent("/", run.files[2], run.reported(r"^\d+")[0])
         wait_until(lambda: run.reported(r"\n.*\n"), "the other process")
-        parent.kill()
-        parent.wait()
+        return watcher
 
     def has_ended(self, run):
         if ended := run.reported(r"^(exit|failed) (\d+)\r\n"):

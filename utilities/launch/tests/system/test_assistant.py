@@ -192,10 +192,14 @@ def test_target_in_use(workspace, product, assistant):
 
 
 def test_versions_that_differ(workspace, product, assistant):
-    """The answers name no directory either, so the first copy goes to the top of the drive; its source is missing."""
-    for version in ("version=2.8.10 ", "Version=2.8.10", "", "version=2.8.1%30|version=2.8.9"):
+    """The last answer names a directory that is not there; by the others the first copy goes to the top of the drive."""
+    for version in ("version=2.8.10 ", "Version=2.8.10", "", "version=2.8.1%30|version=2.8.9", "cwd=/nonesuch"):
         assistant.scripts.append(lambda c: c.status(version))
-        assert workspace.run("Build") == copy_failure(product, 2, UPDATE_SET[0], "/TorvelAssistant.exe")
+        expected = copy_failure(product, 2, UPDATE_SET[0], "/TorvelAssistant.exe")
+        if "cwd" in version:
+            workspace.add_update_set()
+            expected = copy_failure(product, 3, UPDATE_SET[0], "/nonesuch/TorvelAssistant.exe")
+        assert (version, *workspace.run("Build")) == (version, *expected)
 
 
 def test_statuses_that_pass(workspace, assistant):
