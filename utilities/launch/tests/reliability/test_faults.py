@@ -49,7 +49,7 @@ def test_each_call_fails_once(workspace, product, tmp_path, monkeypatch, assista
     whole = [dict(zip(TARGETS, new[:copied] + old[copied:])) for copied in range(len(TARGETS) + 1)]
 
     def run(fault=""):
-        assistant.directory, assistant.version, product.count = target, version, 0
+        assistant.directory, assistant.version = target, version
         log.unlink(missing_ok=True)
         shutil.rmtree(target, ignore_errors=True)
         target.mkdir()

@@ -4,6 +4,7 @@ Exit codes are compared as the product's system shows them, output as bytes with
 """
 import collections
 import ctypes
+import itertools
 import os
 import re
 import shutil
@@ -55,13 +56,13 @@ class Run:
 
 class Product:
     def __init__(self, build, folder):
-        self.build, self.folder, self.fakes, self.count = build, folder, build / "fakes", 0
+        self.build, self.folder, self.fakes, self.numbers = build, folder, build / "fakes", itertools.count()
         self.program = build / f"Torvel{self.exe}"
         self.begin()
 
     def new_files(self):
-        self.count += 1
-        return [self.folder / f"{self.count}.{name}" for name in ("out", "err", "report", "request")]
+        number = next(self.numbers)
+        return [self.folder / f"{number}.{name}" for name in ("out", "err", "report", "request")]
 
     def fake(self, name, target):
         """Puts the fake of that name where the launcher is to find it."""
