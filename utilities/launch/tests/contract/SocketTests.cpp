@@ -51,13 +51,6 @@ class Peer {
   }
   void Close() { ClosePeer(std::exchange(m_Connection, kNoPeer)); }
   void StopListening() { ClosePeer(std::exchange(m_Listener, kNoPeer)); }
-  void Reset() {
-    linger none = {};
-    none.l_onoff = 1;
-    auto* option = reinterpret_cast<const char*>(&none);
-    ::setsockopt(m_Connection, SOL_SOCKET, SO_LINGER, option, sizeof none);
-    Close();
-  }
 
  private:
   sockaddr_in m_Address = {};
@@ -146,25 +139,6 @@ TEST_F(Sockets, BytesKeepTheirOrderBothWaysInWhateverPieces) {
     }
     EXPECT_TRUE(ReceiveText(m_Socket, text.size(), piece) == text) << piece;
     echo.join();
-  }
-}
-
-TEST_F(Sockets, EndComesAfterTheDataAndStays) {
-  // Whether it is a reset, whether bytes go to the peer that is gone, data read before and after.
-  const std::tuple<bool, bool, std::string, std::string> rows[] = {
-      {false, false, "a", "bc"}, {true, false, "abc", ""}, {true, true, "abc", ""}};
-  for (const auto& [isReset, isSent, before, after] : rows) {
-    Peer peer;
-    Join(peer);
-    peer.Send("abc");
-    EXPECT_EQ(ReceiveText(m_Socket, before.size()), before);
-    isReset ? peer.Reset() : peer.Close();
-    if (isSent) Send(m_Socket, "x");
-    EXPECT_EQ(ReceiveText(m_Socket, 3), after);
-    const int end = Receive(m_Socket, m_Byte);
-    EXPECT_TRUE(isReset && kReceiveTellsReset ? Fails(end >= 0, WSAECONNRESET)
-                                              : testing::AssertionResult(end == 0));
-    EXPECT_EQ(isSent && Send(m_Socket, "y") >= 0, false);
   }
 }
 

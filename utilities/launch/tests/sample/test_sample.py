@@ -1,7 +1,5 @@
 """The sample's Java program and Assistant, through the launcher: two sides of one protocol prove each other."""
 import hashlib
-import pathlib
-import shutil
 import time
 import zlib
 
@@ -54,14 +52,3 @@ def test_one_build_at_a_time(sample, end, pause, code):
     assert (second.code, second.out) == (1, "".join(COMPILED[:2] if end else []) + "Compiling broken/Broken.java\n")
     assert second.err.startswith("broken/Broken.java:7: error: ")
     assert first.wait() == (code, "Removed 0 files.\n" + (COMPILED[0] if end else BUILT), "")
-
-
-def test_modern_java_without_the_layers_help(sample, tmp_path):
-    """A runtime whose version cannot be read gets the retired collector: refused, unless the user says to ignore it."""
-    home, left_out = pathlib.Path(shutil.which("java")).resolve().parents[1], ("release", "legal", "jmods", "src.zip")
-    java = shutil.copytree(home, tmp_path / "jdk", symlinks=True, ignore=shutil.ignore_patterns(*left_out))
-    env = {"PATH": str(java / "bin"), "LD_LIBRARY_PATH": str(java / "lib/server"), "TORVEL_HOST_REGISTRY": "/nowhere"}
-    refused = sample.run("Checksum", "game/Game.java", "--debug", env=env)
-    assert refused.code == 1 and "Unrecognized VM option 'UseConcMarkSweepGC'" in refused.out + refused.err
-    accepted = sample.run("Checksum", "game/Game.java", "--debug", "-XX:+IgnoreUnrecognizedVMOptions", env=env)
-    assert accepted.code == 0 and "Created VM" in accepted.out and "Created VM" not in refused.out

@@ -13,6 +13,7 @@ import time
 
 LIMIT = 20  # seconds after which a run counts as hanging
 UPDATE_SET = ("TorvelAssistant.x64", "Torvel.jar", "torvel-win64.dll", "swt-win64.jar", "Slave.jar")
+TARGETS = ("TorvelAssistant.exe", *UPDATE_SET[1:])  # their names where the Assistant is
 Result = collections.namedtuple("Result", "code out err")
 
 

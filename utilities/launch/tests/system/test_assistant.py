@@ -5,7 +5,7 @@ import stat
 import time
 
 import pytest
-from harness import UPDATE_SET, addresses_out, failure
+from harness import TARGETS, UPDATE_SET, addresses_out, failure
 from scripted_assistant import NULL, STATUS, Connection, number, text
 
 OK = NULL + number(0)
@@ -70,11 +70,8 @@ def test_rebasing(workspace, product, assistant):
         assert workspace.run("Export", *args, cwd=workspace.game) == (0, "", "")
         assert assistant.request[:-2] == ["Export", *(each.replace("@", start) for each in sent)]
         assert assistant.request[-1] == f"--workspace={workspace.native()}"
-
-
-def test_own_environment_and_workspace_are_passed_on(workspace, assistant):
     assistant.answers(OK)
-    given = ["Build", "T", "--environment=mine", "--workspace=sub/..", "--workspace=2", "x="]
+    given = ["Build", "T", "--environment=mine", "--workspace=sub/..", "--workspace=2", "x="]  # both are passed on
     assert workspace.run(*given) == (0, "", "")
     assert assistant.request == [*given[:3], f"--workspace={workspace.native()}/sub/..", *given[4:]]
 
@@ -86,9 +83,6 @@ def test_environment_escapes_and_exclusions(workspace, product, assistant):
     workspace.run("Build", env={"VCBuildHelper_CancelEvent": "1", "VCBuildHelper_Command": "2", "vs_unicode_output": "3",
                                 "VS_UNICODE_OUTPUT_": "4", "B": "a|b=c%d", "A": given})
     assert environment_of(assistant.request[1]) == f"A={sent}|B=a%7cb%3dc%25d|VS_UNICODE_OUTPUT_=4|vs_unicode_output=3"
-
-
-TARGETS = ("TorvelAssistant.exe", *UPDATE_SET[1:])
 
 
 @pytest.fixture
@@ -109,12 +103,16 @@ def restart(connection, answer, junk=b"", delay=0.0):
 
 
 @pytest.mark.parametrize("slave, refused, old", [(True, 0, False), (False, 0, True), (True, 2, True)],
-                         ids=["all five, slow to close", "without Slave.jar, over old files", "back at the third attempt"])
+                         ids=["all five, slow to close", "no Slave.jar, bin/lib/, over old files", "back at the third attempt"])
 def test_update(workspace, product, assistant, old_assistant, slave, refused, old):
     place, answer = old_assistant
+    pairs = list(zip(TARGETS, UPDATE_SET))
     if not slave:
+        pairs.pop()
         (workspace.root / "bin/Slave.jar").unlink()
-    pairs = list(zip(TARGETS, UPDATE_SET))[:5 if slave else 4]
+        (workspace.root / "bin/torvel-win64.dll").unlink()  # the library directory is then bin/lib/
+        pairs[2:] = [(file, f"lib/{file}") for file in UPDATE_SET[2:4]]
+        workspace.add("bin/lib/torvel-win64.dll", "bin/lib/swt-win64.jar")
     for name, _ in pairs if old else []:
         (place / name).write_text("old and longer than the new one will be")
         os.chmod(place / name, stat.S_IREAD)
@@ -164,22 +162,17 @@ def copy_failure(product, code, source, target, retries=""):
     return product.code(-1), MISMATCH + retries + failure(words.replace("/", "\\")), ""
 
 
-@pytest.mark.parametrize("missing", UPDATE_SET[:4])
-def test_missing_update_file(workspace, product, assistant, old_assistant, missing):
+@pytest.mark.parametrize("failing, code", [(0, 2), (1, 5), (3, 2)], ids=["missing", "directory in place of target", "missing later"])
+def test_update_that_fails(workspace, product, assistant, old_assistant, failing, code):
     place, answer = old_assistant
-    (workspace.root / "bin" / missing).unlink()
-    index, code, source = UPDATE_SET.index(missing), 2, missing
-    if missing == "Torvel.jar":  # by which the workspace is found: it is there, but a directory is in its target's place
-        workspace.add("bin/Torvel.jar")
-        (place / "Torvel.jar").mkdir()
-        code = 5
-    if missing == "torvel-win64.dll":  # the library directory is then bin/lib/
-        source = "lib/torvel-win64.dll"
-        workspace.add("bin/lib/swt-win64.jar")
+    if code == 5:
+        (place / TARGETS[failing]).mkdir()
+    else:
+        (workspace.root / "bin" / UPDATE_SET[failing]).unlink()
     assistant.scripts.append(lambda c: c.status(answer))
-    assert workspace.run("Build", "T") == copy_failure(product, code, source, f"{product.path(place)}/{TARGETS[index]}")
-    assert assistant.received(0) == text("Status")
-    assert {each.name for each in place.iterdir() if each.is_file()} == set(TARGETS[:index])
+    expected = copy_failure(product, code, UPDATE_SET[failing], f"{product.path(place)}/{TARGETS[failing]}")
+    assert workspace.run("Build", "T") == expected and assistant.received(0) == text("Status")
+    assert {each.name for each in place.iterdir() if each.is_file()} == set(TARGETS[:failing])
 
 
 def test_target_in_use(workspace, product, assistant):

@@ -1,5 +1,5 @@
 """The command line, the commands and the search for the workspace."""
-from harness import addresses_out, failure
+from harness import failure
 
 USAGE = """\
 Torvel Launcher 2.8.10
@@ -112,19 +112,3 @@ def test_every_command_reaches_its_class(workspace):
         assert (name, *result) == (name, 5, "", "")
         package = "profile" if name == "ProfileIO" else "commands"
         assert f"call com/drel/torvel/{package}/{name}.main [--help]" in workspace.logged()
-
-
-NET_INFO = "com/drel/torvel/commands/NetInfo"
-
-
-def test_debug_transcript_of_a_java_run(workspace):
-    workspace.add("bin/torvel-win64.dll")
-    workspace.use_jvm("prints,exit=3")
-    result = workspace.run("NetInfo", "--file=a b", "-Xmx2048M", "--debug", "-XX:+IgnoreUnrecognizedVMOptions")
-    assert result.code == 3
-    assert addresses_out(result.out).removeprefix(workspace.search(lib="bin/")).splitlines() == [
-        "Launching netinfo: <p>", f"Command: {NET_INFO}", f"Command: {NET_INFO}", "Locating JVM DLL and creating VM...", "JVM args:",
-        "0: -Djava.library.path=bin/", "1: -Djava.class.path=bin/Torvel.jar;bin/swt-win64.jar", "2: -Xrs", "3: -Xmx2048M",
-        "4: -XX:+IgnoreUnrecognizedVMOptions", "5: -XX:+UseConcMarkSweepGC", "6: -XX:-UseGCOverheadLimit",
-        "Attempting to create VM...", "Created VM", f"Found {NET_INFO}", "Found main()", "Calling main...", "fake main runs",
-        "Cleaning up VM..."]

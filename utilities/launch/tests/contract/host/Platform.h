@@ -7,7 +7,6 @@
 using PeerLength = socklen_t;
 constexpr auto ClosePeer = ::close;
 constexpr int kNoPeer = -1;
-constexpr bool kReceiveTellsReset = true;
 
 inline void LoadRegistry(const char* file) {
   setenv("TORVEL_HOST_REGISTRY", file, 1);

@@ -9,7 +9,6 @@
 using PeerLength = int;
 constexpr auto ClosePeer = ::closesocket;
 constexpr SOCKET kNoPeer = INVALID_SOCKET;
-constexpr bool kReceiveTellsReset = false;  // under Wine it may see the end of the stream instead
 
 inline void LoadRegistry(const char* file) {
   system((std::string("reg import ") + file + " > nul 2>&1").c_str());
