@@ -1,12 +1,11 @@
 """What the reliability tests share, on top of the harness of the system tests; for the host's product alone.
 `--long` makes the full number of runs (see scripts/soak); without it each test is a sample of a few seconds."""
 import contextlib
-import socketserver
-import threading
+import struct
 
 import pytest
 from sample_workspace import assembled, sample  # noqa: F401: fixtures
-from scripted_assistant import NULL, PORT, number, text
+from scripted_assistant import NULL, ScriptedAssistant, number, text
 
 FIGURES = []
 
@@ -31,39 +30,31 @@ def scale(request):
     return lambda short, long: long if request.config.getoption("--long", False) else short
 
 
-class TolerantAssistant(socketserver.ThreadingTCPServer):
-    """For many launchers: it keeps nothing of them, and one that breaks off or speaks nonsense ends its own
-    conversation and nothing else. A thread per connection; `output` writes a build's answer."""
-    allow_reuse_address, daemon_threads, request_queue_size = True, True, 512
+class TolerantAssistant(ScriptedAssistant):
+    """For many launchers: one that breaks off or speaks nonsense ends its own conversation and nothing else. `output`
+    writes a build's answer."""
     version, directory = "2.8.10", "/nowhere"
 
     def answer(self, *lines, code=5):
         data = b"".join(map(text, lines)) + NULL + number(code)
-        self.output = lambda connection, parameters: connection.sendall(data)
+        self.output = lambda connection, parameters: connection.send(data)
 
-    def finish_request(self, connection, _):
-        def read_text():  # ASCII alone, as the tests have nothing else
-            return stream.read(int.from_bytes(stream.read(4), "big")).decode("ascii")
-
-        with contextlib.suppress(OSError, ValueError), connection.makefile("rb") as stream:
-            while (request := read_text()) == "Status":
-                connection.sendall(text(f"cwd={self.directory}|version={self.version}"))
+    def serve(self, index, connection):
+        with contextlib.suppress(OSError, ValueError, struct.error), connection.peer:
+            while (request := connection.read_text()) == "Status":
+                connection.send(text(f"cwd={self.directory}|version={self.version}"))
             if request == "Restart":
                 self.version = "2.8.10"
-            elif request:  # a build
-                self.output(connection, [read_text() for _ in range(int.from_bytes(stream.read(4), "big"))])
-                stream.read()  # until the launcher's end
+            else:
+                self.output(connection, [connection.read_text() for _ in range(connection.read_number())])
+                connection.read(1)  # until the launcher's end
 
 
 @pytest.fixture
 def assistant():
-    with TolerantAssistant(("127.0.0.1", PORT), None) as running:
+    with TolerantAssistant() as running:
         running.answer()
-        thread = threading.Thread(target=running.serve_forever, args=(0.05,))
-        thread.start()
         yield running
-        running.shutdown()
-        thread.join()
 
 
 @pytest.fixture

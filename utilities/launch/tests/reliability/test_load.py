@@ -60,12 +60,12 @@ def test_every_line_arrives(workspace, assistant, behind, scale, figure):
         status = pathlib.Path("/proc", (workspace.root / "pid").read_text().strip(), "status")  # the launcher's
         for start in range(0, count, 1000):
             lines = [f"line {i} " + "x" * (i % 97) for i in range(start, start + 1000)]
-            connection.sendall(b"".join(text(" !"[i % 7 == 0] + line) for i, line in enumerate(lines)))
+            connection.send(b"".join(text(" !"[i % 7 == 0] + line) for i, line in enumerate(lines)))
             for i, line in enumerate(lines):
                 sent[i % 7 == 0].update(f"{line}\n".encode())
             if start in (9000, count - 1000):
                 peaks.append(int(re.search(r"VmHWM:\s*(\d+)", status.read_text())[1]))
-        connection.sendall(NULL + number(9))
+        connection.send(NULL + number(9))
 
     assistant.output, began = output, time.monotonic()
     behind('set -o pipefail; { (echo $BASHPID >pid; exec "$@") 2>&3 | sha256sum >&2; } 3>&1 | sha256sum')
@@ -101,9 +101,9 @@ def test_parent_killed_at_any_moment(workspace, product, assistant, scale, figur
     """With 1, or the command's own code where the parent was gone before the watcher found it; never by a signal."""
     def output(connection, parameters):
         while parameters[0] == "endless":
-            connection.sendall(text(" " + "x" * 200) * 100)
+            connection.send(text(" " + "x" * 200) * 100)
         time.sleep(0.6)
-        connection.sendall(NULL + number(7))
+        connection.send(NULL + number(7))
 
     assistant.output = output
     workspace.use_java("sleeps=600,exit=7")

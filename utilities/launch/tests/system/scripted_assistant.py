@@ -85,7 +85,7 @@ class ScriptedAssistant:
         return self
 
     def listen(self):
-        self.listener = socket.create_server(("127.0.0.1", PORT))
+        self.listener = socket.create_server(("127.0.0.1", PORT), backlog=512)
         self.begin(self.accept, self.listener)
 
     def begin(self, body, *arguments):

@@ -256,11 +256,8 @@ HOSTILE = [
     (text("") + text(" ") + text(" x") + text("x") + OK, 0, "\n\nx\n\n"),
     (number(0x7FFFFFFF) + b" abc", LOST, ""),
     (text("?a") + text("%d%s%n") + OK, 0, "a\nd%s%n\n"),
-    (number(1) + b"\xc3A" + number(11), 11, ""),
-    (number(1) + b"\xf0\x9f\x98A" + number(14), 14, ""),
-    (number(1) + b"\xbfA" + number(18), 18, ""),
-    (number(1) + b"\x80\x80A" + number(19), 19, ""),
-    (number(1) + b"\xff\x80\x80\xff" + number(20), 20, ""),
+    *((number(1) + bad + number(code), code, "") for code, bad in enumerate(
+        (b"\xc3A", b"\xf0\x9f\x98A", b"\xbfA", b"\x80\x80A", b"\xff\x80\x80\xff"), 11)),
     (text(" \u20acA\u0141") + text(" a\U0001f6e9") + OK, 0, "\xacAA\na\xe9\n"),
     (number(5) + b" \xc1\x81\xe0\x81\x82\xed\xa0\x80\xf7\xbf\xbf\xbf" + OK, 0, "AB\n"),  # overlong, a surrogate, too large
     (text(" e\u0100f") + text(" g") + OK, 0, "e\ng\n"),

@@ -43,18 +43,12 @@ def unknown(name):
 
 # Arguments, output.
 REFUSED = [
-    ([], USAGE),
-    (["--help"], USAGE),
-    (["-help"], USAGE),
+    *((args, USAGE) for args in ([], ["--help"], ["-help"], ["--vok", "--assistant=false", "-Xint"])),
     (["--debug"], "Launching...\n" + USAGE),
-    (["--vok", "--assistant=false", "-Xint"], USAGE),
-    (["--HELP"], unknown("--help")),
+    *(([typed], unknown(name)) for typed, name in {
+        "--HELP": "--help", "\xc4BILD=1": "\xc4bild",  # only ASCII letters are folded
+        "%s%n": "%s%n", "": "", "-xmx1g": "-xmx1g", "B" * 5000: "b" * 5000}.items()),
     (["-help", "x"], unknown("-help")),
-    (["\xc4BILD=1"], unknown("\xc4bild")),  # only ASCII letters are folded
-    (["%s%n"], unknown("%s%n")),
-    ([""], unknown("")),
-    (["-xmx1g"], unknown("-xmx1g")),
-    (["B" * 5000], unknown("b" * 5000)),
     (["Bild", *(f"a{i}" for i in range(3000))], unknown("bild")),
     (["--workspace=.", "Build"], unknown("--workspace")),
     (["Bild", "--workspace=nonesuch", "--jar=x"], OUTSIDE),
