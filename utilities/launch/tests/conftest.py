@@ -6,18 +6,13 @@
 import pathlib
 
 import pytest
-from harness import Host, Windows, Workspace
+from harness import Host, Windows, Workspace, end_wine
 from scripted_assistant import ScriptedAssistant
 
 
 def pytest_addoption(parser):
     parser.addoption("--product", choices=("host", "windows"), default="host")
     parser.addoption("--build", type=pathlib.Path, help="build folder, build/<product> by default")
-
-
-def pytest_ignore_collect(collection_path, config):
-    """The installer is the Windows product's alone."""
-    return True if collection_path.name == "test_windows.py" and config.getoption("--product") == "host" else None
 
 
 @pytest.fixture(scope="session")
@@ -30,7 +25,8 @@ def build(request):
 def product(request, build, tmp_path_factory):
     made = {"host": Host, "windows": Windows}[request.config.getoption("--product")](build, tmp_path_factory.mktemp("runs"))
     yield made
-    made.finish()
+    if made.windows:
+        end_wine(made.wine_env)
 
 
 @pytest.fixture

@@ -21,12 +21,11 @@ class InScratch : public testing::Test {
     fs::current_path(m_Path);
   }
   ~InScratch() override {
-    fs::current_path(m_Before);
+    fs::current_path("/");
     fs::remove_all(m_Path);
   }
 
  private:
-  const fs::path m_Before = fs::current_path();
   const fs::path m_Path =
       fs::temp_directory_path() / ("torvel-layer-" + std::to_string(GetCurrentProcessId()));
 };

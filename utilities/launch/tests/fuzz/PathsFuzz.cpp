@@ -3,11 +3,8 @@
 #include "java/WorkspaceSearch.h"
 #include "platform/FileUtilities.h"
 
-static std::string Folded(std::string path) {
-  for (char& each : path) {
-    each = each == '\\' ? '/' : each >= 'A' && each <= 'Z' ? static_cast<char>(each + 32) : each;
-  }
-  return path;
+static std::string Folded(const std::string& path) {
+  return ToLower(ReplaceChar(path, '\\', '/'));
 }
 
 void Try(std::string_view input) {

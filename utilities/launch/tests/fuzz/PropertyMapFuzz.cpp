@@ -12,9 +12,7 @@ void Try(std::string_view input) {
   PropertyMap map;
   map.Parse(input);
   const std::vector<std::string> texts = Split(std::string(input), '\n');
-  for (size_t i = 1; i < texts.size(); i += 2) {
-    map.SetProperty(texts[i - 1], texts[i]);
-  }
+  for (size_t i = 1; i < texts.size(); i += 2) map.SetProperty(texts[i - 1], texts[i]);
   const std::string text = map.Format();
   PropertyMap copy;
   copy.Parse(text);

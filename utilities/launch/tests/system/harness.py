@@ -4,6 +4,7 @@ Exit codes are compared as the product's system shows them, output as bytes with
 """
 import collections
 import ctypes
+import functools
 import itertools
 import os
 import re
@@ -59,14 +60,12 @@ class Product:
     def __init__(self, build, folder):
         self.build, self.folder, self.fakes, self.numbers = build, folder, build / "fakes", itertools.count()
         self.program = build / f"Torvel{self.exe}"
-        self.begin()
 
     def new_files(self):
         number = next(self.numbers)
         return [self.folder / f"{number}.{name}" for name in ("out", "err", "report", "request")]
 
     def fake(self, name, target):
-        """Puts the fake of that name where the launcher is to find it."""
         target.parent.mkdir(parents=True, exist_ok=True)
         shutil.copy(self.fakes / name, target)
 
@@ -78,9 +77,6 @@ class Host(Product):
     code = staticmethod(lambda code: code & 0xFF)
     path = staticmethod(str)
     lines = staticmethod(lambda text: text)
-
-    def begin(self):
-        ctypes.CDLL(None).prctl(36, 1)  # PR_SET_CHILD_SUBREAPER: a launcher whose parent has died comes here
 
     def start(self, *args, cwd, env, own_parent=False, out=None):
         files = self.new_files()
@@ -96,6 +92,7 @@ class Host(Product):
         return run
 
     def watched(self, run):
+        ctypes.CDLL(None).prctl(36, 1)  # PR_SET_CHILD_SUBREAPER: a launcher whose parent has died comes here
         return run.process
 
     def has_ended(self, run):
@@ -107,9 +104,6 @@ class Host(Product):
     def registry(self, folder, text):
         (file := folder / "registry.reg").write_bytes(text.encode("latin-1"))
         return {"TORVEL_HOST_REGISTRY": str(file)}
-
-    def finish(self):
-        pass
 
 
 def wine_environment(prefix):
@@ -136,8 +130,9 @@ class Windows(Product):
     code = staticmethod(lambda code: code & 0xFFFFFFFF)
     path = staticmethod(lambda path: "Z:" + str(path).replace("/", "\\"))
 
-    def begin(self):
-        self.wine_env = wine_environment(self.build / "wine")
+    @functools.cached_property
+    def wine_env(self):
+        return wine_environment(self.build / "wine")
 
     @staticmethod
     def lines(text):
@@ -169,9 +164,6 @@ class Windows(Product):
             run.code = int(ended[2])
             run.process.wait()
         return ended
-
-    def finish(self):
-        end_wine(self.wine_env)
 
 
 class Workspace:

@@ -138,7 +138,6 @@ class ScriptedAssistant:
             assert self.changed.wait_for(lambda: len(seen) >= count, limit), f"not {count} after {limit} s: {seen}"
 
     def received(self, index):
-        """The exact bytes of a connection."""
         return bytes(self.connections[index].bytes)
 
     def answers(self, output, status=STATUS, after=None):

@@ -182,7 +182,7 @@ def test_target_in_use(workspace, product, assistant):
     assistant.scripts.append(lambda c: c.status(f"cwd={place.replace('%', '%25')}|version=2.8.9"))
     began, retries = time.monotonic(), "Sharing violation, retrying...\n" * 4
     assert workspace.run("Build") == copy_failure(product, 32, "Torvel.jar", f"{place}/Torvel.jar", retries)
-    assert time.monotonic() - began >= 0.4 and (workspace.root / "bin/Torvel.jar").read_text() == "new bin/Torvel.jar"
+    assert time.monotonic() - began >= 0.4 and workspace.root.joinpath("bin/Torvel.jar").read_text() == "new bin/Torvel.jar"
 
 
 def test_versions_that_differ(workspace, product, assistant):

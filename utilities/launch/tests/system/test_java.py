@@ -143,7 +143,7 @@ LOOKING, PUBLIC = "Looking for Torvel JRE...", "Looking for public JRE..."
 FOUND, LOADED = "Found Torvel JRE in @", "LoadLibrary success with jvmPath=@"
 NO_KEY, NO_VALUE = [LOOKING, "No installation key found", PUBLIC], [LOOKING, "No installation value found", PUBLIC]
 NO_VERSION, NO_LIBRARY = "No JRE version value found", f"No JRE installation value 'SOFTWARE\\{JAVASOFT}\\%s' found"
-EXPAND = object()  # the value is stored as a text to be expanded
+EXPAND = "hex(2):43,00,00,00"  # a value that is a text to be expanded
 
 
 def public(version, key=None, **values):
@@ -154,7 +154,6 @@ def public(version, key=None, **values):
 DISCOVERY = {
     "nothing registered": ({}, [], [*NO_KEY, "No JRE version key found"], False),
     "client before server": (OWN, [CLIENT, SERVER], [LOOKING, FOUND + CLIENT, LOADED + CLIENT], True),
-    "server alone": (OWN, [SERVER], [LOOKING, FOUND + SERVER, LOADED + SERVER], True),
     "client broken": (OWN, [CLIENT + "!", SERVER], [LOOKING, FOUND + CLIENT, LOADED + SERVER], True),
     "both broken": (OWN, [CLIENT + "!", SERVER + "!"], [LOOKING, FOUND + CLIENT], False),
     "own is empty, public 1.10 is key 1.1": (
@@ -180,11 +179,8 @@ def registry_text(folder, keys):
     for key, values in keys.items():
         text += f"\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\{key}]\n"
         for name, value in values.items():
-            if value is EXPAND:
-                content = "hex(2):" + ",".join(f"{byte:02x}" for byte in "C:\\x\0".encode("utf-16-le"))
-            else:
-                content = '"' + value.replace("@", folder).replace("\\", "\\\\") + '"'
-            text += f'"{name}"={content}\n'
+            quoted = '"' + value.replace("@", folder).replace("\\", "\\\\") + '"'
+            text += f'"{name}"={value if value == EXPAND else quoted}\n'
     return text
 
 

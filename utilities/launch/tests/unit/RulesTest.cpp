@@ -7,18 +7,14 @@
 #include "platform/LaunchFailure.h"
 #include "platform/Socket.h"
 
-using std::string;
-
 TEST(Paths, StartIsWhatLiesBelowTheRoot) {
-  const std::pair<const char*, const char*> rows[] = {
-      {"C:\\work\\src\\game/", "src\\game/"},
-      {"c:\\WORK/src/", "src/"},
-      {"C:\\work\\\\src/", "src/"},
-      {"C:\\work//src/", "/src/"},
-      {"C:\\work/", ""},
-      {"C:\\workshop/src/", ""},
-      {"C:\\", ""},
-  };
+  const std::pair<const char*, const char*> rows[] = {{"C:\\work\\src\\game/", "src\\game/"},
+                                                      {"c:\\WORK/src/", "src/"},
+                                                      {"C:\\work\\\\src/", "src/"},
+                                                      {"C:\\work//src/", "/src/"},
+                                                      {"C:\\work/", ""},
+                                                      {"C:\\workshop/src/", ""},
+                                                      {"C:\\", ""}};
   for (const auto& [start, below] : rows) {
     EXPECT_EQ(StartPathBelow("C:\\work/", start), below) << start;
   }
@@ -41,7 +37,7 @@ TEST(ParametersDeathTest, MisuseIsTold) {
 TEST(CopyFileWithRetry, CutsItsMessage) {
   for (const size_t length : {4040U, 9000U}) {
     try {
-      CopyFileWithRetry(string(length, 'x'), "b", 5);
+      CopyFileWithRetry(std::string(length, 'x'), "b", 5);
       ADD_FAILURE() << "copied";
     } catch (const LaunchFailure& failure) {
       EXPECT_EQ(strlen(failure.what()), 4095U) << length;
@@ -83,5 +79,5 @@ TEST(PropertyMap, ParsesAndFormats) {
   map.Parse("b=new|a=1");
   EXPECT_EQ(map.GetProperty("b") + map.GetProperty("unknown"), "new");
   EXPECT_EQ(map.Format(), "a=1|b=new|c=kept|unknown=");
-  EXPECT_EQ(UnescapeProperty("%zz%1g%g1%%25"), string("\0\x10\x01\x02\x35", 5));  // no digit: 0
+  EXPECT_EQ(UnescapeProperty("%zz%1g%g1%%25"), std::string("\0\x10\x01\x02\x35", 5));
 }
