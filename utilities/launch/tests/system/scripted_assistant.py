@@ -29,7 +29,7 @@ STATUS = "cwd=C:\\Assist|version=2.8.10"
 
 class Connection:
     def __init__(self, peer):
-        self.peer, self.open, self.bytes = peer, True, bytearray()
+        self.peer, self.send, self.open, self.bytes = peer, peer.sendall, True, bytearray()
         peer.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         peer.settimeout(LIMIT)
 
@@ -59,9 +59,6 @@ class Connection:
     def read_request(self):
         verb = self.read_text()
         return [verb, *(self.read_text() for _ in range(self.read_number()))]
-
-    def send(self, data):
-        self.peer.sendall(data)
 
     def status(self, answer=STATUS):
         """Expects the question for the status and answers it: with a string, or with bytes as they are."""

@@ -22,7 +22,12 @@ def environment_of(parameter):
 
 
 def test_example_conversation(workspace, product, assistant):
-    assistant.answers(text(" Compiling") + text("!error") + text(" ab\0cd") + number(-2) + NULL + number(1))
+    def finish(connection):
+        time.sleep(0.1)
+        assert not assistant.connections[1].hung_up()  # the keep-alive lasts as long as the build
+        connection.send(NULL + number(1))
+
+    assistant.answers(text(" Compiling") + text("!error") + text(" ab\0cd") + number(-2), after=finish)
     workspace.env = {}
     result = workspace.run("Build", "Game", "100%s\xe9", "--debug",
                            env={"PATH": "C:\\bin", "TEMP": "C:\\t", "VS_UNICODE_OUTPUT": "1"})

@@ -75,7 +75,6 @@ def test_failed_search(workspace, product, tmp_path):
 
 # Arguments, directory to start in, what the search says.
 FOUND = [
-    ([], ".", {}),
     (["--workspace=", "--Vok", "--Jar=x", "--Workspace=x"], "src/game", dict(not_in=("src/game", "src"), start="src/game/")),
     (["--vok=0", "--jar=bin"], ".", dict(jar="VokTools/bin/", lib="VokTools/bin/lib/", listed=["VokTools/bin/"])),
     (["--jar=none;;tools\\jars\\;bin", "--workspace=nonesuch"], ".",  # of which one at most counts

@@ -163,7 +163,6 @@ DISCOVERY = {
         {"Torvel": {"Other": "x"}} | public("1.6.0_20", "1.6", RuntimeLib="@pub\\jvm.dll"), ["pub\\jvm.dll"],
         [*NO_VALUE, LOADED + "pub\\jvm.dll"], True),
     "own of another type": ({"Torvel": {"Install_Dir": EXPAND}}, [CLIENT], [*NO_VALUE, "No JRE version key found"], False),
-    "version of another type": (public(EXPAND), [], [*NO_KEY, NO_VERSION], False),
     "version's key missing": (
         public("17"), [], [*NO_KEY, f"No JRE installation key 'SOFTWARE\\{JAVASOFT}\\17' found", NO_VERSION], False),
     "version is no number, library missing": (public("x", "0", Other="x"), [], [*NO_KEY, NO_LIBRARY % 0, NO_VERSION], False),
