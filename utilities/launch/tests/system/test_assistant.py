@@ -167,7 +167,7 @@ def copy_failure(product, code, source, target, retries=""):
     return product.code(-1), MISMATCH + retries + failure(words.replace("/", "\\")), ""
 
 
-@pytest.mark.parametrize("failing, code", [(0, 2), (1, 5), (3, 2)], ids=["missing", "directory in place of target", "missing later"])
+@pytest.mark.parametrize("failing, code", [(0, 2), (1, 5), (3, 2)], ids=["missing", "directory as target", "missing later"])
 def test_update_that_fails(workspace, product, assistant, old_assistant, failing, code):
     place, answer = old_assistant
     if code == 5:

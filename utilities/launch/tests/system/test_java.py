@@ -101,7 +101,7 @@ def test_outcome(workspace, product, scenario, code, calls, lines):
     assert (result.code, result.err) == (77 if code is None else product.code(code), "")
     falls_back = fall_back(workspace) if code is None else []
     assert addresses_out(result.out).removeprefix(workspace.search()).splitlines() == [
-        "Launching checksum: <p>", f"Command: {CLASS}", f"Command: {CLASS}", "Locating JVM DLL and creating VM...", *lines, *falls_back]
+        "Launching checksum: <p>", *[f"Command: {CLASS}"] * 2, "Locating JVM DLL and creating VM...", *lines, *falls_back]
     assert workspace.logged() == [*(created(product) if lines else []), *calls, *(["DestroyJavaVM"] if calls else []),
                                   *(spawned(workspace, ["a"]) if falls_back else [])]
 
@@ -150,7 +150,7 @@ def public(version, key=None, **values):
     return {JAVASOFT: {"CurrentVersion": version}} | ({f"{JAVASOFT}\\{key}": values} if key else {})
 
 
-# Registry ({key: {value: text}}; "@" is the test's folder), libraries (a name ending in "!" is no library), lines, whether one is loaded.
+# Registry ({key: {value: text}}; "@" is the test's folder), libraries ("!" behind one: it is none), lines, whether one is loaded.
 DISCOVERY = {
     "nothing registered": ({}, [], [*NO_KEY, "No JRE version key found"], False),
     "client before server": (OWN, [CLIENT, SERVER], [LOOKING, FOUND + CLIENT, LOADED + CLIENT], True),

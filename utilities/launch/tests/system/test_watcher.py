@@ -10,7 +10,7 @@ def test_parent_killed(workspace, product, assistant, where):
     {"java": lambda: workspace.use_jvm("sleeps=30000"), "child": lambda: workspace.use_java("sleeps=3000"),
      "socket": lambda: assistant.scripts.append(lambda c: (c.status(), c.read_request()))}[where]()
     run = workspace.start("Build", "T", *([] if where == "socket" else ["--assistant=false"]), own_parent=True)
-    wait_until(lambda: len(assistant.connections) == 2 or any(line.startswith(("call ", "in ")) for line in workspace.logged()), "the wait")
+    wait_until(lambda: assistant.connections[1:] or {"call", "in"} & {line.split()[0] for line in workspace.logged()}, "the wait")
     time.sleep(0.2)  # the watcher is a thread of its own and may be the last to find its place
     began = time.monotonic()
     run.kill_parent()
