@@ -58,7 +58,7 @@ def test_example_conversation(workspace, product, assistant):
 REBASED = [
     (["Game", "Release"], ["@/Game", "Release"]),
     ([], []),
-    (["--x", "Game", "--antLog=out.log"], ["--x", "Game", "--antLog=@/out.log"]),
+    (["--x", "Game", "--antLog=log"], ["--x", "Game", "--antLog=@/log"]),
     (["-t=a/b", "-y"], ["@/-t=a/b", "-y"]),
     (["", "x"], ["@/", "x"]),
     (["T", "--antLog=..\\o", "--selectSource=a b/c"], ["@/T", "--antLog=@/..\\o", "--selectSource=@/a b/c"]),
