@@ -122,6 +122,13 @@ def test_update_refused(request, workspace, assistant, behind, tmp_path, name):
     assert {path.name: path.read_text() for path in target.iterdir()} == expected and assistant.version == "2.8.9"
 
 
+def test_keep_alive_closes_first(workspace, tmp_path, behind, assistant):
+    behind(f'strace -f -qq -e trace=shutdown -o {tmp_path}/calls "$@"')
+    assert workspace.run("Build", "T").code == 5
+    keep_alive, connection = re.findall(r"shutdown\((\d+)", (tmp_path / "calls").read_text())
+    assert int(keep_alive) > int(connection)  # it was opened later
+
+
 @pytest.mark.parametrize("command", ["Checksum", "Build"])
 def test_memory_and_descriptors(workspace, tmp_path, assistant, behind, command):
     """No error, no lost memory, and at the exit no descriptor but the standard ones and the watcher's own."""

@@ -1,8 +1,8 @@
 """An Assistant that follows a script byte for byte and keeps what it saw.
 
 A connection on which the launcher speaks follows the next function of `scripts`; one on which it stays silent, as on the
-keep-alive, is held until the launcher closes it. Connections are counted in the order of their opening; `closes` has each
-that the launcher closed, with those that it still held at that moment.
+keep-alive, is held until the launcher closes it. Connections are counted in the order of their opening; `closes` has those
+that the launcher closed.
 """
 import contextlib
 import select
@@ -123,8 +123,7 @@ class ScriptedAssistant:
         except ConnectionError:
             with self.changed:
                 connection.open = False
-                held = [i for i, each in enumerate(self.connections) if each.open and not each.hung_up()]
-                self.closes.append((index, held))
+                self.closes.append(index)
                 self.changed.notify_all()
         except Exception as fault:  # shown when the test ends
             self.faults.append(fault)
