@@ -5,7 +5,6 @@ keep-alive, is held until the launcher closes it. Connections are counted in the
 that the launcher closed.
 """
 import contextlib
-import select
 import socket
 import struct
 import threading
@@ -32,11 +31,6 @@ class Connection:
         self.peer, self.send, self.open, self.bytes = peer, peer.sendall, True, bytearray()
         peer.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         peer.settimeout(LIMIT)
-
-    def hung_up(self):
-        poll = select.poll()
-        poll.register(self.peer, select.POLLRDHUP)
-        return bool(poll.poll(0))
 
     def read(self, size):
         end = len(self.bytes) + size
