@@ -31,8 +31,10 @@ static void Start(const char* request, PROCESS_INFORMATION& program) {
   startup.hStdInput = Open("NUL", GENERIC_READ, OPEN_EXISTING);
   startup.hStdOutput = Open(out, GENERIC_WRITE, CREATE_ALWAYS);
   startup.hStdError = Open(err, GENERIC_WRITE, CREATE_ALWAYS);
-  CreateProcessA(nullptr, command.data(), nullptr, nullptr, TRUE, 0, environment.data(), nullptr,
-                 &startup, &program);
+  // Wine loses one program in thousands while it starts it, before any of its code.
+  for (int attempt = 0; attempt < 3 && program.hProcess == nullptr; ++attempt)
+    CreateProcessA(nullptr, command.data(), nullptr, nullptr, TRUE, 0, environment.data(), nullptr,
+                   &startup, &program);
 }
 
 int main(int, char** argv) {

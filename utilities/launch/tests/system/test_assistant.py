@@ -281,7 +281,6 @@ def test_hostile_output(workspace, product, assistant):
 
 
 def test_output_above_every_buffer(workspace, assistant):
-    """Lines for both streams, and one line of 64 KiB, in pieces that cut them anywhere."""
     lines = [f" line {i}\n!error {i}\n" for i in range(300)] + [" " + "x" * 2**16 + "\n"]
     output = b"".join(map(text, "".join(lines).splitlines())) + NULL + number(4)
     assistant.answers(b"", after=lambda c: [c.send(output[i:i + 7]) for i in range(0, len(output), 7)])

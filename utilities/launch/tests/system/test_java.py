@@ -94,7 +94,6 @@ def debug_tail(result, after):
 
 @pytest.mark.parametrize("scenario, code, calls, lines", OUTCOMES, ids=[row[0] for row in OUTCOMES])
 def test_outcome(workspace, product, scenario, code, calls, lines):
-    """The whole transcript, and every call of the runtime."""
     workspace.use_jvm(scenario, scenario if scenario.startswith("fake") else "fake_jvm")
     workspace.use_java("exit=77")
     result = workspace.run("Checksum", "a", "--debug")
