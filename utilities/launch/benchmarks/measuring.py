@@ -1,0 +1,226 @@
+"""Runs the launcher and its peers side by side: the servers they need, checked runs, and paired comparisons.
+
+Runs are paired and alternate; a ratio is the median of the pairs' ratios. Every measured run is checked: its exit code
+and the number of lines that arrived. Networking stays on 127.0.0.1.
+"""
+
+import os
+import pathlib
+import re
+import shutil
+import socket
+import statistics
+import subprocess
+import sys
+import time
+from typing import Callable, NamedTuple, Optional
+
+HERE = pathlib.Path(__file__).resolve().parent
+NAILGUN_JAR = pathlib.Path("/usr/share/java/nailgun-server.jar")
+USAGE_CODE, ANSWER_CODE = 255, 7
+
+
+class Run(NamedTuple):
+    seconds: float
+    peak: float  # MiB
+    code: int
+    lines: int
+
+
+class Side(NamedTuple):
+    """One side of a comparison. A run that ends with another code or number of lines is a failure."""
+
+    command: list
+    code: int = 0
+    lines: Optional[int] = None  # unknown: not looked at
+    directory: Optional[pathlib.Path] = None
+    environment: Optional[dict] = None
+    prepare: Callable = lambda: None
+
+
+class MissingPeer(Exception):
+    pass
+
+
+def environment(count, **more):
+    """A set of that many variables, of the usual length."""
+    variables = {"PATH": os.environ["PATH"], "HOME": "/tmp", "LANG": "C.UTF-8", **more}
+    for index in range(count - len(variables)):
+        variables[f"VARIABLE_{index:05}"] = f"/opt/some/directory/number/{index:05}/of/many"
+    return variables
+
+
+def milliseconds(seconds):
+    return f"{seconds * 1000:.2f}" if seconds < 0.1 else f"{seconds * 1000:,.0f}"
+
+
+def thousands(pattern, text):
+    return f"{int(re.search(pattern, text)[1]):,}"
+
+
+def table(heads, rows):
+    lines = ["| " + " | ".join(heads) + " |", "|" + "---|" * len(heads)]
+    return "\n".join(lines + ["| " + " | ".join(map(str, row)) + " |" for row in rows]) + "\n"
+
+
+def need(program):
+    path = shutil.which(program)
+    if path is None:
+        raise MissingPeer(f"{program} cannot be had")
+    return path
+
+
+class Measuring:
+    """The peers' servers, which end with `stack`, and the rows that `compare` has measured."""
+
+    def __init__(self, build, share, stack):
+        self.build, self.share, self.stack = build, share, stack
+        self.launcher = str(build / "Torvel")
+        self.programs = build / "benchmarks"
+        self.scratch = build / "benchmarks/scratch"
+        self.rows, self.nailgun_port, self.has_assistant = [], None, False
+        shutil.rmtree(self.scratch, ignore_errors=True)
+        self.make_workspace()
+
+    def make_workspace(self):
+        self.workspace = self.scratch / "workspace"
+        library = self.workspace / "bin"
+        library.mkdir(parents=True)
+        classes = self.scratch / "classes"
+        self.compile(classes, HERE / "ListSlaves.java")
+        jar = ["jar", "--create", "--no-compress", "--file"]
+        subprocess.run([*jar, library / "Torvel.jar", "-C", classes, "."], check=True)
+        subprocess.run([*jar, library / "swt-win64.jar", "-C", HERE, "ListSlaves.java"], check=True)
+        (library / "torvel-win64.dll").touch()
+        key = r"HKEY_LOCAL_MACHINE\SOFTWARE\JavaSoft\Java Runtime Environment"
+        self.registry = self.scratch / "registry.reg"
+        self.registry.write_text(f'REGEDIT4\n\n[{key}]\n"CurrentVersion"="1.8"\n\n[{key}\\1.8]\n'
+                                 f'"RuntimeLib"="{self.build}/fakes/fake_jvm.so"\n')
+
+    @staticmethod
+    def compile(target, source, *options):
+        subprocess.run(["javac", *options, "-d", target, source], check=True)
+
+    # -- servers
+
+    def serve(self, command, is_ready, **how):
+        process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                                   stderr=subprocess.DEVNULL, **how)
+        self.stack.callback(process.wait)
+        self.stack.callback(process.terminate)
+        for _ in range(200):
+            if is_ready():
+                return process
+            if process.poll() is not None:
+                break
+            time.sleep(0.05)
+        raise RuntimeError(f"{command[0]} does not serve")
+
+    @staticmethod
+    def listens(port):
+        with socket.socket() as probe:
+            return probe.connect_ex(("127.0.0.1", port)) == 0
+
+    def start_assistant(self):
+        if not self.has_assistant:
+            self.serve([self.programs / "assistant"], lambda: self.listens(8118))
+            self.has_assistant = True
+
+    def nailgun(self, lines):
+        """The command of nailgun's client, with its server running and warm."""
+        client = need("ng-nailgun")
+        if self.nailgun_port is None:
+            if not NAILGUN_JAR.exists():
+                raise MissingPeer("nailgun's server cannot be had")
+            classes = self.scratch / "nails"
+            self.compile(classes, HERE / "Lines.java", "-cp", NAILGUN_JAR)
+            with socket.socket() as probe:
+                probe.bind(("127.0.0.1", 0))
+                port = probe.getsockname()[1]
+            self.serve(["java", "-Xmx512m", "-cp", f"{NAILGUN_JAR}:{classes}",
+                        "com.martiansoftware.nailgun.NGServer", f"127.0.0.1:{port}"], lambda: self.listens(port))
+            self.nailgun_port = str(port)
+            for _ in range(10):
+                self.measure(Side(self.nailgun(10000), ANSWER_CODE, 10000))
+        return [client, "--nailgun-server", "127.0.0.1", "--nailgun-port", self.nailgun_port, "Lines", str(lines)]
+
+    # -- measuring
+
+    def measure(self, side, sink="pipe"):
+        side.prepare()
+        output = subprocess.run([self.programs / "stopwatch", sink, *side.command], check=True, text=True,
+                                stdout=subprocess.PIPE, cwd=side.directory or self.workspace, timeout=300,
+                                env=environment(40) if side.environment is None else side.environment).stdout
+        nanoseconds, kibibytes, code, lines = map(int, output.split())
+        if sink not in ("pipe", "slow"):
+            with open(sink, "rb") as file:
+                lines = sum(1 for _ in file)
+        return Run(nanoseconds / 1e9, kibibytes / 1024, code, lines)
+
+    @staticmethod
+    def is_right(side, run):
+        return run.code == side.code and (side.lines is None or run.lines == side.lines)
+
+    def checked(self, side, sink="pipe"):
+        run = self.measure(side, sink)
+        if not self.is_right(side, run):
+            raise RuntimeError(f"{side.command}: exit code {run.code}, {run.lines} lines")
+        return run
+
+    def tolerant(self, side, sink, failures):
+        """A peer's run, made again when it went wrong: nailgun's client gives up where its server must wait for it."""
+        for _ in range(10):
+            run = self.measure(side, sink)
+            if self.is_right(side, run):
+                return run
+            failures.append(run)
+        return self.checked(side, sink)
+
+    def system_calls(self, side):
+        try:
+            strace = need("strace")
+        except MissingPeer:
+            return "-"
+        report = self.scratch / "strace"
+        side.prepare()
+        subprocess.run([strace, "-f", "-c", "-o", report, *side.command], stdout=subprocess.DEVNULL,
+                       stderr=subprocess.DEVNULL, cwd=side.directory or self.workspace,
+                       env=environment(40) if side.environment is None else side.environment)
+        return thousands(r"(\d+)(?: +\d+)? +total", report.read_text())
+
+    def compare(self, workload, pairs, own, name, make_peer, sink="pipe", aim="", calls=False):
+        """Adds one row of the table. `make_peer` gives the other side, or raises MissingPeer."""
+        print(f"{workload}, against {name}", file=sys.stderr)
+        try:
+            peer = make_peer()
+        except MissingPeer as missing:
+            self.rows.append([workload, "", name, "", f"skipped: {missing}", aim, "", ""])
+            return
+        owns, peers, failures = [], [], []
+        self.checked(own, sink), self.tolerant(peer, sink, failures)  # warms both up
+        for index in range(max(3, round(pairs * self.share))):
+            for is_own in (True, False) if index % 2 == 0 else (False, True):
+                if is_own:
+                    owns.append(self.checked(own, sink))
+                else:
+                    peers.append(self.tolerant(peer, sink, failures))
+        own_time, peer_time = (statistics.median(run.seconds for run in runs) for runs in (owns, peers))
+        ratio = statistics.median(a.seconds / b.seconds for a, b in zip(owns, peers))
+        over = statistics.median(a.seconds - b.seconds for a, b in zip(owns, peers))
+        memory = " / ".join(f"{max(run.peak for run in runs):.1f}" for runs in (owns, peers))
+        if failures:
+            name += f" (went wrong in {len(failures)} more runs)"
+        traced = f"{self.system_calls(own)} / {self.system_calls(peer)}" if calls else ""
+        self.rows.append([workload, milliseconds(own_time), name, milliseconds(peer_time),
+                          f"{ratio:.2f} ({over * 1000:+.2f} ms)" if name.startswith("`java`") else f"{ratio:.2f}", aim, memory,
+                          traced])
+
+    def request(self, lines, how="block", variables=40, arguments=(), directory=None):
+        self.start_assistant()
+        return Side([self.launcher, "build", f"--lines={lines}", f"--sends={how}", *arguments], ANSWER_CODE, lines, directory,
+                    environment(variables))
+
+    def deep_directory(self, levels):
+        directory = self.workspace.joinpath(*["d"] * levels)
+        directory.mkdir(parents=True, exist_ok=True)
+        return directory
