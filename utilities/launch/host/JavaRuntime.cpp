@@ -29,10 +29,7 @@ std::string JavaHome() {
   return program.empty() ? "" : host::DirectoryOf(host::DirectoryOf(host::ResolvedPath(program)));
 }
 
-}  // namespace
-
-namespace host {
-
+// The version in the text of a "release" file; 0 when it has none.
 int JavaVersionIn(const std::string& releaseText) {
   constexpr char kName[] = "JAVA_VERSION=\"";
   std::size_t at = releaseText.find(kName);
@@ -46,6 +43,10 @@ int JavaVersionIn(const std::string& releaseText) {
   }
   return std::atoi(releaseText.c_str() + at);
 }
+
+}  // namespace
+
+namespace host {
 
 int JavaVersionOf(const std::string& hostPath) {
   constexpr int kLevels = 4;

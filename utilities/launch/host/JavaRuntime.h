@@ -6,11 +6,9 @@
 
 namespace host {
 
-// The feature version (8, 17) in the text of a runtime's "release" file; 0 when it has none.
-int JavaVersionIn(const std::string& releaseText);
-
-// The same for the runtime that a program or library belongs to: its "release" file lies one to
-// four levels above the file's own directory, whatever links lead there.
+// The feature version (8, 17) of the runtime that a program or library belongs to, 0 when unknown:
+// its "release" file lies one to four levels above the file's own directory, whatever links lead
+// there.
 int JavaVersionOf(const std::string& hostPath);
 
 // Turns the class path's separators. False for an option that this Java no longer takes and that

@@ -4,10 +4,11 @@
     pytest utilities/launch/tests/FOLDER --product windows --build build/windows     (under Wine; packaging after `package`)
 """
 import pathlib
+import socket
 
 import pytest
 from harness import Host, Windows, Workspace, end_wine
-from scripted_assistant import ScriptedAssistant
+from scripted_assistant import PORT, ScriptedAssistant
 
 
 def pytest_addoption(parser):
@@ -23,6 +24,9 @@ def build(request):
 
 @pytest.fixture(scope="session")
 def product(request, build, tmp_path_factory):
+    with socket.socket() as probe:
+        if probe.connect_ex(("127.0.0.1", PORT)) == 0:
+            pytest.exit(f"port {PORT}, where the Assistant listens, is taken", 2)
     made = {"host": Host, "windows": Windows}[request.config.getoption("--product")](build, tmp_path_factory.mktemp("runs"))
     yield made
     if made.windows:

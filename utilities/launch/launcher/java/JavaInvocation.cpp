@@ -12,17 +12,8 @@ bool IsMaxHeapOption(const std::string& option) {
   return option.compare(0, 4, "-Xmx") == 0;
 }
 
-int RunJavaChild(const std::string& className, const std::vector<std::string>& options,
-                 const std::vector<std::string>& arguments) {
-  std::vector<std::string> command = {"java"};
-  command.insert(command.end(), options.begin(), options.end());
-  command.push_back(className);
-  command.insert(command.end(), arguments.begin(), arguments.end());
-  return Exec(command);
-}
-
-}  // namespace
-
+// The options a runtime is given: the user's with at most one -Xmx, the last, then the collector
+// options.
 std::vector<std::string> EffectiveOptions(const std::vector<std::string>& jvmOptions) {
   std::vector<std::string> effective;
   for (const std::string& option : jvmOptions) {
@@ -38,6 +29,17 @@ std::vector<std::string> EffectiveOptions(const std::vector<std::string>& jvmOpt
   effective.push_back("-XX:-UseGCOverheadLimit");
   return effective;
 }
+
+int RunJavaChild(const std::string& className, const std::vector<std::string>& options,
+                 const std::vector<std::string>& arguments) {
+  std::vector<std::string> command = {"java"};
+  command.insert(command.end(), options.begin(), options.end());
+  command.push_back(className);
+  command.insert(command.end(), arguments.begin(), arguments.end());
+  return Exec(command);
+}
+
+}  // namespace
 
 int RunJavaClass(const std::string& className, const std::vector<std::string>& jvmOptions,
                  const std::vector<std::string>& arguments, bool inProcessFirst) {

@@ -10,7 +10,3 @@
 // virtual machine is created in a process.
 int RunJavaClass(const std::string& className, const std::vector<std::string>& jvmOptions,
                  const std::vector<std::string>& arguments, bool inProcessFirst);
-
-// The options a runtime is given: `jvmOptions` with at most one -Xmx, the last, then the collector
-// options.
-std::vector<std::string> EffectiveOptions(const std::vector<std::string>& jvmOptions);

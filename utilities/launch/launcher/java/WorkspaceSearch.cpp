@@ -25,6 +25,28 @@ std::string FindLibDirectory(const std::string& jarDirectory) {
   return jarDirectory + "lib/";
 }
 
+// True, with `location` filled, when the current directory is a workspace root.
+bool FindJar(const std::vector<std::string>& searchPaths, const std::string& jarName,
+             WorkspaceLocation& location) {
+  for (const std::string& directory : searchPaths) {
+    if (!FileExists(directory + jarName)) {
+      continue;
+    }
+    const std::string current = GetCurrentDir();
+    if (current.empty()) {
+      return false;  // a root whose path cannot be read is of no use
+    }
+    location.m_JarDirectory = directory;
+    location.m_LibDirectory = FindLibDirectory(directory);
+    location.m_Root = current + '/';
+    DebugText("Found jar in " + location.m_JarDirectory + "\n");
+    DebugText("Found lib in " + location.m_LibDirectory + "\n");
+    DebugText("Workspace at " + location.m_Root + "\n");
+    return true;
+  }
+  return false;
+}
+
 WorkspaceLocation SearchGivenWorkspace(const std::string& workspace, const std::string& start,
                                        const std::vector<std::string>& searchPaths,
                                        const std::string& jarName) {
@@ -58,27 +80,6 @@ WorkspaceLocation SearchUpwards(const std::string& start,
 }
 
 }  // namespace
-
-bool FindJar(const std::vector<std::string>& searchPaths, const std::string& jarName,
-             WorkspaceLocation& location) {
-  for (const std::string& directory : searchPaths) {
-    if (!FileExists(directory + jarName)) {
-      continue;
-    }
-    const std::string current = GetCurrentDir();
-    if (current.empty()) {
-      return false;  // a root whose path cannot be read is of no use
-    }
-    location.m_JarDirectory = directory;
-    location.m_LibDirectory = FindLibDirectory(directory);
-    location.m_Root = current + '/';
-    DebugText("Found jar in " + location.m_JarDirectory + "\n");
-    DebugText("Found lib in " + location.m_LibDirectory + "\n");
-    DebugText("Workspace at " + location.m_Root + "\n");
-    return true;
-  }
-  return false;
-}
 
 WorkspaceLocation SearchWorkspace(const std::string& workspace,
                                   const std::vector<std::string>& searchPaths,

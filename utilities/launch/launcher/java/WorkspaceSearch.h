@@ -18,9 +18,5 @@ WorkspaceLocation SearchWorkspace(const std::string& workspace,
                                   const std::vector<std::string>& searchPaths,
                                   const std::string& jarName);
 
-// True, with `location` filled, when the current directory is a workspace root.
-bool FindJar(const std::vector<std::string>& searchPaths, const std::string& jarName,
-             WorkspaceLocation& location);
-
 // What is left of `start` below `root`, which both end in "/"; empty when `start` is not below it.
 std::string StartPathBelow(const std::string& root, const std::string& start);

@@ -11,6 +11,20 @@ namespace {
 
 constexpr size_t kMaxFailureText = 1023;
 
+// One command line of all texts, joined by blanks; a text that holds a blank is enclosed in double
+// quotes. Nothing inside a text is escaped.
+std::string BuildCommandLine(const std::vector<std::string>& args) {
+  std::string commandLine;
+  for (const std::string& arg : args) {
+    if (&arg != &args.front()) {
+      commandLine += ' ';
+    }
+    const bool quoted = arg.find(' ') != std::string::npos;
+    commandLine += quoted ? '"' + arg + '"' : arg;
+  }
+  return commandLine;
+}
+
 // The path to start: the found file, or the name itself, to be taken relative to the current
 // directory. Empty when that is longer than a path may be; the last error then says so.
 std::optional<std::string> FindProgram(const std::string& name) {
@@ -63,18 +77,6 @@ int WaitForExitCode(const PROCESS_INFORMATION& process) {
 }
 
 }  // namespace
-
-std::string BuildCommandLine(const std::vector<std::string>& args) {
-  std::string commandLine;
-  for (const std::string& arg : args) {
-    if (&arg != &args.front()) {
-      commandLine += ' ';
-    }
-    const bool quoted = arg.find(' ') != std::string::npos;
-    commandLine += quoted ? '"' + arg + '"' : arg;
-  }
-  return commandLine;
-}
 
 int Exec(const std::vector<std::string>& args) {
   std::string commandLine = BuildCommandLine(args);

@@ -8,7 +8,3 @@
 // The child shares the launcher's console, environment and current directory. Blocks until it ends
 // and returns its exit code, or -1 when it could not be started. Throws nothing.
 int Exec(const std::vector<std::string>& args);
-
-// One command line of all texts, joined by blanks; a text that holds a blank is enclosed in double
-// quotes. Nothing inside a text is escaped.
-std::string BuildCommandLine(const std::vector<std::string>& args);

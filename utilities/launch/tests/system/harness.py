@@ -113,15 +113,14 @@ def wine_environment(prefix):
     prefix.mkdir(exist_ok=True)
     if not (prefix / "system.reg").exists():
         # No pipe: Wine's services would hold its other end.
-        nowhere = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
-        subprocess.run(["wine64", "wineboot", "-i"], env=env, check=True, timeout=120, **nowhere)
+        subprocess.run("exec wine64 wineboot -i >/dev/null 2>&1", shell=True, env=env, check=True, timeout=120)
     subprocess.run(["wineserver", "-p60"], env=env, stderr=subprocess.DEVNULL)  # 2: it runs already
     return env
 
 
 def end_wine(env):
-    subprocess.run(["wineserver", "-k"], env=env)
-    subprocess.run(["wineserver", "-w"], env=env)
+    for option in ("-k", "-w"):
+        subprocess.run(["wineserver", option], env=env)
 
 
 class Windows(Product):
