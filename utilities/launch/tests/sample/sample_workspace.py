@@ -9,7 +9,7 @@ from contextlib import suppress
 
 import pytest
 from harness import wait_until
-from scripted_assistant import PORT, text
+from scripted_assistant import PORT, number, text
 
 SAMPLE = pathlib.Path(__file__).parents[4] / "sample"
 
@@ -17,6 +17,7 @@ SAMPLE = pathlib.Path(__file__).parents[4] / "sample"
 class Sample:
     def __init__(self, product, folder, assembled):
         self.product, self.root, self.process = product, shutil.copytree(assembled, folder / "ws"), None
+        self.native_root = product.path(self.root)
         self.env = {name: os.environ[name] for name in ("PATH", "JAVA_HOME", "HOME") if name in os.environ}
 
     def start(self, *args, cwd="", env=None, **how):
@@ -39,6 +40,16 @@ class Sample:
             answer = stream.read(int.from_bytes(stream.read(4), "big")).decode()
             return dict(pair.split("=", 1) for pair in answer.split("|"))
         return {}
+
+    def ask(self, *request):
+        """The strings of the Assistant's answer to a request up to the null string, as None, and the return code behind it."""
+        with socket.create_connection(("127.0.0.1", PORT)) as peer, peer.makefile("rb") as stream:
+            def receive():
+                size = int.from_bytes(stream.read(4), "big", signed=True)
+                return None if size < 0 else stream.read(size).decode()
+            peer.sendall(text("Status") + text(request[0]) + number(len(request) - 1) + b"".join(map(text, request[1:])))
+            receive()
+            return (*iter(receive, None), None, int.from_bytes(stream.read(4), "big"))
 
 
 @pytest.fixture(scope="session")

@@ -25,7 +25,7 @@ public final class Assistant {
     private static final int BACKLOG = 512;
     private static final int MOST_CONNECTIONS = 1000;
     private static final int CONVERSATION_STACK = 256 << 10;
-    private static final int BIND_ATTEMPTS = 10;
+    private static final int BIND_ATTEMPTS = 50;
 
     private final ServerSocket listener;
     private final String status;

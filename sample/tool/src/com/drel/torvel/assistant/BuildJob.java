@@ -49,15 +49,21 @@ final class BuildJob extends BuildSession implements Runnable {
 
     @Override
     public void run() {
+        boolean isTold = false;
         try {
             pause(0);
             int code = build();
             wire.writeNull();
             wire.writeInt(code);
             wire.endOutput();
+            isTold = true;
         } catch (BuildCancelled | IOException e) {
             // Nobody is left to be told.
         } finally {
+            if (!isTold) {
+                // Whoever is left all the same must not wait for ever.
+                close();
+            }
             synchronized (this) {
                 hasEnded = true;
                 notifyAll();
@@ -70,32 +76,22 @@ final class BuildJob extends BuildSession implements Runnable {
             error("The Assistant needs the workspace as an absolute path: --workspace=<directory>.");
             return Arguments.USAGE_ERROR;
         }
+        return BuildVerb.run(verb, parameters, this);
+    }
+
+    private void close() {
         try {
-            return BuildVerb.run(verb, parameters, this);
-        } catch (BuildCancelled e) {
-            throw e;
-        } catch (RuntimeException | Error e) {
-            // The compiler wraps what its listeners throw, the cancellation among them.
-            pause(0);
-            error("The build broke off: " + e);
-            return 1;
+            wire.close();
+        } catch (IOException e) {
+            // It is closed in any case.
         }
     }
 
     @Override
-    public void line(String text) {
-        send(" " + text);
-    }
-
-    @Override
-    public void error(String text) {
-        send("!" + text);
-    }
-
-    private void send(String marked) {
+    protected void put(String line, boolean isError) {
         pause(0);
         try {
-            wire.writeString(marked);
+            wire.writeString((isError ? "!" : " ") + line);
             wire.flush();
         } catch (IOException e) {
             cancel();

@@ -26,11 +26,24 @@ public abstract class BuildSession {
         return environment;
     }
 
-    /** Passes on one line of output, without its line feed. */
-    public abstract void line(String text);
+    /** Passes on a text of output: one line or more, the last without its line feed. */
+    public final void line(String text) {
+        lines(text, false);
+    }
 
-    /** Passes on one line of error output, without its line feed. */
-    public abstract void error(String text);
+    /** Passes on a text of error output: one line or more, the last without its line feed. */
+    public final void error(String text) {
+        lines(text, true);
+    }
+
+    private void lines(String text, boolean isError) {
+        for (String line : text.split("\\R", -1)) {
+            put(line, isError);
+        }
+    }
+
+    /** Passes on one line, which holds no line feed. */
+    protected abstract void put(String line, boolean isError);
 
     /** Waits, for zero or more milliseconds; throws BuildCancelled as soon as nobody wants the build any more. */
     public abstract void pause(long milliseconds);

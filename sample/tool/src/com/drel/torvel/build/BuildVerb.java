@@ -62,9 +62,7 @@ public final class BuildVerb {
     public static int run(String verb, String[] texts, BuildSession session) {
         Arguments arguments = new Arguments(texts);
         if (arguments.has("--help")) {
-            for (String line : usage(verb).split("\n")) {
-                session.line(line);
-            }
+            session.line(usage(verb));
             return 0;
         }
         if (arguments.count() != 2) {
@@ -86,6 +84,12 @@ public final class BuildVerb {
             session.error("No such file or directory: " + e.getMessage());
         } catch (IOException e) {
             session.error(e.toString());
+        } catch (BuildSession.BuildCancelled e) {
+            throw e;
+        } catch (RuntimeException | Error e) {
+            // The compiler wraps what its listeners throw, the cancellation among them.
+            session.pause(0);
+            session.error("The build broke off: " + e);
         }
         return 1;
     }
@@ -165,13 +169,13 @@ public final class BuildVerb {
             session.line("Everything is up to date.");
             return 0;
         }
+        Compiler.Run run = Compiler.get().run(workspace, session, "Compiling", pause());
         // In the set's order: imported sources first.
         Set<String> ordered = new LinkedHashSet<>(sources.files().keySet());
         ordered.retainAll(stale);
         for (String name : ordered) {
             index.drop(name);
         }
-        Compiler.Run run = new Compiler.Run(workspace, session, "Compiling", pause());
         boolean good = false;
         try {
             good = run.compile(paths(sources, ordered), output, compilerOptions());
@@ -252,7 +256,7 @@ public final class BuildVerb {
 
     private int validate() throws BuildException, IOException {
         SourceSet sources = new SourceSet(workspace, targets);
-        Compiler.Run run = new Compiler.Run(workspace, session, "Validating", pause());
+        Compiler.Run run = Compiler.get().run(workspace, session, "Validating", pause());
         boolean good = run.parse(paths(sources, sources.files().keySet()));
         return end(good, run, "Validated " + files(sources.files().size()) + ".");
     }
@@ -277,7 +281,10 @@ public final class BuildVerb {
             session.line(done);
             return 0;
         }
-        session.error(verb + " failed: " + run.errors() + (run.errors() == 1 ? " error." : " errors."));
+        int errors = run.errors();
+        // The compiler keeps a fault of its own, such as a stack that is too small, to itself.
+        session.error(verb + " failed: " + (errors == 0 ? "the compiler broke off."
+                : errors == 1 ? "1 error." : errors + " errors."));
         return 1;
     }
 

@@ -13,6 +13,7 @@ import java.util.HashMap;
 import java.util.List;
 import java.util.Locale;
 import java.util.Map;
+import java.util.ServiceLoader;
 import javax.tools.Diagnostic;
 import javax.tools.DiagnosticListener;
 import javax.tools.FileObject;
@@ -27,6 +28,8 @@ import javax.tools.ToolProvider;
 /**
  * The JDK's own compiler. There is one for the whole program, kept from build to build because a warm one is many
  * times faster; it serves one build at a time.
+ *
+ * <p>A Java may lack the compiler's classes. Only Run may name those, and is not loaded before a compiler is at hand.
  */
 final class Compiler {
     private static Compiler shared;
@@ -41,7 +44,7 @@ final class Compiler {
 
     static Compiler get() throws BuildException {
         if (shared == null) {
-            JavaCompiler compiler = ToolProvider.getSystemJavaCompiler();
+            JavaCompiler compiler = find();
             if (compiler == null) {
                 throw new BuildException("The Java in " + System.getProperty("java.home")
                         + " has no compiler: a build needs a JDK.");
@@ -49,6 +52,22 @@ final class Compiler {
             shared = new Compiler(compiler);
         }
         return shared;
+    }
+
+    /** The one of this Java, else one on the class path; null where there is none. */
+    private static JavaCompiler find() {
+        try {
+            JavaCompiler compiler = ToolProvider.getSystemJavaCompiler();
+            return compiler != null ? compiler : ServiceLoader.load(JavaCompiler.class).findFirst().orElse(null);
+        } catch (NoClassDefFoundError e) {
+            // A Java without even the compiler's interface.
+            return null;
+        }
+    }
+
+    /** A run over some sources: each is announced with the word for what is done to it, and then waited for. */
+    Run run(Workspace workspace, BuildSession session, String doing, long milliseconds) {
+        return new Run(this, workspace, session, doing, milliseconds);
     }
 
     /** One run of the compiler over some sources. */
@@ -62,9 +81,8 @@ final class Compiler {
         private final List<Path> written = new ArrayList<>();
         private int errors;
 
-        /** Each file is announced with the word for what is done to it, and then waited for, in milliseconds. */
-        Run(Workspace workspace, BuildSession session, String doing, long pause) throws BuildException {
-            owner = Compiler.get();
+        private Run(Compiler owner, Workspace workspace, BuildSession session, String doing, long pause) {
+            this.owner = owner;
             this.workspace = workspace;
             this.session = session;
             this.doing = doing;
@@ -134,15 +152,12 @@ final class Compiler {
                 text.append(' ');
             }
             text.append(isError ? "error: " : diagnostic.getKind() == Diagnostic.Kind.NOTE ? "note: " : "warning: ");
-            for (String line : text.append(diagnostic.getMessage(Locale.ENGLISH)).toString().split("\\R")) {
-                if (isError) {
-                    session.error(line);
-                } else {
-                    session.line(line);
-                }
-            }
+            text.append(diagnostic.getMessage(Locale.ENGLISH).stripTrailing());
             if (isError) {
                 errors++;
+                session.error(text.toString());
+            } else {
+                session.line(text.toString());
             }
         }
 

@@ -9,13 +9,8 @@ final class ConsoleSession extends BuildSession {
     }
 
     @Override
-    public void line(String text) {
-        System.out.println(text);
-    }
-
-    @Override
-    public void error(String text) {
-        System.err.println(text);
+    protected void put(String line, boolean isError) {
+        (isError ? System.err : System.out).println(line);
     }
 
     @Override

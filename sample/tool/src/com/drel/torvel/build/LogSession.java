@@ -21,15 +21,9 @@ final class LogSession extends BuildSession implements AutoCloseable {
     }
 
     @Override
-    public void line(String text) {
-        log.println(text);
-        session.line(text);
-    }
-
-    @Override
-    public void error(String text) {
-        log.println(text);
-        session.error(text);
+    protected void put(String line, boolean isError) {
+        log.println(line);
+        session.put(line, isError);
     }
 
     @Override

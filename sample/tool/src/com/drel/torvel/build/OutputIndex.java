@@ -88,7 +88,7 @@ final class OutputIndex {
         Files.createDirectories(directory);
         Path fresh = Files.createTempFile(directory, "index", ".tmp");
         Files.write(fresh, text.toString().getBytes("UTF-8"));
-        Files.move(fresh, directory.resolve(FILE_NAME), StandardCopyOption.REPLACE_EXISTING);
+        Files.move(fresh, directory.resolve(FILE_NAME), StandardCopyOption.ATOMIC_MOVE);
     }
 
     /** The compiled sources, by name. */
