@@ -8,7 +8,7 @@ target_compile_options(hardening INTERFACE -fstack-protector-strong)
 target_link_options(hardening INTERFACE -static-libgcc -static-libstdc++)
 if(WIN32)
   target_link_options(hardening INTERFACE
-    -static -fstack-protector-strong -Wl,--nxcompat,--dynamicbase,--high-entropy-va)
+    -static -Wl,--nxcompat,--dynamicbase,--high-entropy-va)
 else()
   set(CMAKE_POSITION_INDEPENDENT_CODE ON)
   include(CheckPIESupported)

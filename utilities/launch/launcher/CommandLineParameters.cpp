@@ -1,17 +1,14 @@
 #include "CommandLineParameters.h"
 
-#include <string.h>
+#include <cstring>
 
 #include <algorithm>
 
 #include "platform/Diagnostics.h"
-#include "platform/FileUtilities.h"
+#include "platform/Files.h"
+#include "platform/Text.h"
 
 namespace {
-
-bool IsSeparator(char character) {
-  return character == '/' || character == '\\';
-}
 
 Parameter ParseArgument(const char* argument) {
   Parameter param;
@@ -151,16 +148,4 @@ void CommandLineParameters::GetJvmOptions(std::vector<std::string>& options) con
   for (const Parameter& option : m_JvmOptions) {
     options.push_back(option.ToText());
   }
-}
-
-std::vector<std::string> Split(const std::string& text, char separator) {
-  std::vector<std::string> pieces;
-  size_t start = 0;
-  for (size_t end = text.find(separator); end != std::string::npos;
-       end = text.find(separator, start)) {
-    pieces.push_back(text.substr(start, end - start));
-    start = end + 1;
-  }
-  pieces.push_back(text.substr(start));
-  return pieces;
 }

@@ -1,3 +1,4 @@
+#pragma once
 // The registry of what the user asked for: the command and its arguments, the JVM options, the
 // launch options.
 //
@@ -7,9 +8,8 @@
 // Every argument becomes a name with an optional value, cut at its first "=". Arguments beginning
 // with "-X" are kept for the JVM; the launch options that are acted upon are taken out, except
 // --workspace; all else goes on to the command.
-#pragma once
 
-#include <stddef.h>
+#include <cstddef>
 
 #include <stdexcept>
 #include <string>
@@ -90,6 +90,3 @@ class CommandLineParameters : public Singleton<CommandLineParameters> {
   std::string m_LibDirectory;
   bool m_UseAssistant;
 };
-
-// The pieces between the separators, empty ones included; at least one.
-std::vector<std::string> Split(const std::string& text, char separator);

@@ -3,19 +3,20 @@
 
 #include "assistant/BuildCommands.h"
 #include "java/JavaCommands.h"
+#include "java/WorkspaceSearch.h"
 
-TorvelLauncher::TorvelLauncher() {
-  AddCommand({"ListSlaves"}, RunListSlaves);
-  AddCommand({"Launch"}, RunLaunch);
-  AddCommand({"StartSlave"}, RunStartSlave);
-  AddCommand({"ListDependencies"}, RunListDependencies);
+TorvelLauncher::TorvelLauncher() : m_EnterWorkspace(EnterWorkspace) {
+  AddCommand({"ListSlaves"}, RunCommandByName);
+  AddCommand({"Launch"}, RunCommandByName);
+  AddCommand({"StartSlave"}, RunCommandByName);
+  AddCommand({"ListDependencies"}, RunCommandByName);
   AddCommand({"SlaveStatus", "NetInfo"}, RunCommandByName);
-  AddCommand({"SendEmail"}, RunSendEmail);
+  AddCommand({"SendEmail"}, RunCommandByName);
   AddCommand({"Build", "Validate", "Rebuild", "Clean", "Tidy", "Export", "Scrub"}, RunBuildCommand);
-  AddCommand({"Checksum"}, RunChecksum);
-  AddCommand({"Cache"}, RunCache);
+  AddCommand({"Checksum"}, RunCommandByName);
+  AddCommand({"Cache"}, RunCommandByName);
   AddCommand({"ProfileIO"}, RunProfileIO);
-  AddCommand({"BrowseMetrics"}, RunBrowseMetrics);
-  AddCommand({"SlaveClose"}, RunSlaveClose);
-  AddCommand({"AssistantClose"}, RunAssistantClose);
+  AddCommand({"BrowseMetrics"}, RunCommandByName);
+  AddCommand({"SlaveClose"}, RunCommandByName);
+  AddCommand({"AssistantClose"}, RunCommandByName);
 }

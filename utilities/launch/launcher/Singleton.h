@@ -1,9 +1,9 @@
+#pragma once
 // One lazily created instance of a class for the whole process.
 //
 // A class T derives from Singleton<T> and is reached only through Singleton<T>::GetInstance(). The
 // instance is created on first use, belongs to the process and is never destroyed. Main thread
 // only: there is no lock.
-#pragma once
 
 #include "platform/Assertion.h"
 

@@ -2,8 +2,8 @@
 
 #include "CommandLineParameters.h"
 #include "platform/Diagnostics.h"
-#include "platform/FileUtilities.h"
 #include "platform/LaunchFailure.h"
+#include "platform/Text.h"
 
 void TorvelLauncher::AddCommand(const std::vector<std::string>& names, CommandHandler handler) {
   m_Commands.push_back({names, handler});
@@ -16,13 +16,18 @@ int TorvelLauncher::Run() {
     throw LaunchFailure("No command specified");
   }
   const std::string key = ToLower(parameters.GetAt(0).m_Name);
-  const Command command = FindCommand(key);
-  parameters.GetAt(0).m_Name = command.name;
-  DebugPrint("Launching %s: %p\n", key.c_str(), reinterpret_cast<void*>(command.handler));
-  return command.handler();
+  const auto [name, handler] = FindCommand(key);
+  parameters.GetAt(0).m_Name = name;
+  DebugPrint("Launching %s: %p\n", key.c_str(), reinterpret_cast<void*>(handler));
+  return handler();
 }
 
-TorvelLauncher::Command TorvelLauncher::FindCommand(const std::string& key) const {
+void TorvelLauncher::LocateWorkspace() {
+  m_StartPath = m_EnterWorkspace();
+  DebugPrint("Path to original: %s\n", m_StartPath.c_str());
+}
+
+std::pair<std::string, CommandHandler> TorvelLauncher::FindCommand(const std::string& key) const {
   for (const CommandEntry& entry : m_Commands) {
     for (const std::string& name : entry.names) {
       if (ToLower(name) == key) {

@@ -1,10 +1,11 @@
+#pragma once
 // One launch: finds the workspace, finds the command, runs the command's handler.
 //
 // Created on first use through Singleton<TorvelLauncher>::GetInstance(), after
 // CommandLineParameters has read the command line. Main thread only.
-#pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Singleton.h"
@@ -13,6 +14,10 @@
 // workspace root is the current directory and parameter 0 of CommandLineParameters is the command's
 // registered name.
 using CommandHandler = int (*)();
+
+// Records the jar and library directories in CommandLineParameters, makes the workspace root the
+// current directory and returns the start path. Throws LaunchFailure when there is no workspace.
+using WorkspaceFinder = std::string (*)();
 
 struct CommandEntry {
   std::vector<std::string> names;
@@ -34,17 +39,12 @@ class TorvelLauncher : public Singleton<TorvelLauncher> {
   std::string GetStartPath() const { return m_StartPath; }
 
  private:
-  struct Command {
-    std::string name;  // as registered
-    CommandHandler handler;
-  };
-
-  // Records the jar and library directories and the start path and makes the workspace root the
-  // current directory. Throws LaunchFailure when there is no workspace.
   void LocateWorkspace();
 
-  Command FindCommand(const std::string& key) const;
+  // The command's registered name and its handler. Throws LaunchFailure.
+  std::pair<std::string, CommandHandler> FindCommand(const std::string& key) const;
 
+  WorkspaceFinder m_EnterWorkspace;
   std::vector<CommandEntry> m_Commands;
   std::string m_StartPath;
 };

@@ -1,4 +1,4 @@
-// The launcher's own help.
 #pragma once
+// The launcher's own help.
 
 void PrintUsage();

@@ -1,11 +1,11 @@
-#include <stdio.h>
-#include <string.h>
+#include <cstring>
 
 #include "CommandLineParameters.h"
 #include "TorvelLauncher.h"
 #include "Usage.h"
 #include "platform/Diagnostics.h"
 #include "platform/LaunchFailure.h"
+#include "platform/Output.h"
 #include "platform/SwitcherListener.h"
 
 namespace {
@@ -38,7 +38,7 @@ int main(int argc, char** argv) {
   try {
     return Launch(argc, argv);
   } catch (const LaunchFailure& failure) {
-    printf("\nLaunching Torvel failed: %s\n", failure.what());
+    Print("\nLaunching Torvel failed: %s\n", failure.what());
     return kNotLaunched;
   }
 }

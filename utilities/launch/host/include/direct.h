@@ -8,3 +8,5 @@ inline char**& _environ = environ;
 // The buffer is the caller's; null when the text and its NUL do not fit.
 char* _getcwd(char* buffer, int size);
 int _chdir(const char* path);
+
+char* _fullpath(char* buffer, const char* path, unsigned long size);

@@ -176,3 +176,10 @@ constexpr DWORD INVALID_FILE_ATTRIBUTES = 0xFFFFFFFF;
 BOOL WINAPI CopyFileA(LPCSTR existing, LPCSTR target, BOOL failIfExists);
 DWORD WINAPI GetFileAttributesA(LPCSTR fileName);
 BOOL WINAPI SetFileAttributesA(LPCSTR fileName, DWORD attributes);
+
+DWORD WINAPI GetModuleFileNameA(HMODULE module, LPSTR fileName, DWORD size);
+BOOL WINAPI SetDllDirectoryA(LPCSTR path);
+constexpr DWORD SEM_FAILCRITICALERRORS = 1;
+BOOL WINAPI SetThreadErrorMode(DWORD mode, LPDWORD former);
+HANDLE WINAPI GetCurrentProcess();
+BOOL WINAPI TerminateProcess(HANDLE process, unsigned exitCode);

@@ -88,3 +88,6 @@ int WINAPI closesocket(SOCKET socket);
 // The same slot as GetLastError and SetLastError.
 int WINAPI WSAGetLastError();
 void WINAPI WSASetLastError(int code);
+
+int WINAPI WSAIoctl(SOCKET socket, DWORD code, void* in, DWORD inSize, void* out, DWORD outSize,
+                    DWORD* returned, void* overlapped, void* completion);

@@ -1,14 +1,11 @@
-// Reaching the Assistant, bringing it to the launcher's version, and keeping it told that the
-// launcher is there.
 #include "assistant/AssistantConnection.h"
-
-#include <stdio.h>
 
 #include <utility>
 
 #include "assistant/PropertyMap.h"
 #include "platform/Diagnostics.h"
-#include "platform/FileUtilities.h"
+#include "platform/Files.h"
+#include "platform/Output.h"
 #include "platform/Thread.h"
 
 namespace {
@@ -18,13 +15,27 @@ constexpr uint16_t kAssistantPort = 8118;
 constexpr int kReconnectAttempts = 20;
 constexpr unsigned kReconnectPauseMilliseconds = 500;
 
+const char kAssistantHost[] = "127.0.0.1";
+
 std::unique_ptr<Socket> OpenAssistantSocket() {
-  return std::make_unique<Socket>("127.0.0.1", kAssistantPort, SOCK_STREAM, AF_INET, 0);
+  return std::make_unique<Socket>(kAssistantHost, kAssistantPort, SOCK_STREAM, AF_INET, 0);
 }
 
-// What the running Assistant restarts itself from; `directory` is its working directory.
+// The launch's first: where nobody listens, the build shall not wait for the system to try again.
+std::unique_ptr<Socket> OpenFirstSocket() {
+  auto socket = std::make_unique<Socket>();
+  if (socket->Create(SOCK_STREAM, AF_INET, 0)) {
+    socket->ConnectWithoutRetries();
+    socket->Connect(kAssistantHost, kAssistantPort);
+  }
+  return socket;
+}
+
+// What the running Assistant restarts itself from; `workingDirectory` is its own. For the system
+// that path ends at a NUL, which would take the files' names off and let the Assistant choose them.
 void InstallAssistantFiles(const std::string& jarDirectory, const std::string& libDirectory,
-                           const std::string& directory) {
+                           const std::string& workingDirectory) {
+  const std::string directory = workingDirectory.c_str();
   InstallFile(jarDirectory + "TorvelAssistant.x64", directory + "/TorvelAssistant.exe", false);
   InstallFile(jarDirectory + "Torvel.jar", directory, true);
   InstallFile(libDirectory + "torvel-win64.dll", directory, true);
@@ -38,7 +49,7 @@ void InstallAssistantFiles(const std::string& jarDirectory, const std::string& l
 }  // namespace
 
 std::unique_ptr<AssistantConnection> ConnectToAssistant() {
-  std::unique_ptr<Socket> socket = OpenAssistantSocket();
+  std::unique_ptr<Socket> socket = OpenFirstSocket();
   if (!socket->IsConnected()) {
     DebugPrint("Assistant: Not found\n");
     return nullptr;
@@ -48,19 +59,16 @@ std::unique_ptr<AssistantConnection> ConnectToAssistant() {
 }
 
 AssistantConnection::AssistantConnection(std::unique_ptr<Socket> connection)
-    : m_Connection(std::move(connection)) {}
+    : m_Connection(std::make_unique<AssistantWire>(std::move(connection))) {}
 
 AssistantConnection::~AssistantConnection() {
-  CloseKeepAlive();
-  if (m_Connection != nullptr) {
-    m_Connection->Close();
-  }
+  CloseKeepAlive();  // before the request connection
 }
 
 bool AssistantConnection::EnsureVersion(const std::string& jarDirectory,
                                         const std::string& libDirectory) {
   std::string answer;
-  if (!Request("Status", answer)) {
+  if (!Wire().Request("Status", answer)) {
     return true;
   }
   PropertyMap status;
@@ -68,28 +76,24 @@ bool AssistantConnection::EnsureVersion(const std::string& jarDirectory,
   if (status.GetProperty("version") == kRequiredVersion) {
     return true;
   }
-  printf("Version mis-match, restarting Assistant with version %s\n", kRequiredVersion);
-  fflush(stdout);
+  Print("Version mis-match, restarting Assistant with version %s\n", kRequiredVersion);
   InstallAssistantFiles(jarDirectory, libDirectory, status.GetProperty("cwd"));
-  SendString("Restart");
-  WaitForEndOfStream();
-  return Reconnect();
-}
-
-void AssistantConnection::WaitForEndOfStream() {
-  while (ReceiveByte() != -1) {
+  Wire().SendString("Restart");
+  while (Wire().ReceiveByte() != -1) {
   }
-  m_Connection->Close();
   m_Connection.reset();
+  return Reconnect();
 }
 
 bool AssistantConnection::Reconnect() {
   for (int attempt = 0; attempt < kReconnectAttempts; ++attempt) {
     DebugPrint("Waiting for assistant...\n");
     SleepMilliseconds(kReconnectPauseMilliseconds);
-    m_Connection = OpenAssistantSocket();
+    std::unique_ptr<Socket> socket = OpenAssistantSocket();
+    const bool isConnected = socket->IsConnected();
+    m_Connection = std::make_unique<AssistantWire>(std::move(socket));
     std::string answer;
-    if (m_Connection->IsConnected() && Request("Status", answer)) {
+    if (isConnected && Wire().Request("Status", answer)) {
       DebugPrint("Reconnected...\n");
       PropertyMap status;
       status.Parse(answer);
@@ -98,11 +102,9 @@ bool AssistantConnection::Reconnect() {
         return true;
       }
     }
-    m_Connection->Close();
     m_Connection.reset();
   }
-  printf("Warning: Assistant failed to restart\n");
-  fflush(stdout);
+  Print("Warning: Assistant failed to restart\n");
   return false;
 }
 

@@ -1,5 +1,7 @@
-// The framing: how integers, characters and strings travel.
-#include "assistant/AssistantConnection.h"
+#include "assistant/AssistantWire.h"
+
+#include <utility>
+
 #include "platform/Diagnostics.h"
 
 namespace {
@@ -9,9 +11,9 @@ constexpr int32_t kNullString = -1;
 // The lead bytes of sequences of two, three and four bytes: how they are told, and where their own
 // bits belong.
 struct LeadByte {
-  int mask;
-  int mark;
-  int shift;
+  int m_Mask;
+  int m_Mark;
+  int m_Shift;
 };
 constexpr LeadByte kLeadBytes[] = {{0xE0, 0xC0, 6}, {0xF0, 0xE0, 12}, {0xF8, 0xF0, 18}};
 
@@ -56,7 +58,10 @@ void ReportLongSequence() {
 
 }  // namespace
 
-bool AssistantConnection::SendInt(int32_t value) {
+AssistantWire::AssistantWire(std::unique_ptr<Socket> connection)
+    : m_Connection(std::move(connection)) {}
+
+bool AssistantWire::SendInt(int32_t value) {
   const uint32_t bits = static_cast<uint32_t>(value);
   for (int shift = 24; shift >= 0; shift -= 8) {
     const uint8_t octet = static_cast<uint8_t>(bits >> shift);
@@ -67,7 +72,7 @@ bool AssistantConnection::SendInt(int32_t value) {
   return true;
 }
 
-bool AssistantConnection::ReceiveInt(int32_t& value) {
+bool AssistantWire::ReceiveInt(int32_t& value) {
   uint32_t bits = 0;
   for (int i = 0; i < 4; ++i) {
     uint8_t octet = 0;
@@ -80,7 +85,7 @@ bool AssistantConnection::ReceiveInt(int32_t& value) {
   return true;
 }
 
-bool AssistantConnection::SendChar(int code) {
+bool AssistantWire::SendChar(int code) {
   uint8_t bytes[4];
   const int length = EncodeUtf8(code, bytes);
   if (length == 0) {
@@ -90,7 +95,7 @@ bool AssistantConnection::SendChar(int code) {
   return m_Connection->Send(bytes, length, 0) == length;
 }
 
-int AssistantConnection::ReceiveByte() {
+int AssistantWire::ReceiveByte() {
   uint8_t octet = 0;
   if (m_Connection->Receive(&octet, 1, 0) != 1) {
     DebugPrint("Assistant: EOF\n");
@@ -99,13 +104,14 @@ int AssistantConnection::ReceiveByte() {
   return octet;
 }
 
-// The bytes are judged in the order in which they arrive; a lead octet that starts no sequence only
-// after three more.
-int AssistantConnection::ReceiveChar() {
+int AssistantWire::ReceiveChar() {
   const int lead = ReceiveByte();
-  if (lead < 0x80) {
-    return lead;
-  }
+  return lead < 0x80 ? lead : ReceiveSequence(lead);
+}
+
+// The bytes are judged in the order in which they arrive; a lead byte that starts no sequence only
+// after three more.
+[[gnu::noinline]] int AssistantWire::ReceiveSequence(int lead) {
   int code = 0;
   for (const LeadByte& form : kLeadBytes) {
     const int octet = ReceiveByte();
@@ -113,15 +119,16 @@ int AssistantConnection::ReceiveChar() {
       return -1;
     }
     code = code << 6 | (octet & 0x3F);
-    if ((lead & form.mask) == form.mark) {
-      return (lead & ~form.mask) << form.shift | code;
+    if ((lead & form.m_Mask) == form.m_Mark) {
+      return (lead & ~form.m_Mask) << form.m_Shift | code;
     }
   }
   ReportLongSequence();
   return -1;
 }
 
-bool AssistantConnection::SendString(const std::string& text) {
+// A byte's way from here into the system's buffer is one function: it is gone for each byte.
+[[gnu::flatten]] bool AssistantWire::SendString(const std::string& text) {
   DebugPrint("Assistant: Send '%s'\n", text.c_str());
   if (!SendInt(static_cast<int32_t>(text.size()))) {
     return false;
@@ -134,7 +141,8 @@ bool AssistantConnection::SendString(const std::string& text) {
   return true;
 }
 
-bool AssistantConnection::ReceiveString(std::string& text) {
+// As above.
+[[gnu::flatten]] bool AssistantWire::ReceiveString(std::string& text) {
   int32_t length = 0;
   if (!ReceiveInt(length)) {
     return false;
@@ -165,7 +173,7 @@ bool AssistantConnection::ReceiveString(std::string& text) {
   return true;
 }
 
-bool AssistantConnection::Request(const std::string& request, std::string& answer) {
+bool AssistantWire::Request(const std::string& request, std::string& answer) {
   if (SendString(request) && ReceiveString(answer)) {
     return true;
   }

@@ -1,14 +1,16 @@
 #include "assistant/BuildCommands.h"
 
-#include <stdint.h>
-#include <stdio.h>
-#include <stdlib.h>
-#include <string.h>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 
 #include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include <direct.h>
 
@@ -18,7 +20,8 @@
 #include "assistant/PropertyMap.h"
 #include "java/JavaCommands.h"
 #include "platform/Diagnostics.h"
-#include "platform/FileUtilities.h"
+#include "platform/Files.h"
+#include "platform/Output.h"
 
 namespace {
 
@@ -55,7 +58,8 @@ bool IsExcluded(const std::string& name) {
          std::end(kExcludedVariables);
 }
 
-PropertyMap ReadEnvironment() {
+// Shows each variable too: --debug tells of the whole environment, even where it is not sent.
+PropertyMap ReadAndShowEnvironment() {
   PropertyMap environment;
   for (char** entry = _environ; *entry != nullptr; ++entry) {
     const unsigned address = static_cast<unsigned>(reinterpret_cast<uintptr_t>(*entry));
@@ -64,12 +68,12 @@ PropertyMap ReadEnvironment() {
       DebugPrint("%x: <null>\n", address);
       continue;
     }
-    const std::string name(*entry, static_cast<size_t>(equals - *entry));
+    std::string name(*entry, static_cast<size_t>(equals - *entry));
     if (IsExcluded(name)) {
       continue;
     }
     DebugPrint("%x: %s=%s\n", address, name.c_str(), equals + 1);
-    environment.SetProperty(name, equals + 1);
+    environment.SetProperty(std::move(name), equals + 1);
   }
   DebugPrint("<end>\n");
   return environment;
@@ -77,14 +81,14 @@ PropertyMap ReadEnvironment() {
 
 void CompleteParameters() {
   CommandLineParameters& parameters = Parameters();
-  const PropertyMap environment = ReadEnvironment();
+  const PropertyMap environment = ReadAndShowEnvironment();
   if (!parameters.Exists("--environment")) {
     parameters.Add({true, "--environment", '"' + environment.Format() + '"'});
   }
   parameters.ResolvePath("--workspace", GetCurrentDir(), true);
 }
 
-bool SendCommand(AssistantConnection& assistant) {
+bool SendCommand(AssistantWire& assistant) {
   CommandLineParameters& parameters = Parameters();
   if (!assistant.SendString(parameters.GetAt(0).m_Name) ||
       !assistant.SendInt(static_cast<int32_t>(parameters.GetCount() - 1))) {
@@ -100,20 +104,16 @@ bool SendCommand(AssistantConnection& assistant) {
   return true;
 }
 
-// The first character says where the line goes; a line without one is an empty line of output. Each
-// line leaves in one write, which on standard error, without a buffer, takes fprintf.
-void PrintOutputLine(const std::string& line) {
-  const char* text = line.empty() ? "" : line.c_str() + 1;
-  if (!line.empty() && line[0] == '!') {
-    fprintf(stderr, "%s\n", text);
-    fflush(stderr);
-  } else {
-    puts(text);
-    fflush(stdout);
-  }
+// The first character says where the line goes; a line without one is an empty line of output.
+// What stands behind a NUL is not shown. Uses up `line`.
+void PrintOutputLine(std::string& line) {
+  FILE* stream = !line.empty() && line.front() == '!' ? stderr : stdout;
+  line.resize(std::min(line.size(), line.find('\0', 1)));
+  line += '\n';
+  Write(stream, std::string_view(line).substr(line.size() > 1 ? 1 : 0));
 }
 
-void RelayOutput(AssistantConnection& assistant) {
+void RelayOutput(AssistantWire& assistant) {
   std::string line;
   while (assistant.ReceiveString(line)) {
     PrintOutputLine(line);
@@ -123,7 +123,7 @@ void RelayOutput(AssistantConnection& assistant) {
 // `returnCode` keeps its value when none arrives.
 void ExchangeCommand(AssistantConnection& assistant, int32_t& returnCode) {
   CompleteParameters();
-  if (!SendCommand(assistant)) {
+  if (!SendCommand(assistant.Wire())) {
     return;
   }
   if (!assistant.OpenKeepAlive()) {
@@ -131,8 +131,8 @@ void ExchangeCommand(AssistantConnection& assistant, int32_t& returnCode) {
     return;
   }
   DebugPrint("Assistant: Keep-alive Connected\n");
-  RelayOutput(assistant);
-  assistant.ReceiveInt(returnCode);
+  RelayOutput(assistant.Wire());
+  assistant.Wire().ReceiveInt(returnCode);
 }
 
 // The build's return code, or nothing when no Assistant of the launcher's version is to be had.
@@ -168,6 +168,8 @@ int RunAssistedCommand(AssistantConnection& assistant) {
   int32_t returnCode = kNoReturnCode;
   try {
     ExchangeCommand(assistant, returnCode);
+  } catch (const InternalError&) {
+    throw;
   } catch (...) {
     DebugPrint("** Exception **\n");
   }

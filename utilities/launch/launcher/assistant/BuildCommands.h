@@ -1,6 +1,6 @@
+#pragma once
 // The build verbs: handed to the resident Assistant, or run as a Java command when it cannot be
 // used.
-#pragma once
 
 class AssistantConnection;
 

@@ -1,6 +1,7 @@
 #include "assistant/PropertyMap.h"
 
-#include <ctype.h>
+#include <cctype>
+#include <utility>
 
 namespace {
 
@@ -21,17 +22,20 @@ int HexDigitValue(char character) {
 
 }  // namespace
 
+// In whole runs: an environment has tens of thousands of characters, few of them to be escaped.
 void EscapeProperty(std::string& out, std::string_view text) {
   static const char kHexDigits[] = "0123456789abcdef";
-  for (const char character : text) {
-    if (NeedsEscape(character)) {
+  size_t begin = 0;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (NeedsEscape(text[i])) {
+      out.append(text, begin, i - begin);
       out += '%';
-      out += kHexDigits[character >> 4];
-      out += kHexDigits[character & 15];
-    } else {
-      out += character;
+      out += kHexDigits[text[i] >> 4];
+      out += kHexDigits[text[i] & 15];
+      begin = i + 1;
     }
   }
+  out.append(text, begin);
 }
 
 std::string UnescapeProperty(std::string_view range) {
@@ -62,7 +66,12 @@ void PropertyMap::Parse(std::string_view text) {
 }
 
 std::string PropertyMap::Format() const {
+  size_t size = 0;
+  for (const auto& [name, value] : m_Properties) {
+    size += name.size() + value.size() + 2;
+  }
   std::string text;
+  text.reserve(size);
   for (const auto& [name, value] : m_Properties) {
     if (!text.empty()) {
       text += '|';
@@ -74,8 +83,8 @@ std::string PropertyMap::Format() const {
   return text;
 }
 
-void PropertyMap::SetProperty(const std::string& name, const std::string& value) {
-  m_Properties[name] = value;
+void PropertyMap::SetProperty(std::string name, std::string value) {
+  m_Properties.insert_or_assign(std::move(name), std::move(value));
 }
 
 std::string PropertyMap::GetProperty(const std::string& name) {

@@ -1,8 +1,8 @@
+#pragma once
 // An ordered map from text to text with a one-line text form, in which the Assistant tells its
 // state and the launcher its environment: name=value entries in byte order of their names, joined
 // by "|". Line feed, "%", "=" and "|" inside a name or value are written as "%" and two lower-case
 // hexadecimal digits.
-#pragma once
 
 #include <map>
 #include <string>
@@ -16,7 +16,7 @@ class PropertyMap {
 
   std::string Format() const;
 
-  void SetProperty(const std::string& name, const std::string& value);
+  void SetProperty(std::string name, std::string value);
 
   // An unknown name gives the empty text, and is in the map with that value from then on.
   std::string GetProperty(const std::string& name);

@@ -1,11 +1,14 @@
 #include "java/InProcessJava.h"
 
+#include <optional>
+
 #include <jni.h>
 #include <windows.h>
 
+#include "java/JavaRelease.h"
 #include "java/JvmDiscovery.h"
 #include "platform/Diagnostics.h"
-#include "platform/FileUtilities.h"
+#include "platform/Text.h"
 
 namespace {
 
@@ -19,9 +22,11 @@ void JNICALL JvmExitHook(jint code) {
 using CreateJavaVm = jint(JNICALL*)(JavaVM**, void**, void*);
 using GetDefaultInitArgs = jint(JNICALL*)(void*);
 
-struct EntryPoints {
-  CreateJavaVm create = nullptr;
-  GetDefaultInitArgs getDefaults = nullptr;
+// A runtime's library, as far as it is needed here.
+struct Runtime {
+  std::string m_Library;  // its path
+  CreateJavaVm m_Create = nullptr;
+  GetDefaultInitArgs m_GetDefaults = nullptr;
 };
 
 template <typename Function>
@@ -29,15 +34,25 @@ Function FindEntryPoint(HMODULE library, const char* name) {
   return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(library, name)));
 }
 
-bool LoadEntryPoints(EntryPoints& entryPoints) {
+// Empty when it does not fit.
+std::string PathOf(HMODULE library) {
+  char buffer[MAX_PATH];
+  const DWORD length = GetModuleFileNameA(library, buffer, sizeof buffer);
+  return length < sizeof buffer ? std::string(buffer, length) : "";
+}
+
+std::optional<Runtime> LoadRuntime() {
   const HMODULE library = LoadJvm();
   if (library == nullptr) {
-    return false;
+    return std::nullopt;
   }
-  entryPoints.create = FindEntryPoint<CreateJavaVm>(library, "JNI_CreateJavaVM");
-  entryPoints.getDefaults =
-      FindEntryPoint<GetDefaultInitArgs>(library, "JNI_GetDefaultJavaVMInitArgs");
-  return entryPoints.create != nullptr && entryPoints.getDefaults != nullptr;
+  const Runtime runtime = {
+      PathOf(library), FindEntryPoint<CreateJavaVm>(library, "JNI_CreateJavaVM"),
+      FindEntryPoint<GetDefaultInitArgs>(library, "JNI_GetDefaultJavaVMInitArgs")};
+  if (runtime.m_Create == nullptr || runtime.m_GetDefaults == nullptr) {
+    return std::nullopt;
+  }
+  return runtime;
 }
 
 // Refers to the texts of `options`.
@@ -56,17 +71,18 @@ std::vector<JavaVMOption> BuildVmOptions(const std::vector<std::string>& options
 // Owns the virtual machine of this process and the options it was created with.
 class JavaMachine {
  public:
-  JavaMachine(const EntryPoints& entryPoints, const std::vector<std::string>& options) {
+  JavaMachine(const Runtime& runtime, const std::vector<std::string>& options) {
     JavaVMInitArgs args = {};
     args.version = JNI_VERSION_1_4;
-    entryPoints.getDefaults(&args);
+    runtime.m_GetDefaults(&args);
     m_Options = BuildVmOptions(options);
     args.nOptions = static_cast<jint>(m_Options.size());
     args.options = m_Options.data();
     args.ignoreUnrecognized = JNI_FALSE;
     DebugPrint("Attempting to create VM...\n");
+    const RuntimeLibraries libraries(runtime.m_Library);
     void* environment = nullptr;
-    if (entryPoints.create(&m_Machine, &environment, &args) == JNI_OK) {
+    if (runtime.m_Create(&m_Machine, &environment, &args) == JNI_OK) {
       m_Environment = static_cast<JNIEnv*>(environment);
       DebugPrint("Created VM\n");
     }
@@ -89,24 +105,25 @@ class JavaMachine {
 };
 
 struct MainMethod {
-  jclass owner = nullptr;
-  jmethodID id = nullptr;
+  jclass m_Class = nullptr;
+  jmethodID m_Id = nullptr;
 };
 
-bool FindMain(JNIEnv* env, const std::string& className, MainMethod& main) {
-  main.owner = env->FindClass(ReplaceChar(className, '.', '/').c_str());
-  if (main.owner == nullptr) {
+std::optional<MainMethod> FindMain(JNIEnv* env, const std::string& className) {
+  MainMethod main;
+  main.m_Class = env->FindClass(ReplaceChar(className, '.', '/').c_str());
+  if (main.m_Class == nullptr) {
     DebugPrint("JVMDLL: Failed to find the class %s\n", className.c_str());
-    return false;
+    return std::nullopt;
   }
   DebugText("Found " + className + "\n");
-  main.id = env->GetStaticMethodID(main.owner, "main", "([Ljava/lang/String;)V");
-  if (main.id == nullptr) {
+  main.m_Id = env->GetStaticMethodID(main.m_Class, "main", "([Ljava/lang/String;)V");
+  if (main.m_Id == nullptr) {
     DebugPrint("JVMDLL: Failed to find main()\n");
-    return false;
+    return std::nullopt;
   }
   DebugPrint("Found main()\n");
-  return true;
+  return main;
 }
 
 // Null when the array cannot be made.
@@ -127,9 +144,8 @@ jobjectArray CreateArguments(JNIEnv* env, const std::vector<std::string>& argume
 
 void CallMain(JNIEnv* env, const MainMethod& main, jobjectArray arguments) {
   DebugPrint("Calling main...\n");
-  DebugFlush();
   // By the table: the C++ wrapper of the same name goes through another of its functions.
-  env->functions->CallStaticVoidMethod(env, main.owner, main.id, arguments);
+  env->functions->CallStaticVoidMethod(env, main.m_Class, main.m_Id, arguments);
   if (env->ExceptionCheck()) {
     env->ExceptionDescribe();
     env->ExceptionClear();
@@ -142,22 +158,26 @@ void CallMain(JNIEnv* env, const MainMethod& main, jobjectArray arguments) {
 int InvokeJavaInProcess(const std::string& className, const std::vector<std::string>& options,
                         const std::vector<std::string>& arguments) {
   DebugPrint("Locating JVM DLL and creating VM...\n");
-  EntryPoints entryPoints;
-  if (!LoadEntryPoints(entryPoints)) {
+  const std::optional<Runtime> runtime = LoadRuntime();
+  if (!runtime) {
     return InvocationFailed;
   }
   {
-    const JavaMachine machine(entryPoints, options);
+    const std::vector<std::string> known = OptionsKnownTo(runtime->m_Library, options);
+    const JavaMachine machine(*runtime, known);
     JNIEnv* env = machine.GetEnvironment();
-    MainMethod main;
-    if (env == nullptr || !FindMain(env, className, main)) {
+    if (env == nullptr) {
+      return InvocationFailed;
+    }
+    const std::optional<MainMethod> main = FindMain(env, className);
+    if (!main) {
       return InvocationFailed;
     }
     const jobjectArray array = CreateArguments(env, arguments);
     if (array == nullptr) {
       return InvocationFailed;
     }
-    CallMain(env, main, array);
+    CallMain(env, *main, array);
   }
   return JavaExitCode;
 }

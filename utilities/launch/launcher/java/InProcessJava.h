@@ -1,6 +1,6 @@
+#pragma once
 // Runs one Java class in a virtual machine inside this process, through the Java Native Interface
 // (version 1.4).
-#pragma once
 
 #include <string>
 #include <vector>

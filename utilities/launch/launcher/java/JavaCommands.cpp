@@ -10,10 +10,6 @@ const char kCommandsPackage[] = "com/drel/torvel/commands/";
 
 namespace {
 
-int RunCommandClass(const char* name) {
-  return RunJavaCommand(std::string(kCommandsPackage) + name);
-}
-
 std::vector<std::string> BuildJvmOptions(const CommandLineParameters& parameters) {
   const std::string& jarDirectory = parameters.GetJarDirectory();
   const std::string& libDirectory = parameters.GetLibDirectory();
@@ -40,41 +36,11 @@ int RunJavaCommand(const std::string& className) {
   return RunJavaClass(className, options, arguments, true);
 }
 
-int RunListSlaves() {
-  return RunCommandClass("ListSlaves");
-}
-int RunLaunch() {
-  return RunCommandClass("Launch");
-}
-int RunStartSlave() {
-  return RunCommandClass("StartSlave");
-}
-int RunListDependencies() {
-  return RunCommandClass("ListDependencies");
-}
-int RunSendEmail() {
-  return RunCommandClass("SendEmail");
-}
-int RunChecksum() {
-  return RunCommandClass("Checksum");
-}
-int RunCache() {
-  return RunCommandClass("Cache");
-}
-int RunProfileIO() {
-  return RunJavaCommand("com/drel/torvel/profile/ProfileIO");
-}
-int RunBrowseMetrics() {
-  return RunCommandClass("BrowseMetrics");
-}
-int RunSlaveClose() {
-  return RunCommandClass("SlaveClose");
-}
-int RunAssistantClose() {
-  return RunCommandClass("AssistantClose");
+int RunCommandByName() {
+  return RunJavaCommand(kCommandsPackage +
+                        Singleton<CommandLineParameters>::GetInstance().GetAt(0).m_Name);
 }
 
-int RunCommandByName() {
-  const Parameter& command = Singleton<CommandLineParameters>::GetInstance().GetAt(0);
-  return RunCommandClass(command.m_Name.c_str());
+int RunProfileIO() {
+  return RunJavaCommand("com/drel/torvel/profile/ProfileIO");
 }

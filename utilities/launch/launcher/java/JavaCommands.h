@@ -1,5 +1,5 @@
-// The commands that are classes of the tool's Java program.
 #pragma once
+// The commands that are classes of the tool's Java program.
 
 #include <string>
 
@@ -12,16 +12,7 @@ extern const char kCommandsPackage[];
 // code.
 int RunJavaCommand(const std::string& className);
 
-// The command handlers.
-int RunListSlaves();
-int RunLaunch();
-int RunStartSlave();
-int RunListDependencies();
-int RunCommandByName();  // the class is named as the command is registered
-int RunSendEmail();
-int RunChecksum();
-int RunCache();
+// The command handlers. The class is named as the command is registered, in the package above, ...
+int RunCommandByName();
+// ... but for this one.
 int RunProfileIO();
-int RunBrowseMetrics();
-int RunSlaveClose();
-int RunAssistantClose();

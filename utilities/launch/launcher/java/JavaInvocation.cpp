@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "java/InProcessJava.h"
+#include "java/JavaRelease.h"
 #include "platform/Diagnostics.h"
 #include "platform/Exec.h"
 
@@ -32,8 +33,8 @@ std::vector<std::string> EffectiveOptions(const std::vector<std::string>& jvmOpt
 
 int RunJavaChild(const std::string& className, const std::vector<std::string>& options,
                  const std::vector<std::string>& arguments) {
-  std::vector<std::string> command = {"java"};
-  command.insert(command.end(), options.begin(), options.end());
+  std::vector<std::string> command = OptionsKnownTo(SearchProgram("java").value_or(""), options);
+  command.insert(command.begin(), "java");
   command.push_back(className);
   command.insert(command.end(), arguments.begin(), arguments.end());
   return Exec(command);
@@ -52,7 +53,6 @@ int RunJavaClass(const std::string& className, const std::vector<std::string>& j
     }
     DebugPrint("DLL Invocation failed, falling back to command-line.\n");
   }
-  DebugFlush();
   const int result = RunJavaChild(className, options, arguments);
   DebugPrint("Java process returned %d\n", result);
   return result;

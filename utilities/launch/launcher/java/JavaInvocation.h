@@ -1,5 +1,5 @@
-// Runs one Java class: in a virtual machine inside this process, or in a `java` child process.
 #pragma once
+// Runs one Java class: in a virtual machine inside this process, or in a `java` child process.
 
 #include <string>
 #include <vector>

@@ -1,103 +1,83 @@
 #include "java/JvmDiscovery.h"
 
-#include <stdio.h>
-#include <string.h>
-
-#include <optional>
-#include <string>
+#include <cstdio>
+#include <cstring>
 
 #include "platform/Diagnostics.h"
-#include "platform/FileUtilities.h"
+#include "platform/Files.h"
+#include "platform/Owner.h"
+#include "platform/Text.h"
 
 namespace {
 
-const char kToolKey[] = "SOFTWARE\\Torvel";
 const char kPublicRuntimeKey[] = "SOFTWARE\\JavaSoft\\Java Runtime Environment";
 const char kNoInstallation[] = "No installation value found\n";
 const char kNoPublicVersion[] = "No JRE version value found\n";
 
-// Owns an open key of the registry.
-class RegistryKey {
- public:
-  explicit RegistryKey(const char* name) {
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, name, 0, KEY_READ, &m_Key) != ERROR_SUCCESS) {
-      m_Key = nullptr;
-    }
-  }
-  RegistryKey(const RegistryKey&) = delete;
-  RegistryKey& operator=(const RegistryKey&) = delete;
-  ~RegistryKey() {
-    if (m_Key != nullptr) {
-      RegCloseKey(m_Key);
-    }
-  }
+void CloseKey(HKEY key) {
+  RegCloseKey(key);
+}
+using RegistryKey = Owner<HKEY, CloseKey>;
 
-  bool IsOpen() const { return m_Key != nullptr; }
+// Null when there is no such key, or it may not be read.
+HKEY OpenKey(const std::string& name) {
+  HKEY key = nullptr;
+  const LSTATUS status = RegOpenKeyExA(HKEY_LOCAL_MACHINE, name.c_str(), 0, KEY_READ, &key);
+  return status == ERROR_SUCCESS ? key : nullptr;
+}
 
-  // A value of type REG_SZ and at most 260 bytes; a stored text need not end in a NUL, so one is
-  // always added.
-  std::optional<std::string> ReadText(const char* name) const {
-    char buffer[MAX_PATH + 1] = {};
-    DWORD type = 0;
-    DWORD size = MAX_PATH;
-    const LSTATUS status = RegQueryValueExA(m_Key, name, nullptr, &type,
-                                            reinterpret_cast<unsigned char*>(buffer), &size);
-    if (status != ERROR_SUCCESS || type != REG_SZ) {
-      return std::nullopt;
-    }
-    return std::string(buffer);
+// A value of type REG_SZ and at most 260 bytes; a stored text need not end in a NUL, so one is
+// always added.
+std::optional<std::string> ReadText(const RegistryKey& key, const char* name) {
+  char buffer[MAX_PATH + 1] = {};
+  DWORD type = 0;
+  DWORD size = MAX_PATH;
+  const LSTATUS status = RegQueryValueExA(key.Get(), name, nullptr, &type,
+                                          reinterpret_cast<unsigned char*>(buffer), &size);
+  if (status != ERROR_SUCCESS || type != REG_SZ) {
+    return std::nullopt;
   }
-
- private:
-  HKEY m_Key = nullptr;
-};
-
-bool CopyPath(const std::string& text, JvmPath& path) {
-  if (text.size() >= sizeof path) {
-    return false;
-  }
-  memcpy(path, text.c_str(), text.size() + 1);
-  return true;
+  return std::string(buffer);
 }
 
 std::optional<std::string> ReadInstallDirectory() {
-  const RegistryKey key(kToolKey);
-  if (!key.IsOpen()) {
+  const RegistryKey key(OpenKey("SOFTWARE\\Torvel"));
+  if (!key) {
     DebugPrint("No installation key found\n");
     return std::nullopt;
   }
-  std::optional<std::string> directory = key.ReadText("Install_Dir");
+  std::optional<std::string> directory = ReadText(key, "Install_Dir");
   if (!directory) {
     DebugText(kNoInstallation);
   }
   return directory;
 }
 
-bool FindOwnRuntime(JvmPath& path) {
+std::optional<std::string> FindOwnRuntime() {
   const std::optional<std::string> directory = ReadInstallDirectory();
   if (!directory) {
-    return false;
+    return std::nullopt;
   }
   const std::string client = *directory + "\\JRE\\bin\\client\\jvm.dll";
   const std::string server = *directory + "\\JRE\\bin\\server\\jvm.dll";
   for (const std::string& candidate : {client, server}) {
-    if (FileExists(candidate) && CopyPath(candidate, path)) {
-      DebugPrint("Found Torvel JRE in %s\n", path);
-      return true;
+    if (FileExists(candidate) && candidate.size() < MAX_PATH) {
+      DebugPrint("Found Torvel JRE in %s\n", candidate.c_str());
+      return candidate;
     }
   }
   DebugPrint("No DLL at %s found\n", client.c_str());
   DebugText(kNoInstallation);
-  return false;
+  return std::nullopt;
 }
 
 std::optional<std::string> ReadPublicVersion() {
-  const RegistryKey key(kPublicRuntimeKey);
-  if (!key.IsOpen()) {
+  const RegistryKey key(OpenKey(kPublicRuntimeKey));
+  if (!key) {
     DebugPrint("No JRE version key found\n");
     return std::nullopt;
   }
-  std::optional<std::string> version = key.ReadText("CurrentVersion");
+  std::optional<std::string> version = ReadText(key, "CurrentVersion");
   if (!version) {
     DebugText(kNoPublicVersion);
   }
@@ -113,68 +93,83 @@ std::string PublicRuntimeKey(const std::string& version) {
   return std::string(kPublicRuntimeKey) + '\\' + text;
 }
 
-bool FindPublicRuntime(JvmPath& path) {
+std::optional<std::string> FindPublicRuntime() {
   const std::optional<std::string> version = ReadPublicVersion();
   if (!version) {
-    return false;
+    return std::nullopt;
   }
   const std::string name = PublicRuntimeKey(*version);
-  const RegistryKey key(name.c_str());
-  if (!key.IsOpen()) {
+  const RegistryKey key(OpenKey(name));
+  if (!key) {
     DebugPrint("No JRE installation key '%s' found\n", name.c_str());
     DebugText(kNoPublicVersion);
-    return false;
+    return std::nullopt;
   }
-  const std::optional<std::string> library = key.ReadText("RuntimeLib");
-  if (!library || !CopyPath(*library, path)) {
+  std::optional<std::string> library = ReadText(key, "RuntimeLib");
+  if (!library || library->size() >= MAX_PATH) {
     DebugPrint("No JRE installation value '%s' found\n", name.c_str());
     DebugText(kNoPublicVersion);
-    return false;
-  }
-  return true;
-}
-
-HMODULE LoadFrom(const JvmPath& path) {
-  const HMODULE library = LoadLibraryA(path);
-  if (library != nullptr) {
-    DebugPrint("LoadLibrary success with jvmPath=%s\n", path);
+    return std::nullopt;
   }
   return library;
 }
 
-// Older runtimes name their client library even where only the server one is installed.
-bool ReplaceClientByServer(JvmPath& path) {
-  char* client = strstr(path, "client");
-  if (client == nullptr) {
-    return false;
+// No dialog of the system's about a library that cannot be loaded: the next road is taken then.
+class QuietErrors {
+ public:
+  QuietErrors() { SetThreadErrorMode(SEM_FAILCRITICALERRORS, &m_Former); }
+  QuietErrors(const QuietErrors&) = delete;
+  QuietErrors& operator=(const QuietErrors&) = delete;
+  ~QuietErrors() { SetThreadErrorMode(m_Former, nullptr); }
+
+ private:
+  DWORD m_Former = 0;
+};
+
+HMODULE LoadFrom(const std::string& path) {
+  const RuntimeLibraries libraries(path);
+  const HMODULE library = LoadLibraryA(path.c_str());
+  if (library != nullptr) {
+    DebugPrint("LoadLibrary success with jvmPath=%s\n", path.c_str());
   }
-  memcpy(client, "server", strlen("server"));
-  return true;
+  return library;
 }
 
 }  // namespace
 
-int FindJvmPath(JvmPath& path) {
+RuntimeLibraries::RuntimeLibraries(const std::string& library) {
+  // <bin>\server\jvm.dll
+  SetDllDirectoryA(DirectoryOf(DirectoryOf(library)).c_str());
+}
+
+RuntimeLibraries::~RuntimeLibraries() {
+  SetDllDirectoryA(nullptr);
+}
+
+std::optional<std::string> FindJvmPath() {
   DebugPrint("Looking for Torvel JRE...\n");
-  if (FindOwnRuntime(path)) {
-    return 0;
+  if (std::optional<std::string> path = FindOwnRuntime()) {
+    return path;
   }
   DebugPrint("Looking for public JRE...\n");
-  return FindPublicRuntime(path) ? 0 : -1;
+  return FindPublicRuntime();
 }
 
 HMODULE LoadJvm() {
+  const QuietErrors quiet;
   HMODULE library = LoadLibraryA("jvm.dll");
   if (library != nullptr) {
     return library;
   }
-  JvmPath path = {};
-  if (FindJvmPath(path) != 0) {
+  std::optional<std::string> path = FindJvmPath();
+  if (!path) {
     return nullptr;
   }
-  library = LoadFrom(path);
-  if (library == nullptr && ReplaceClientByServer(path)) {
-    library = LoadFrom(path);
+  library = LoadFrom(*path);
+  // Older runtimes name their client library even where only the server one is installed.
+  const size_t client = path->find("client");
+  if (library == nullptr && client != std::string::npos) {
+    library = LoadFrom(path->replace(client, strlen("client"), "server"));
   }
   return library;
 }

@@ -1,15 +1,27 @@
+#pragma once
 // Finds and loads the Java runtime's library: by the system's library search, else the tool's own
 // runtime, else the public runtime, both named in the registry under HKEY_LOCAL_MACHINE. All it
 // prints are diagnostics.
-#pragma once
+
+#include <optional>
+#include <string>
 
 #include <windows.h>
 
-// A path's characters and its NUL.
-using JvmPath = char[MAX_PATH];
-
-// 0 with `path` filled, or -1 when no runtime is registered. A public runtime's path is not tested.
-int FindJvmPath(JvmPath& path);
+// At most 259 characters; nothing when no runtime is registered. A public runtime's path is not
+// tested.
+std::optional<std::string> FindJvmPath();
 
 // The loaded library, which stays loaded until the process ends; null when there is none.
 HMODULE LoadJvm();
+
+// For a scope, the system also looks for libraries in the `bin` of the runtime that `library`, a
+// path, belongs to: a runtime asks for its own by their bare names. Not longer than needed, because
+// child processes inherit it.
+class RuntimeLibraries {
+ public:
+  explicit RuntimeLibraries(const std::string& library);
+  RuntimeLibraries(const RuntimeLibraries&) = delete;
+  RuntimeLibraries& operator=(const RuntimeLibraries&) = delete;
+  ~RuntimeLibraries();
+};

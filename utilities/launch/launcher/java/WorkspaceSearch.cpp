@@ -1,10 +1,10 @@
 #include "java/WorkspaceSearch.h"
 
 #include "CommandLineParameters.h"
-#include "TorvelLauncher.h"
 #include "platform/Diagnostics.h"
-#include "platform/FileUtilities.h"
+#include "platform/Files.h"
 #include "platform/LaunchFailure.h"
+#include "platform/Text.h"
 
 namespace {
 
@@ -79,6 +79,13 @@ WorkspaceLocation SearchUpwards(const std::string& start,
   return location;
 }
 
+// At the top of a drive the current directory ends in a separator already.
+std::string WithOneSeparator(const std::string& directory) {
+  const size_t size = directory.size();
+  const bool endsInTwo = size > 1 && IsSeparator(directory[size - 2]);
+  return directory.substr(0, endsInTwo ? size - 1 : size);
+}
+
 }  // namespace
 
 WorkspaceLocation SearchWorkspace(const std::string& workspace,
@@ -96,18 +103,24 @@ WorkspaceLocation SearchWorkspace(const std::string& workspace,
                                    ? SearchUpwards(start, searchPaths, jarName)
                                    : SearchGivenWorkspace(workspace, start, searchPaths, jarName);
   ChangeDir(start);
+  // A directory whose name the system's narrow texts cannot tell is not entered again by it. Going
+  // on would build another target than the user's.
+  if (GetCurrentDir() != start) {
+    FailSearch(workspace);
+  }
   return location;
 }
 
 std::string StartPathBelow(const std::string& root, const std::string& start) {
-  if (start.size() <= root.size() || ComparePaths(start.substr(0, root.size()), root) != 0) {
+  const std::string above = WithOneSeparator(root);
+  const std::string below = WithOneSeparator(start);
+  if (below.size() <= above.size() || ComparePaths(below.substr(0, above.size()), above) != 0) {
     return "";
   }
-  return start.substr(root.size() + (start[root.size()] == '\\' ? 1 : 0));
+  return below.substr(above.size() + (below[above.size()] == '\\' ? 1 : 0));
 }
 
-// Lives in this room, not in the core, which does not know the Java runtime.
-void TorvelLauncher::LocateWorkspace() {
+std::string EnterWorkspace() {
   CommandLineParameters& parameters = Singleton<CommandLineParameters>::GetInstance();
   const WorkspaceLocation location =
       SearchWorkspace(parameters.GetWorkspace(), parameters.GetJarSearchPaths(), "Torvel.jar");
@@ -115,6 +128,5 @@ void TorvelLauncher::LocateWorkspace() {
   parameters.SetLibDirectory(location.m_LibDirectory);
   const std::string start = GetCurrentDir() + '/';
   ChangeDir(location.m_Root);
-  m_StartPath = StartPathBelow(location.m_Root, start);
-  DebugPrint("Path to original: %s\n", m_StartPath.c_str());
+  return StartPathBelow(location.m_Root, start);
 }

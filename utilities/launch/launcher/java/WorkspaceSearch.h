@@ -1,6 +1,6 @@
+#pragma once
 // Finds the workspace: the directory from which the tool's jar is reachable under one of a list of
 // directories.
-#pragma once
 
 #include <string>
 #include <vector>
@@ -18,5 +18,10 @@ WorkspaceLocation SearchWorkspace(const std::string& workspace,
                                   const std::vector<std::string>& searchPaths,
                                   const std::string& jarName);
 
-// What is left of `start` below `root`, which both end in "/"; empty when `start` is not below it.
+// What is left of `start` below `root`, both a current directory and "/"; empty when `start` is not
+// below it.
 std::string StartPathBelow(const std::string& root, const std::string& start);
+
+// Searches with what the command line says, records the jar and library directories there, makes
+// the root the current directory and returns the start path. Throws LaunchFailure.
+std::string EnterWorkspace();

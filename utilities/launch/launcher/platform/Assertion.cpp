@@ -1,13 +1,15 @@
 #include "platform/Assertion.h"
 
-#include <stdio.h>
-#include <stdlib.h>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "platform/Output.h"
 
 void Assert(bool holds, const char* condition, const char* source) {
   if (holds) {
     return;
   }
-  fflush(stdout);
-  fprintf(stderr, "Assertion failed: %s (%s)\n", condition, source);
+  Write(stderr, std::string("Assertion failed: ") + condition + " (" + source + ")\n");
   abort();
 }

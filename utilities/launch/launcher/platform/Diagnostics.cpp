@@ -1,7 +1,9 @@
 #include "platform/Diagnostics.h"
 
-#include <stdarg.h>
-#include <stdio.h>
+#include <cstdarg>
+#include <cstdio>
+
+#include "platform/Output.h"
 
 namespace {
 bool g_debug = false;
@@ -21,18 +23,12 @@ void DebugPrint(const char* format, ...) {
   }
   va_list arguments;
   va_start(arguments, format);
-  vprintf(format, arguments);
+  PrintArguments(format, arguments);
   va_end(arguments);
 }
 
-void DebugText(const std::string& text) {
+void DebugText(std::string_view text) {
   if (g_debug) {
-    fwrite(text.data(), 1, text.size(), stdout);
-  }
-}
-
-void DebugFlush() {
-  if (g_debug) {
-    fflush(stdout);
+    Write(stdout, text);
   }
 }

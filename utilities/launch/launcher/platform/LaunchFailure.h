@@ -1,6 +1,6 @@
+#pragma once
 // A failure that ends the launch: thrown from wherever it happens, caught once, in main, which
 // prints the text.
-#pragma once
 
 #include <stdexcept>
 

@@ -1,12 +1,8 @@
 #include "platform/Socket.h"
 
-#include <string.h>
+#include <cstring>
 
-namespace {
-
-constexpr DWORD kOverlapped = 1;  // the handle's attribute only: every call here blocks
-
-}  // namespace
+#include <mstcpip.h>
 
 int32_t InitialiseSockets() {
   WSADATA data = {};
@@ -43,19 +39,32 @@ Socket::Socket(const char* host, uint16_t port, int type, int family, int protoc
   }
 }
 
+Socket::Socket() = default;
+
 Socket::~Socket() {
   Close();
 }
 
 bool Socket::Create(int type, int family, int protocol) {
   Close();
-  m_Socket = WSASocketA(family, type, protocol, nullptr, 0, kOverlapped);
+  // The handle's attribute only: every call here blocks.
+  m_Socket = WSASocketA(family, type, protocol, nullptr, 0, WSA_FLAG_OVERLAPPED);
   if (m_Socket == INVALID_SOCKET) {
     RecordError();
   } else {
     m_Open = true;
   }
   return m_Open;
+}
+
+void Socket::ConnectWithoutRetries() {
+  TCP_INITIAL_RTO_PARAMETERS parameters = {};
+  parameters.MaxSynRetransmissions = TCP_INITIAL_RTO_NO_SYN_RETRANSMISSIONS;
+  DWORD returned = 0;
+  if (WSAIoctl(m_Socket, SIO_TCP_INITIAL_RTO, &parameters, sizeof parameters, nullptr, 0, &returned,
+               nullptr, nullptr) != 0) {
+    WSASetLastError(0);
+  }
 }
 
 int32_t Socket::Connect(const char* host, uint16_t port) {

@@ -1,11 +1,11 @@
+#pragma once
 // Stream sockets over Windows Sockets 2. Every call blocks; there are no time-outs.
 //
 // A failed operation returns -1 and leaves its Windows Sockets error in the object (GetError) and 0
 // in the thread's slot, so a failure stays with the socket it belongs to. Nothing here loops,
 // prints or throws. One thread at a time.
-#pragma once
 
-#include <stdint.h>
+#include <cstdint>
 
 #include <winsock2.h>
 
@@ -29,6 +29,9 @@ class SocketStartup {
 
 class Socket {
  public:
+  // Holds nothing yet.
+  Socket();
+
   // Creates the socket and connects it; IsConnected tells whether that worked. `host` is a dotted
   // IPv4 address or a host name, `port` in host byte order.
   Socket(const char* host, uint16_t port, int type, int family, int protocol);
@@ -38,6 +41,10 @@ class Socket {
 
   // Closes a handle already held. True when the new one is open.
   bool Create(int type, int family, int protocol);
+
+  // Asks the system to take a refusal for an answer: Windows otherwise tries a port where nobody
+  // listens for two seconds. Before Connect; a system that cannot do it goes on as ever.
+  void ConnectWithoutRetries();
 
   // 0 when connected.
   int32_t Connect(const char* host, uint16_t port);

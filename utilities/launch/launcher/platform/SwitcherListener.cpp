@@ -1,11 +1,12 @@
 #include "platform/SwitcherListener.h"
 
-#include <stddef.h>
-#include <stdio.h>
-#include <stdlib.h>
+#include <cstddef>
+#include <cstdlib>
 
 #include <tlhelp32.h>
 
+#include "platform/Output.h"
+#include "platform/Owner.h"
 #include "platform/Thread.h"
 
 namespace {
@@ -13,39 +14,47 @@ namespace {
 constexpr int kParentEnded = 1;
 constexpr unsigned kOrderlyExitMilliseconds = 500;
 
-// An orderly exit flushes standard output, which never ends when nobody reads the pipe behind it
-// any more. Nobody is left to wait for that output either, so the exit gets this long and no
-// longer.
-class ExitDeadline : public Thread {
+class OrderlyExit : public Thread {
  public:
-  void Run() override {
-    SleepMilliseconds(kOrderlyExitMilliseconds);
-    _Exit(kParentEnded);
-  }
+  void Run() override { exit(kParentEnded); }
 };
+
+// An orderly exit can hang: on a lock that another thread holds (the system's loader is busy with a
+// library, say), or on a stream that nobody reads any more. Nobody is left to wait for it either,
+// so it has a thread of its own and a limited time.
+void EndProcess() {
+  OrderlyExit orderly;
+  orderly.Start();
+  SleepMilliseconds(kOrderlyExitMilliseconds);
+  TerminateProcess(GetCurrentProcess(), kParentEnded);
+}
 
 class SwitcherListener : public Thread {
  public:
   void Run() override {
     const DWORD parentId = FindParentProcessId(GetCurrentProcessId());
     if (parentId == 0) {
-      printf("Warning: Parent process unknown, cannot terminate on its exit\n");
+      Print("Warning: Parent process unknown, cannot terminate on its exit\n");
       return;
     }
-    const HANDLE parent = OpenProcess(SYNCHRONIZE | PROCESS_QUERY_INFORMATION, FALSE, parentId);
-    if (parent == nullptr) {
-      printf("Warning: Failed to get handle to parent process, cannot terminate on its exit\n");
+    const Handle parent(OpenProcess(SYNCHRONIZE | PROCESS_QUERY_INFORMATION, FALSE, parentId));
+    // A process that has ended can be opened for as long as anybody holds it.
+    if (!parent || WaitForSingleObject(parent.Get(), 0) == WAIT_OBJECT_0) {
+      Print("Warning: Failed to get handle to parent process, cannot terminate on its exit\n");
       return;
     }
-    WaitForSingleObject(parent, INFINITE);
-    ExitDeadline deadline;
-    deadline.Start();
-    exit(kParentEnded);
+    WaitForSingleObject(parent.Get(), INFINITE);
+    EndProcess();
   }
 };
 
 // Lives until the process ends: the thread may be anywhere in it.
 SwitcherListener* g_listener = nullptr;
+
+HANDLE TakeSnapshot() {
+  const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+  return snapshot == INVALID_HANDLE_VALUE ? nullptr : snapshot;
+}
 
 }  // namespace
 
@@ -58,23 +67,20 @@ void StartSwitcherListener() {
 }
 
 DWORD FindParentProcessId(DWORD processId) {
-  const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
-  if (snapshot == INVALID_HANDLE_VALUE) {
+  const Handle snapshot(TakeSnapshot());
+  if (!snapshot) {
     return 0;
   }
   // An entry counts only when what the system wrote of it reaches beyond the parent's id.
   constexpr DWORD kNeededSize = offsetof(PROCESSENTRY32, th32ParentProcessID) + sizeof(DWORD);
   PROCESSENTRY32 entry = {};
   entry.dwSize = sizeof entry;
-  DWORD parentId = 0;
-  for (BOOL found = Process32First(snapshot, &entry); found;
-       found = Process32Next(snapshot, &entry)) {
+  for (BOOL found = Process32First(snapshot.Get(), &entry); found;
+       found = Process32Next(snapshot.Get(), &entry)) {
     if (entry.dwSize >= kNeededSize && entry.th32ProcessID == processId) {
-      parentId = entry.th32ParentProcessID;
-      break;
+      return entry.th32ParentProcessID;
     }
     entry.dwSize = sizeof entry;
   }
-  CloseHandle(snapshot);
-  return parentId;
+  return 0;
 }

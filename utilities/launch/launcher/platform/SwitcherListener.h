@@ -1,10 +1,10 @@
-// The watcher: ends the launcher with exit code 1 as soon as the process that started it ends.
 #pragma once
+// The watcher: ends the launcher with exit code 1 as soon as the process that started it ends.
 
 #include <windows.h>
 
 // Starts the one watcher of this process; a second call does nothing. Returns at once. The watcher
-// prints a warning and gives up when the parent cannot be found or opened.
+// prints a warning and gives up when the parent cannot be found or opened, or has ended already.
 void StartSwitcherListener();
 
 // The id of the process's parent; 0 when it cannot be found.

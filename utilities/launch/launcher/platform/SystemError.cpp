@@ -1,42 +1,35 @@
 #include "platform/SystemError.h"
 
+#include "platform/Owner.h"
+
 namespace {
 
 constexpr DWORD kUserDefaultLanguage = 0x400;
 
-// Owns a text that the system allocated.
-class SystemText {
- public:
-  explicit SystemText(DWORD code) {
-    // With the allocate-buffer flag the buffer argument is the address of the pointer to fill.
-    FormatMessageA(
-        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
-        nullptr, code, kUserDefaultLanguage, reinterpret_cast<char*>(&m_text), 0, nullptr);
-  }
-  SystemText(const SystemText&) = delete;
-  SystemText& operator=(const SystemText&) = delete;
-  ~SystemText() {
-    if (m_text != nullptr) {
-      LocalFree(m_text);
-    }
-  }
+void FreeText(char* text) {
+  LocalFree(text);
+}
+using SystemText = Owner<char*, FreeText>;
 
-  const char* Get() const { return m_text; }
-
- private:
-  char* m_text = nullptr;
-};
+// Null when the system has no text for the code.
+char* AllocateText(DWORD code) {
+  char* text = nullptr;
+  // With the allocate-buffer flag the buffer argument is the address of the pointer to fill.
+  FormatMessageA(
+      FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+      nullptr, code, kUserDefaultLanguage, reinterpret_cast<char*>(&text), 0, nullptr);
+  return text;
+}
 
 }  // namespace
 
-bool AppendSystemText(std::string& message, DWORD code, size_t limit) {
-  const SystemText text(code);
-  if (text.Get() == nullptr) {
-    return false;
+void AppendSystemText(std::string& message, DWORD code, size_t limit) {
+  const SystemText text(AllocateText(code));
+  if (!text) {
+    return;
   }
   message.append(": ").append(text.Get());
   if (message.size() > limit) {
     message.resize(limit);
   }
-  return true;
 }

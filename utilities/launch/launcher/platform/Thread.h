@@ -1,8 +1,8 @@
+#pragma once
 // A thread of the launcher's own: derive, give Run a body, create, Start.
 //
 // Whoever creates a Thread owns it and must keep it for as long as the thread runs: destroying it
 // neither waits for the thread nor stops it.
-#pragma once
 
 #include <windows.h>
 

@@ -3,6 +3,7 @@
 
 #include "Check.h"
 #include "CommandLineParameters.h"
+#include "platform/Text.h"
 
 static std::string NameOf(const std::string& argument) {
   return argument.substr(0, argument.find('='));

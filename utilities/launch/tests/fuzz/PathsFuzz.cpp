@@ -1,7 +1,8 @@
 // The comparison of paths. Input: two paths, separated by a NUL.
 #include "Check.h"
 #include "java/WorkspaceSearch.h"
-#include "platform/FileUtilities.h"
+#include "platform/Files.h"
+#include "platform/Text.h"
 
 static std::string Folded(const std::string& path) {
   return ToLower(ReplaceChar(path, '\\', '/'));

@@ -2,6 +2,7 @@
 // each up to a line feed.
 #include "Check.h"
 #include "CommandLineParameters.h"
+#include "platform/Text.h"
 #include "assistant/PropertyMap.h"
 
 void Try(std::string_view input) {

@@ -3,7 +3,7 @@
 #include "CommandLineParameters.h"
 #include "assistant/PropertyMap.h"
 #include "java/WorkspaceSearch.h"
-#include "platform/FileUtilities.h"
+#include "platform/Files.h"
 #include "platform/LaunchFailure.h"
 #include "platform/Socket.h"
 

@@ -1,15 +1,19 @@
-// Paths and files, as every room of the launcher uses them.
+#pragma once
+// Files, the current directory, environment variables.
 //
 // Paths are narrow texts with "/" or "\" between their parts. Relative ones are resolved against
 // the current directory. Nothing here throws except the two copy operations. Main thread only.
-#pragma once
 
 #include <string>
 
 // True when the file can be opened for reading; a directory counts as absent.
 bool FileExists(const std::string& path);
 
-// Without a separator at its end; empty when it cannot be read or has more than 259 characters.
+// The file's first 64 KiB; empty when it cannot be read.
+std::string ReadFile(const std::string& path);
+
+// Without a separator at its end, except at the top of a drive; empty when it cannot be read or has
+// more than 259 characters.
 std::string GetCurrentDir();
 
 // A directory that cannot be entered leaves the current directory as it was.
@@ -17,18 +21,6 @@ void ChangeDir(const std::string& path);
 
 // Empty when the variable is not set.
 std::string GetEnv(const std::string& name);
-
-// The text in lower case; only the letters A to Z change.
-std::string ToLower(const std::string& text);
-
-// 0 when the paths are equal, "\" and "/" being the same and letter case ignored; else -1 or 1 by
-// their first difference.
-int ComparePaths(const std::string& a, const std::string& b);
-
-std::string ReplaceChar(const std::string& text, char from, char to);
-
-// The forward-slash path as Win32's file calls take it.
-std::string ToBackslashes(const std::string& path);
 
 // Copies over an existing destination. While another process holds the file (a sharing violation)
 // it is tried up to `attempts` times in all, 100 ms apart. Throws LaunchFailure with the system's

@@ -1,8 +1,7 @@
-#include "platform/FileUtilities.h"
+#include "platform/Files.h"
 
-#include <ctype.h>
-#include <stdio.h>
-#include <stdlib.h>
+#include <cstdio>
+#include <cstdlib>
 
 #include <algorithm>
 
@@ -11,19 +10,17 @@
 
 #include "platform/Diagnostics.h"
 #include "platform/LaunchFailure.h"
+#include "platform/Output.h"
 #include "platform/SystemError.h"
+#include "platform/Text.h"
 #include "platform/Thread.h"
 
 namespace {
 
+constexpr size_t kMaxFileText = 65536;
 constexpr int kInstallAttempts = 5;
 constexpr unsigned kRetryPauseMilliseconds = 100;
 constexpr size_t kMaxCopyFailureText = 4095;
-
-unsigned char FoldPathCharacter(char character) {
-  const unsigned char byte = static_cast<unsigned char>(character);
-  return byte == '\\' ? '/' : static_cast<unsigned char>(tolower(byte));
-}
 
 [[noreturn]] void FailCopy(DWORD code, const std::string& source, const std::string& destination) {
   std::string message = "CopyFile returned error code " + std::to_string(code) + " when copying " +
@@ -44,6 +41,17 @@ bool FileExists(const std::string& path) {
   return true;
 }
 
+std::string ReadFile(const std::string& path) {
+  FILE* file = fopen(path.c_str(), "rb");
+  if (file == nullptr) {
+    return "";
+  }
+  std::string text(kMaxFileText, '\0');
+  text.resize(fread(text.data(), 1, text.size(), file));
+  fclose(file);
+  return text;
+}
+
 std::string GetCurrentDir() {
   char buffer[MAX_PATH];
   return _getcwd(buffer, sizeof buffer) != nullptr ? buffer : "";
@@ -60,38 +68,6 @@ std::string GetEnv(const std::string& name) {
   return value != nullptr ? value : "";
 }
 
-std::string ToLower(const std::string& text) {
-  std::string lower = text;
-  for (char& character : lower) {
-    character = static_cast<char>(tolower(static_cast<unsigned char>(character)));
-  }
-  return lower;
-}
-
-int ComparePaths(const std::string& a, const std::string& b) {
-  for (size_t i = 0; i < a.size(); ++i) {
-    if (i == b.size()) {
-      return 1;
-    }
-    const unsigned char left = FoldPathCharacter(a[i]);
-    const unsigned char right = FoldPathCharacter(b[i]);
-    if (left != right) {
-      return left < right ? -1 : 1;
-    }
-  }
-  return a.size() == b.size() ? 0 : 1;
-}
-
-std::string ReplaceChar(const std::string& text, char from, char to) {
-  std::string replaced = text;
-  std::replace(replaced.begin(), replaced.end(), from, to);
-  return replaced;
-}
-
-std::string ToBackslashes(const std::string& path) {
-  return ReplaceChar(path, '/', '\\');
-}
-
 void CopyFileWithRetry(const std::string& source, const std::string& destination, int attempts) {
   DebugPrint("Copying %s to %s...\n", source.c_str(), destination.c_str());
   const std::string from = ToBackslashes(source);
@@ -101,7 +77,7 @@ void CopyFileWithRetry(const std::string& source, const std::string& destination
     if (code != ERROR_SHARING_VIOLATION || --attempts <= 0) {
       FailCopy(code, from, to);
     }
-    printf("Sharing violation, retrying...\n");
+    Print("Sharing violation, retrying...\n");
     SleepMilliseconds(kRetryPauseMilliseconds);
   }
 }

@@ -1,0 +1,41 @@
+#pragma once
+// The framing in which the launcher and the resident Assistant talk, on one connection.
+//
+// An integer is 4 bytes, most significant first. A string is an integer N and N characters, each
+// one UTF-8 sequence of 1 to 4 bytes; N = -1 is the null string, without characters. Texts are
+// 8-bit: each byte is sent as the code point of its number, and of each received code point the low
+// 8 bits are kept. Each byte of an integer, each character's sequence and each received byte is one
+// call of the socket.
+//
+// A failed unit gives false or -1; the position in the stream is then lost. Nothing is retried or
+// thrown. One thread at a time.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "platform/Socket.h"
+
+class AssistantWire {
+ public:
+  // Closes the connection when it is destroyed.
+  explicit AssistantWire(std::unique_ptr<Socket> connection);
+
+  bool SendInt(int32_t value);
+  bool ReceiveInt(int32_t& value);  // leaves `value` as it was on failure
+  bool SendChar(int code);          // code points up to 0x1FFFFF
+  int ReceiveByte();                // 0 to 255, or -1
+  int ReceiveChar();                // a code point, or -1
+  bool SendString(const std::string& text);
+
+  // False for a null string too, which leaves `text` as it was; an error leaves what was read.
+  bool ReceiveString(std::string& text);
+
+  // Sends a string and receives one; a null string counts as a failure.
+  bool Request(const std::string& request, std::string& answer);
+
+ private:
+  int ReceiveSequence(int lead);
+
+  std::unique_ptr<Socket> m_Connection;
+};

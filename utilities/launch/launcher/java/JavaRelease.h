@@ -1,0 +1,15 @@
+#pragma once
+// How old a Java runtime is, and which of the launcher's options it no longer knows.
+
+#include <string>
+#include <vector>
+
+// The feature version (8, 11, 25) of the runtime to which `file` belongs, its library or its `java`
+// program: what JAVA_VERSION says in a file named `release`, in the file's own directory or in one
+// of the four above it. 0 when none says it.
+int JavaVersionOf(const std::string& file);
+
+// The options less those that the runtime of `file` is known to have retired; a diagnostic line
+// tells of each. All of them when its version is not known.
+std::vector<std::string> OptionsKnownTo(const std::string& file,
+                                        const std::vector<std::string>& options);

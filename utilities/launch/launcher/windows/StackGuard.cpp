@@ -1,0 +1,49 @@
+// The stack protector's guard and its end, in place of the compiler's library, which loads Windows'
+// whole cryptography at each start to make the guard: a third of the time that the usage text
+// takes. This one is made as Microsoft's own compiler makes its security cookie.
+
+#include <cstdint>
+#include <cstdlib>
+
+#include <windows.h>
+
+namespace {
+
+const char kSmashed[] = "*** stack smashing detected ***: terminated\r\n";
+
+// Spreads each bit of the value over the whole of it.
+std::uintptr_t Mixed(std::uintptr_t value) {
+  value = (value ^ value >> 32) * 0xD6E8FEB86659FD93;
+  value = (value ^ value >> 32) * 0xD6E8FEB86659FD93;
+  return value ^ value >> 32;
+}
+
+}  // namespace
+
+extern "C" {
+
+extern std::uintptr_t __stack_chk_guard;
+std::uintptr_t __stack_chk_guard = 0;
+[[noreturn]] void __stack_chk_fail();
+
+// Before any other code of the program that the guard protects.
+__attribute__((constructor(101), no_stack_protector)) void MakeStackGuard() {
+  FILETIME time;
+  GetSystemTimeAsFileTime(&time);
+  LARGE_INTEGER counter;
+  QueryPerformanceCounter(&counter);
+  std::uintptr_t value = Mixed(reinterpret_cast<std::uintptr_t>(&time));  // a random address
+  value = Mixed(value ^ static_cast<std::uintptr_t>(counter.QuadPart));
+  value = Mixed(value ^ (std::uintptr_t{time.dwHighDateTime} << 32 | time.dwLowDateTime));
+  value = Mixed(value ^ (std::uintptr_t{GetCurrentProcessId()} << 32 | GetCurrentThreadId()));
+  // No text that runs over can hold the guard: its first byte ends texts.
+  __stack_chk_guard = value & ~std::uintptr_t{0xFF};
+}
+
+void __stack_chk_fail() {
+  DWORD written = 0;
+  WriteFile(GetStdHandle(STD_ERROR_HANDLE), kSmashed, sizeof kSmashed - 1, &written, nullptr);
+  TerminateProcess(GetCurrentProcess(), 3);
+  abort();  // not reached
+}
+}
