@@ -2,8 +2,8 @@
 // 32-bit exit code is seen.
 //
 //   parent REPORT --of REQUEST   runs a program in its own directory; the request's lines are files
-//                                for its output and errors, the command line, and the program's
-//                                variables, NAME=VALUE each
+//                                for its input, output and errors, the command line, and the
+//                                program's variables, NAME=VALUE each
 //   parent REPORT PID            waits for a program that another parent started
 //
 // Two lines are added to the report: the program's id, at its end "exit CODE". A call that fails
@@ -21,14 +21,14 @@ static HANDLE Open(const std::string& path, DWORD access, DWORD disposition) {
 
 static void Start(const char* request, PROCESS_INFORMATION& program) {
   std::ifstream lines(request, std::ios::binary);
-  std::string out, err, command, environment;
-  for (std::string* line : {&out, &err, &command}) std::getline(lines, *line);
+  std::string in, out, err, command, environment;
+  for (std::string* line : {&in, &out, &err, &command}) std::getline(lines, *line);
   for (std::string line; std::getline(lines, line);) environment += line + '\0';
   environment += '\0';
   STARTUPINFOA startup{};
   startup.cb = sizeof startup;
   startup.dwFlags = STARTF_USESTDHANDLES;
-  startup.hStdInput = Open("NUL", GENERIC_READ, OPEN_EXISTING);
+  startup.hStdInput = Open(in, GENERIC_READ, OPEN_EXISTING);
   startup.hStdOutput = Open(out, GENERIC_WRITE, CREATE_ALWAYS);
   startup.hStdError = Open(err, GENERIC_WRITE, CREATE_ALWAYS);
   // Wine loses one program in thousands while it starts it, before any of its code.

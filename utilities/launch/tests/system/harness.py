@@ -12,10 +12,11 @@ import shutil
 import subprocess
 import time
 
-LIMIT = 20  # seconds after which a run counts as hanging
+LIMIT = 60  # seconds after which a run counts as hanging
 UPDATE_SET = ("TorvelAssistant.x64", "Torvel.jar", "torvel-win64.dll", "swt-win64.jar", "Slave.jar")
 TARGETS = ("TorvelAssistant.exe", *UPDATE_SET[1:])  # their names where the Assistant is
 Result = collections.namedtuple("Result", "code out err")
+Files = collections.namedtuple("Files", "out err report request")  # of a run: its output, and what its parent tells and is told
 
 
 def read_text(path):
@@ -31,13 +32,13 @@ def wait_until(true, what, limit=LIMIT):
 
 
 class Run:
-    """A started launcher: its process, or that of its parent, and the files with its output and with what its parent reports."""
+    """A started launcher: its process, or that of its parent, and its files."""
 
     def __init__(self, product, files, process):
         self.product, self.files, self.process, self.pid = product, files, process, process.pid
 
     def reported(self, pattern):
-        return re.search(pattern, read_text(self.files[2]), re.M)
+        return re.search(pattern, read_text(self.files.report), re.M)
 
     def kill(self):
         os.kill(self.pid, 9)
@@ -53,7 +54,7 @@ class Run:
         except AssertionError:
             self.kill()
             raise
-        return Result(self.code, *(self.product.lines(read_text(path)) for path in self.files[:2]))
+        return Result(self.code, *(self.product.lines(read_text(path)) for path in (self.files.out, self.files.err)))
 
 
 class Product:
@@ -63,7 +64,7 @@ class Product:
 
     def new_files(self):
         number = next(self.numbers)
-        return [self.folder / f"{number}.{name}" for name in ("out", "err", "report", "request")]
+        return Files(*(self.folder / f"{number}.{name}" for name in Files._fields))
 
     def fake(self, name, target):
         target.parent.mkdir(parents=True, exist_ok=True)
@@ -80,15 +81,15 @@ class Host(Product):
 
     def start(self, *args, cwd, env, own_parent=False, out=None):
         files = self.new_files()
-        parent = ["/bin/sh", "-c", '"$@" & echo $! >"$0"; wait', files[2]] if own_parent else []
+        parent = ["/bin/sh", "-c", '"$@" & echo $! >"$0"; wait', files.report] if own_parent else []
         command = [*parent, self.program, *(arg.encode("latin-1") for arg in args)]
         env = env | {"TSAN_OPTIONS": "atexit_sleep_ms=0"}  # a thread-checked program otherwise sleeps for a second when it ends
-        with open(files[0], "wb") as to_file, open(files[1], "wb") as err:
+        with open(files.out, "wb") as to_file, open(files.err, "wb") as err:
             run = Run(self, files, subprocess.Popen(command, cwd=cwd, env=env, stdin=subprocess.DEVNULL, stdout=out or to_file,
                                                     stderr=err))
         if own_parent:
             wait_until(lambda: run.reported(r"\n"), "the launcher")
-            run.pid = int(read_text(files[2]))
+            run.pid = int(read_text(files.report))
         return run
 
     def watched(self, run):
@@ -104,6 +105,20 @@ class Host(Product):
     def registry(self, folder, text):
         (file := folder / "registry.reg").write_bytes(text.encode("latin-1"))
         return {"TORVEL_HOST_REGISTRY": str(file)}
+
+
+EXPAND = "hex(2):43,00,00,00"  # a registry's value that is a text to be expanded
+
+
+def registry_text(folder, keys):
+    """An export of keys below SOFTWARE with their values; "@" is the folder, and None for the values removes a key."""
+    text = "Windows Registry Editor Version 5.00\n"
+    for key, values in keys.items():
+        text += f"\n[{'-' if values is None else ''}HKEY_LOCAL_MACHINE\\SOFTWARE\\{key}]\n"
+        for name, value in (values or {}).items():
+            quoted = '"' + value.replace("@", folder).replace("\\", "\\\\") + '"'
+            text += f'"{name}"={value if value == EXPAND else quoted}\n'
+    return text
 
 
 def wine_environment(prefix):
@@ -135,15 +150,17 @@ class Windows(Product):
 
     @staticmethod
     def lines(text):
+        text = re.sub("^OpenJDK .* warning: .*\n", "", text, flags=re.M)  # a real runtime's remark, which ends in its own way
         assert not re.search(r"(?<!\r)\n", text), "a line that does not end as the system's text lines do"
         return text.replace("\r\n", "\n")
 
-    def start(self, *args, cwd, env, own_parent=True):
+    def start(self, *args, cwd, env, own_parent=True, stdin=None):
         files = self.new_files()
-        asked = [*map(self.path, files[:2]), subprocess.list2cmdline([self.path(self.program), *args]),
+        asked = [self.path(stdin) if stdin else "NUL", self.path(files.out), self.path(files.err),
+                 subprocess.list2cmdline([self.path(self.program), *args]),
                  *(f"{name}={value}" for name, value in sorted(env.items()))]
-        files[3].write_bytes("\n".join(asked).encode("latin-1"))
-        run = Run(self, files, self.parent(cwd, files[2], "--of", self.path(files[3])))
+        files.request.write_bytes("\n".join(asked).encode("latin-1"))
+        run = Run(self, files, self.parent(cwd, files.report, "--of", self.path(files.request)))
         wait_until(lambda: run.reported(r"\n"), "the launcher")
         return run
 
@@ -151,9 +168,16 @@ class Windows(Product):
         return subprocess.Popen(["wine64", self.fakes / "parent.exe", self.path(report), *asked], cwd=cwd, env=self.wine_env,
                                 stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL)  # Wine's own words are not the launcher's
 
+    def registry(self, folder, text):
+        """Into the registry that all runs share."""
+        (file := folder / "registry.reg").write_text(text, "utf-16")
+        subprocess.run(["wine64", "reg", "import", self.path(file)], env=self.wine_env, check=True, timeout=LIMIT,
+                       stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        return {}
+
     def watched(self, run):
         """By another process, so that its code is seen although its parent is gone."""
-        watcher = self.parent("/", run.files[2], run.reported(r"^\d+")[0])
+        watcher = self.parent("/", run.files.report, run.reported(r"^\d+")[0])
         wait_until(lambda: run.reported(r"\n.*\n"), "the other process")
         return watcher
 

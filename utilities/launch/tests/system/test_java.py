@@ -2,7 +2,7 @@
 import shutil
 
 import pytest
-from harness import addresses_out
+from harness import EXPAND, addresses_out, registry_text
 
 CLASS = "com/drel/torvel/commands/Checksum"
 USUAL = ["-Xmx1024M", "-Xrs"]
@@ -142,7 +142,6 @@ LOOKING, PUBLIC = "Looking for Torvel JRE...", "Looking for public JRE..."
 FOUND, LOADED = "Found Torvel JRE in @", "LoadLibrary success with jvmPath=@"
 NO_KEY, NO_VALUE = [LOOKING, "No installation key found", PUBLIC], [LOOKING, "No installation value found", PUBLIC]
 NO_VERSION, NO_LIBRARY = "No JRE version value found", f"No JRE installation value 'SOFTWARE\\{JAVASOFT}\\%s' found"
-EXPAND = "hex(2):43,00,00,00"  # a value that is a text to be expanded
 
 
 def public(version, key=None, **values):
@@ -170,16 +169,6 @@ DISCOVERY = {
         public("9", "9", RuntimeLib="@clients\\client\\jvm.dll"), ["servers\\client\\jvm.dll", "clients\\server\\jvm.dll!"],
         [*NO_KEY, LOADED + "servers\\client\\jvm.dll"], True),
 }
-
-
-def registry_text(folder, keys):
-    text = "Windows Registry Editor Version 5.00\n"
-    for key, values in keys.items():
-        text += f"\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\{key}]\n"
-        for name, value in values.items():
-            quoted = '"' + value.replace("@", folder).replace("\\", "\\\\") + '"'
-            text += f'"{name}"={value if value == EXPAND else quoted}\n'
-    return text
 
 
 @pytest.mark.parametrize("registry, libraries, lines, loaded", DISCOVERY.values(), ids=DISCOVERY)

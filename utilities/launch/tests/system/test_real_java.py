@@ -1,0 +1,145 @@
+"""Torvel.exe with real Java runtimes for Windows: found in each way, and doing what Java programs do."""
+import os
+import pathlib
+import subprocess
+
+import pytest
+from harness import LIMIT, Workspace, read_text, registry_text, wait_until
+
+CACHE = pathlib.Path(os.environ.get("XDG_CACHE_HOME") or pathlib.Path.home() / ".cache", "torvel")
+JAVASOFT = "JavaSoft\\Java Runtime Environment"
+SOURCE = """
+package com.drel.torvel.commands;
+public class Launch {
+  public static void main(String[] args) throws Exception {
+    String program = ProcessHandle.current().info().command().orElse("?").replaceAll(".*\\\\\\\\", "");
+    System.out.println(program + " with Java " + System.getProperty("java.specification.version"));
+    int code = Integer.parseInt(args[1]);
+    switch (args[0]) {
+      case "exit": System.exit(code);
+      case "halt": Runtime.getRuntime().halt(code);
+      case "thread": Thread other = new Thread(() -> System.exit(code)); other.start(); other.join();
+      case "throw": throw new IllegalStateException("thrown");
+      case "lines": for (int i = 0; i < code; i++) (i % 7 == 0 ? System.err : System.out).println("line " + i); break;
+      case "input": for (int c; (c = System.in.read()) >= 0;) System.out.write(c); System.out.flush(); break;
+      case "arguments": for (int i = 2; i < args.length; i++) System.out.println("[" + args[i] + "]"); break;
+      case "memory": System.out.println(Runtime.getRuntime().maxMemory() / 1024 / 1024 / 100); break;
+      case "sleep": java.nio.file.Files.writeString(java.nio.file.Path.of(args[2]), ProcessHandle.current().pid() + "\\n");
+        Thread.sleep(60_000);
+    }
+  }
+}
+"""
+# What Java does: arguments, exit code, standard output, standard error (of an exception: what is in it).
+ODD = ("--x=y=z", "a b", "=", "%s")
+LINES = {err: "".join(f"line {i}\n" for i in range(20000) if (i % 7 == 0) == err) for err in (False, True)}
+DEEDS = {
+    "returns": (["return", "0"], 0, "", ""),
+    "exit": (["exit", "300"], 300, "", ""),
+    "exit in a thread": (["thread", "-2"], -2, "", ""),
+    "halt": (["halt", "77"], 77, "", ""),
+    "exception": (["throw", "0"], 0, "", "java.lang.IllegalStateException: thrown\n"),
+    "many lines": (["lines", "20000"], 0, LINES[False], LINES[True]),
+    "input": (["input", "0"], 0, "one\ntwo\n", ""),
+    "arguments": (["arguments", "0", *ODD], 0, "".join(f"[{each}]\n" for each in ODD), ""),
+    "memory": (["memory", "0"], 0, "10\n", ""),
+    "less memory": (["memory", "0", "-Xmx350m"], 0, "3\n", ""),
+}
+# Version, way of finding it, what it does.
+TRIED = [
+    ("11", "path", "exit", "many lines"), ("11", "own", "exit in a thread", "input"),
+    ("11", "public", "halt", "less memory"), ("11", "child", "exception", "arguments"),
+    ("17", "path", "exception", "arguments"), ("17", "own", "exit", "memory"),
+    ("17", "public", "returns", "input"), ("17", "child", "exit in a thread", "many lines"),
+    ("21", "path", "exit in a thread", "input"), ("21", "own", "exception", "many lines"),
+    ("21", "public", "exit", "arguments"), ("21", "child", "halt", "less memory"),
+    ("25", "path", "halt", "less memory"), ("25", "own", "returns", "arguments"),
+    ("25", "public", "exception", "many lines"), ("25", "child", "exit", "input"),
+]
+
+
+def in_cache(*parts):
+    if not (path := CACHE.joinpath(*parts)).exists():
+        pytest.skip(f"{'/'.join(parts)} is not there: scripts/setup java could not fetch it")
+    return path
+
+
+@pytest.fixture(scope="module")
+def jar(tmp_path_factory):
+    folder, jdk = tmp_path_factory.mktemp("jar"), os.environ.get("JAVA_HOME", "")
+    tool = (lambda name: pathlib.Path(jdk, "bin", name)) if jdk else str
+    (folder / "Launch.java").write_text(SOURCE)
+    subprocess.run([tool("javac"), "--release", "11", "-d", folder / "classes", folder / "Launch.java"], check=True)
+    subprocess.run([tool("jar"), "--create", "--file", folder / "Torvel.jar", "-C", folder / "classes", "."], check=True)
+    return folder / "Torvel.jar"
+
+
+@pytest.fixture
+def workspace(product, tmp_path, jar):
+    made = Workspace(product, tmp_path)
+    (made.root / "bin/Torvel.jar").write_bytes(jar.read_bytes())
+    (made.root / "input").write_bytes(b"one\r\ntwo\r\n")
+    return made
+
+
+@pytest.fixture
+def found(product, workspace, tmp_path):
+    """Has a runtime found in one way alone."""
+    def find(version, way):
+        home = in_cache("java-windows", version)
+        bin, server = product.path(home / "bin"), product.path(home / "bin/server")
+        workspace.env["PATH"] = {"path": f"{server};{bin}", "server": server, "child": bin}.get(way, "")
+        (tmp_path / "JRE").symlink_to(home)
+        keys = {"own": {"Torvel": {"Install_Dir": product.path(tmp_path)}}, "public": {
+            JAVASOFT: {"CurrentVersion": version}, f"{JAVASOFT}\\{version}": {"RuntimeLib": f"{bin}\\client\\jvm.dll"}}}
+        if way in keys:
+            product.registry(tmp_path, registry_text("", keys[way]))
+
+    yield find
+    product.registry(tmp_path, registry_text("", {"Torvel": None, "JavaSoft": None}))
+
+
+@pytest.mark.parametrize("version, way, deeds", [(version, way, deeds) for version, way, *deeds in TRIED])
+def test_deeds(workspace, product, found, version, way, deeds):
+    found(version, way)
+    for deed in deeds:
+        args, code, out, err = DEEDS[deed]
+        if way == "child" and deed == "exception":
+            code = 1  # of the program `java`
+        program = "java.exe" if way == "child" else "Torvel.exe"
+        result = workspace.run("Launch", *args, stdin=workspace.root / "input")
+        assert (deed, *result[:2]) == (deed, product.code(code), f"{program} with Java {version}\n{out}")
+        assert result.err == err or err in result.err and deed == "exception"
+
+
+@pytest.mark.parametrize("way, env", [("own", {"WINEDLLOVERRIDES": "vcruntime140,vcruntime140_1,msvcp140=n"}), ("server", {})])
+def test_its_own_libraries_are_found(workspace, found, way, env):
+    """Without the C++ runtime in the system; with nothing of it on PATH but the folder of jvm.dll."""
+    found("17", way)
+    assert workspace.run("Launch", "return", "0", env=env) == (0, "Torvel.exe with Java 17\n", "")
+
+
+def test_ninja_killed(workspace, product, found, tmp_path):
+    found("25", "path")
+    ninja, report, slept = in_cache("windows-tools/ninja/ninja.exe"), tmp_path / "report", tmp_path / "pid"
+    (workspace.root / "build.ninja").write_text(
+        f"rule torvel\n  command = {product.path(product.program)} launch sleep 0 {product.path(slept)}\nbuild out: torvel\n")
+    env = product.wine_env | {"WINEPATH": workspace.env["PATH"]}
+    with subprocess.Popen(["wine64", ninja], cwd=workspace.root, env=env, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as parent:
+        wait_until(lambda: read_text(slept).endswith("\n"), "Java")
+        watcher = product.parent("/", report, read_text(slept).strip())
+        wait_until(lambda: "\n" in read_text(report), "the process that watches")
+        parent.kill()
+    assert watcher.wait(LIMIT) == 0 and read_text(report).splitlines()[1] == "exit 1"
+
+
+def test_output_through_cmake(workspace, product, found):
+    """Which reads a pipe, and gets what Java prints in a child process too."""
+    found("21", "child")
+    cmake = in_cache("windows-tools/cmake/bin/cmake.exe")
+    (workspace.root / "run.cmake").write_text(
+        f"execute_process(COMMAND [[{product.path(product.program)}]] launch arguments 0 [[a b]] OUTPUT_VARIABLE out "
+        "RESULT_VARIABLE code)\nfile(WRITE said \"${out}${code}\")\n")
+    env = product.wine_env | {"WINEPATH": workspace.env["PATH"]}
+    subprocess.run(["wine64", cmake, "-P", "run.cmake"], cwd=workspace.root, env=env, timeout=LIMIT, check=True)
+    assert read_text(workspace.root / "said") == "java.exe with Java 21\r\n[a b]\r\n0"
