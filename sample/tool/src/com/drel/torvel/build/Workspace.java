@@ -8,7 +8,7 @@ import java.nio.file.Path;
 import java.nio.file.SimpleFileVisitor;
 import java.nio.file.attribute.BasicFileAttributes;
 import java.util.ArrayList;
-import java.util.Collections;
+import java.util.Comparator;
 import java.util.List;
 
 /**
@@ -78,7 +78,7 @@ final class Workspace {
         return root.resolve(directory).resolve(configuration);
     }
 
-    /** The Java sources below a target, in the order of their names. */
+    /** The Java sources below a target, in the order of their names, which ignores no letter case on any system. */
     List<Path> sources(Path target) throws IOException {
         List<Path> sources = new ArrayList<>();
         Files.walkFileTree(target, new SimpleFileVisitor<Path>() {
@@ -95,7 +95,7 @@ final class Workspace {
                 return FileVisitResult.CONTINUE;
             }
         });
-        Collections.sort(sources);
+        sources.sort(Comparator.comparing(this::name));
         return sources;
     }
 

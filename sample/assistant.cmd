@@ -1,0 +1,25 @@
+@echo off
+rem Usage: assistant [directory]
+rem
+rem Puts this workspace's Assistant into a directory of its own, as an update by the launcher would, and starts it there.
+rem By default that is %LOCALAPPDATA%\TorvelAssistant.
+setlocal
+set "home=%~1"
+if "%home%"=="" set "home=%LOCALAPPDATA%\TorvelAssistant"
+if "%home:~0,1%"=="/" goto usage
+if "%home:~0,1%"=="-" goto usage
+if not exist "%home%\" mkdir "%home%"
+copy /y "%~dp0bin\TorvelAssistant.x64" "%home%\TorvelAssistant.exe" >nul
+if errorlevel 1 exit /b 1
+for %%f in (Torvel.jar torvel-win64.dll swt-win64.jar Slave.jar) do (
+    copy /y "%~dp0bin\%%f" "%home%\%%f" >nul
+    if errorlevel 1 exit /b 1
+)
+"%home%\TorvelAssistant.exe"
+if errorlevel 1 exit /b 1
+echo The Assistant runs in %home%: what it says goes into TorvelAssistant.log there.
+exit /b 0
+
+:usage
+echo Usage: assistant [directory]
+exit /b 2
