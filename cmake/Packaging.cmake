@@ -9,6 +9,7 @@ set(CPACK_PACKAGE_FILE_NAME ${PROJECT_NAME}-${PROJECT_VERSION}-win64)
 set(CPACK_PACKAGE_DIRECTORY ${CMAKE_BINARY_DIR})
 set(CPACK_PACKAGE_VENDOR ${PROJECT_NAME})
 set(CPACK_STRIP_FILES ON)
+set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_SOURCE_DIR}/cmake/PackagedFiles.cmake)
 # CPack takes the installer's script from the module path.
 list(APPEND CMAKE_MODULE_PATH ${CMAKE_SOURCE_DIR}/packaging)
 include(CPack)
