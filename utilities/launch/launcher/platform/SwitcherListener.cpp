@@ -37,9 +37,8 @@ class SwitcherListener : public Thread {
       Print("Warning: Parent process unknown, cannot terminate on its exit\n");
       return;
     }
-    const Handle parent(OpenProcess(SYNCHRONIZE | PROCESS_QUERY_INFORMATION, FALSE, parentId));
-    // A process that has ended can be opened for as long as anybody holds it.
-    if (!parent || WaitForSingleObject(parent.Get(), 0) == WAIT_OBJECT_0) {
+    const Handle parent(OpenRunningProcess(parentId));
+    if (!parent) {
       Print("Warning: Failed to get handle to parent process, cannot terminate on its exit\n");
       return;
     }
@@ -83,4 +82,13 @@ DWORD FindParentProcessId(DWORD processId) {
     entry.dwSize = sizeof entry;
   }
   return 0;
+}
+
+HANDLE OpenRunningProcess(DWORD processId) {
+  const HANDLE process = OpenProcess(SYNCHRONIZE | PROCESS_QUERY_INFORMATION, FALSE, processId);
+  if (process != nullptr && WaitForSingleObject(process, 0) == WAIT_OBJECT_0) {
+    CloseHandle(process);
+    return nullptr;
+  }
+  return process;
 }

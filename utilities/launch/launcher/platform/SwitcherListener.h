@@ -9,3 +9,7 @@ void StartSwitcherListener();
 
 // The id of the process's parent; 0 when it cannot be found.
 DWORD FindParentProcessId(DWORD processId);
+
+// The process, to be waited for; the caller closes the handle. Null when it cannot be opened or has
+// ended, since one that has ended can be opened for as long as anybody holds it.
+HANDLE OpenRunningProcess(DWORD processId);

@@ -1,7 +1,7 @@
 // A Java runtime's library that runs no Java: it records each call, in order, into the file
 // FAKE_JVM_LOG and behaves as FAKE_JVM says: create-fails, no-class, no-main, no-array, exception,
 // exit=N (the hook is called with N inside main), prints (one line to standard output, past any
-// buffer of the caller), sleeps=MS.
+// buffer of the caller), sleeps=MS, load-sleeps=MS (while the system's loader holds its lock).
 #include <jni.h>
 #include <unistd.h>
 
@@ -32,6 +32,14 @@ Reference MakeObject(const std::string& text) {
 std::string& At(jobject reference) {
   return *reinterpret_cast<std::string*>(reference);
 }
+
+const bool isLoaded = [] {
+  if (const auto milliseconds = Asked("load-sleeps")) {
+    Log("loading");
+    Pause(milliseconds);
+  }
+  return true;
+}();
 
 void JNICALL CallStaticVoidMethod(JNIEnv*, jclass type, jmethodID method, ...) {
   va_list arguments;

@@ -122,11 +122,16 @@ def test_update_refused(request, workspace, assistant, behind, tmp_path, name):
     assert {path.name: path.read_text() for path in target.iterdir()} == expected and assistant.version == "2.8.9"
 
 
-def test_keep_alive_closes_first(workspace, tmp_path, behind, assistant):
-    behind(f'strace -f -qq -e trace=shutdown -o {tmp_path}/calls "$@"')
-    assert workspace.run("Build", "T").code == 5
-    keep_alive, connection = re.findall(r"shutdown\((\d+)", (tmp_path / "calls").read_text())
-    assert int(keep_alive) > int(connection)  # it was opened later
+def test_order_of_closing_and_one_write_a_line(workspace, tmp_path, behind, assistant):
+    behind(f'strace -f -qq -s 9999 -e trace=shutdown,write -o {tmp_path}/calls "$@"')
+    assistant.answer(" one", "!two", " " + "3" * 5000)
+    result, calls = workspace.run("Build", "T", "--debug"), (tmp_path / "calls").read_text()
+    keep_alive, connection = re.findall(r"shutdown\((\d+)", calls)
+    assert result.code == 5 and int(keep_alive) > int(connection)  # it was opened later
+    written = re.findall(r'write\([12], "(.*)", \d+\) +=', calls)
+    assert "".join(written).count("\\n") == (result.out + result.err).count("\n")
+    assert {"one\\n", "two\\n", "3" * 5000 + "\\n", "Launching...\\n"} <= set(written)
+    assert all(text.count("\\n") == 1 for text in written if not text.startswith("Assistant KeepAlive"))
 
 
 @pytest.mark.parametrize("command", ["Checksum", "Build"])

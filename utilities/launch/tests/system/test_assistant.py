@@ -106,10 +106,13 @@ def restart(connection, answer, junk=b"", delay=0.0):
     connection.close()
 
 
-@pytest.mark.parametrize("slave, refused, old", [(True, 0, False), (False, 0, True), (True, 2, True)],
-                         ids=["all five, slow to close", "no Slave.jar, bin/lib/, over old files", "back at the third attempt"])
-def test_update(workspace, product, assistant, old_assistant, slave, refused, old):
+# A NUL in what the Assistant calls its directory, escaped, raw or by its low 8 bits, must not take the files' names off.
+@pytest.mark.parametrize("slave, refused, old, nul", [
+    (True, 0, False, "%00"), (False, 0, True, "\0"), (True, 2, True, "\u0100")],
+    ids=["all five, slow to close", "no Slave.jar, bin/lib/, over old files", "back at the third attempt"])
+def test_update(workspace, product, assistant, old_assistant, slave, refused, old, nul):
     place, answer = old_assistant
+    answer = answer.replace("|", f"{nul}/x|")
     pairs = list(zip(TARGETS, UPDATE_SET))
     if not slave:
         pairs.pop()
@@ -298,6 +301,28 @@ def test_reader_that_goes(workspace, product, assistant):
     run = workspace.start("Build", out=writing)
     os.close(writing)
     assert run.wait().code in (9, -13)
+
+
+@pytest.mark.parametrize("kind", ["full disk", "stream that would block"])
+def test_output_that_cannot_be_written(workspace, product, assistant, kind):
+    """A stream that would block is waited for; of a full disk the user is told, once."""
+    if product.windows:
+        pytest.skip("the host's devices and pipes are at hand")
+    assistant.answers(b"".join(text(f" {i:099}") for i in range(3000)) + NULL + number(9))
+    if kind == "full disk":
+        with open("/dev/full", "wb") as full:
+            run = workspace.start("Build", out=full)
+        told = "Torvel: standard output cannot be written: There is not enough space on the disk.\n"
+        assert run.wait() == (9, "", told)
+        return
+    reading, writing = os.pipe()
+    os.set_blocking(writing, False)
+    run = workspace.start("Build", out=writing)
+    os.close(writing)
+    time.sleep(0.3)  # the pipe is full by now
+    with open(reading) as pipe:
+        assert pipe.read() == "".join(f"{i:099}\n" for i in range(3000))
+    assert run.wait() == (9, "", "")
 
 
 def test_refused_keep_alive_counts_as_opened(workspace, assistant):

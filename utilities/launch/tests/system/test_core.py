@@ -73,12 +73,20 @@ def test_failed_search(workspace, product, tmp_path):
         assert workspace.run("--debug", "Bild", option, cwd=outside) == (product.code(-1), out, "")
 
 
+def test_start_that_cannot_be_entered_again(workspace, product):
+    """By the name that the system's narrow texts give it. Another target would be built otherwise."""
+    start = workspace.root / "src" / ("\u0416\u0443\u043a" if product.windows else "a\\b")
+    start.mkdir()
+    assert workspace.run("Build", "T", cwd=start) == (product.code(-1), OUTSIDE, "")
+
+
 # Arguments, directory to start in, what the search says.
 FOUND = [
     (["--workspace=", "--Vok", "--Jar=x", "--Workspace=x"], "src/game", dict(not_in=("src/game", "src"), start="src/game/")),
     (["--vok=0", "--jar=bin"], ".", dict(jar="VokTools/bin/", lib="VokTools/bin/lib/", listed=["VokTools/bin/"])),
     (["--jar=none;;tools\\jars\\;bin", "--workspace=nonesuch"], ".",  # of which one at most counts
      dict(jar="tools\\jars\\", lib="tools\\jars\\swt/", listed=["none/", "./", "tools\\jars\\", "bin/"])),
+    (["--jar=all/"], ".", dict(jar="all/", lib="all/", listed=["all/"])),
     (["--workspace=../.."], "src/game", dict(start="src/game/")),
     (["--workspace=src"], ".", {}),  # which is none: back to the start
 ]
@@ -86,7 +94,8 @@ FOUND = [
 
 def test_search(workspace, product):
     workspace.add(*(f"{folder}/Torvel.jar" for folder in ("build/torvel/bin", "VokTools/bin", "tools/jars")))
-    workspace.add("tools/jars/swt/torvel-win64.dll")
+    workspace.add("all/Torvel.jar", "tools/jars/swt/torvel-win64.dll",
+                  *(f"all/{below}torvel-win64.dll" for below in ("", "swt/", "lib/")))
     for args, cwd, said in FOUND:
         start = said.get("start", "")
         out = workspace.search(**said | {"start": start.replace("src/", "src\\") if product.windows else start}) + unknown("bild")

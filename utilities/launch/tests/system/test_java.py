@@ -1,4 +1,5 @@
 """Java commands: the runtime found, the class run in it, the fall-back to a `java` child."""
+import pathlib
 import shutil
 
 import pytest
@@ -135,6 +136,28 @@ def test_no_java_to_start(workspace, product):
             "Java process returned -1"])
 
 
+# What a file named release says, how many directories above the runtime's own; the version by which the option is left out.
+RELEASES = [('JAVA_VERSION="1.8.0_292"\n', 2, None), ('X="1"\r\nJAVA_VERSION="21.0.8"\r\n', 4, 21),
+            ('JAVA_VERSION="13.0.2"', 1, None), ('JAVA_VERSION="14"', 2, 14), ("JAVA_VERSION=25-ea", 1, 25),
+            ('#JAVA_VERSION="17"\nJAVA_VERSION="new"', 2, None), ('JAVA_VERSION="17"', 6, None)]
+RETIRED = "-XX:+UseConcMarkSweepGC"
+
+
+@pytest.mark.parametrize("way", ["in process", "child"])
+def test_retired_option_is_left_out_where_it_is_known_to_be(workspace, product, tmp_path, way):
+    workspace.tools = tmp_path.joinpath("a", "b", "c", "d", "e")
+    workspace.env["PATH"] = product.path(workspace.tools)
+    (workspace.use_jvm if way == "in process" else workspace.use_java)("exit=9")
+    for text, above, version in RELEASES:
+        (release := workspace.tools.joinpath(*[".."] * above, "release")).write_text(text)
+        result = workspace.run("Checksum", "--debug")
+        said = f"Left out {RETIRED}, which Java {version} does not know\n"
+        assert (text, result.code, said in result.out) == (text, 9, version is not None)
+        assert any(RETIRED in line for line in workspace.logged()) == (version is None)
+        workspace.log.unlink()
+        release.unlink()
+
+
 JAVASOFT = "JavaSoft\\Java Runtime Environment"
 OWN = {"Torvel": {"Install_Dir": "@own"}}
 CLIENT, SERVER = "own\\JRE\\bin\\client\\jvm.dll", "own\\JRE\\bin\\server\\jvm.dll"
@@ -142,6 +165,7 @@ LOOKING, PUBLIC = "Looking for Torvel JRE...", "Looking for public JRE..."
 FOUND, LOADED = "Found Torvel JRE in @", "LoadLibrary success with jvmPath=@"
 NO_KEY, NO_VALUE = [LOOKING, "No installation key found", PUBLIC], [LOOKING, "No installation value found", PUBLIC]
 NO_VERSION, NO_LIBRARY = "No JRE version value found", f"No JRE installation value 'SOFTWARE\\{JAVASOFT}\\%s' found"
+FITS = "/" + "x" * 258  # 260 bytes with its NUL
 
 
 def public(version, key=None, **values):
@@ -165,6 +189,8 @@ DISCOVERY = {
         public("17"), [], [*NO_KEY, f"No JRE installation key 'SOFTWARE\\{JAVASOFT}\\17' found", NO_VERSION], False),
     "version is no number, library missing": (public("x", "0", Other="x"), [], [*NO_KEY, NO_LIBRARY % 0, NO_VERSION], False),
     "library of another type": (public("1.8", "1.8", RuntimeLib=EXPAND), [], [*NO_KEY, NO_LIBRARY % 1.8, NO_VERSION], False),
+    "path that fits": (public("9", "9", RuntimeLib=FITS), [], NO_KEY, False),
+    "path that does not": (public("9", "9", RuntimeLib=FITS + "x"), [], [*NO_KEY, NO_LIBRARY % 9, NO_VERSION], False),
     "first client in the path becomes server": (
         public("9", "9", RuntimeLib="@clients\\client\\jvm.dll"), ["servers\\client\\jvm.dll", "clients\\server\\jvm.dll!"],
         [*NO_KEY, LOADED + "servers\\client\\jvm.dll"], True),
@@ -193,3 +219,15 @@ def test_library_search_comes_first(workspace, product):
     workspace.use_jvm("exit=8", folder=workspace.root if product.windows else None)
     result = workspace.run("Checksum", "--debug")
     assert (result.code, debug_tail(result, "Locating JVM DLL and creating VM...")[0]) == (8, "JVM args:")
+
+
+def test_own_path_ends_at_259_characters(workspace, product, tmp_path):
+    if product.windows:
+        pytest.skip("see above")
+    for size in (259, 260):
+        install = str(tmp_path / "x").ljust(size - len("/JRE/bin/server/jvm.dll"), "x")
+        workspace.use_jvm("exit=8", folder=tmp_path / "unused")
+        workspace.use_java("exit=77")
+        product.fake("fake_jvm.so", pathlib.Path(install, "JRE/bin/server/jvm.dll"))
+        env = product.registry(tmp_path, registry_text("", {"Torvel": {"Install_Dir": install}}))
+        assert workspace.run("Checksum", env=env).code == {259: 8, 260: 77}[size]

@@ -5,17 +5,26 @@
 #include "java/WorkspaceSearch.h"
 #include "platform/Files.h"
 #include "platform/LaunchFailure.h"
+#include "platform/Owner.h"
 #include "platform/Socket.h"
+#include "platform/SwitcherListener.h"
 
 TEST(Paths, StartIsWhatLiesBelowTheRoot) {
-  const std::pair<const char*, const char*> rows[] = {{"C:\\work\\src\\game/", "src\\game/"},
-                                                      {"c:\\WORK/src/", "src/"},
-                                                      {"C:\\work\\\\src/", "src/"},
-                                                      {"C:\\work//src/", "/src/"},
-                                                      {"C:\\work/", ""},
-                                                      {"C:\\workshop/src/", ""}};
-  for (const auto& [start, below] : rows) {
-    EXPECT_EQ(StartPathBelow("C:\\work/", start), below) << start;
+  const std::tuple<const char*, const char*, const char*> rows[] = {
+      {"C:\\work/", "C:\\work\\src\\game/", "src\\game/"},
+      {"C:\\work/", "c:\\WORK/src/", "src/"},
+      {"C:\\work/", "C:\\work\\\\src/", "src/"},
+      {"C:\\work/", "C:\\work//src/", "/src/"},
+      {"C:\\work/", "C:\\work/", ""},
+      {"C:\\work/", "C:\\workshop/src/", ""},
+      // At the top of a drive, or of the host's tree, the separator is there already.
+      {"C:\\/", "C:\\src\\game/", "src\\game/"},
+      {"C:\\/", "C:\\/", ""},
+      {"C:\\/", "D:\\src/", ""},
+      {"//", "/src/", "src/"},
+      {"//", "//", ""}};
+  for (const auto& [root, start, below] : rows) {
+    EXPECT_EQ(StartPathBelow(root, start), below) << start;
   }
 }
 
@@ -55,6 +64,21 @@ TEST(Socket, KeepsTheErrorOfItsOwnFailures) {
   EXPECT_EQ(socket.GetError(), 0U);
 }
 
+TEST(Watcher, DoesNotWatchAParentThatHasEnded) {
+  STARTUPINFOA startup = {};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION child = {};
+  std::string line = "java";
+  ASSERT_TRUE(CreateProcessA(FAKE_JAVA, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                             &startup, &child));
+  WaitForSingleObject(child.hProcess, INFINITE);
+  EXPECT_EQ(OpenRunningProcess(child.dwProcessId), nullptr);  // though it is held here
+  const Handle self(OpenRunningProcess(GetCurrentProcessId()));
+  EXPECT_TRUE(self);
+  CloseHandle(child.hThread);
+  CloseHandle(child.hProcess);
+}
+
 TEST(PropertyMap, ParsesAndFormats) {
   const std::pair<const char*, const char*> rows[] = {
       {"version=2.8.10||junk|cwd=C:%5cx", "cwd=C:\\x|version=2.8.10"},
@@ -65,6 +89,7 @@ TEST(PropertyMap, ParsesAndFormats) {
       {"a%3Db%7C=%7c%0a%0A%25", "a%3db%7c=%7c%0a%0a%25"},
       {"a=\r\"\xFF\t", "a=\r\"\xFF\t"},
       {"a=%253d%4%41b%4", "a=%253d@41b%254"},
+      {"%61%4a%4B%4C%4d%5F=%39%38%37%36%35%34%33%32%31%30", "aJKLM_=9876543210"},
   };
   for (const auto& [text, formatted] : rows) {
     PropertyMap map;
