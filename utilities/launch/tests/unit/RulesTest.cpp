@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <winsock2.h>
 
 #include "CommandLineParameters.h"
 #include "assistant/PropertyMap.h"
