@@ -1,6 +1,6 @@
 """Adds up what the suites of a test run reported, prints "N passed, N failed" and exits with 1 when anything failed.
 
-A folder holds JUnit reports (*.xml) and the files `passed` and `failed` with one name per line.
+A folder holds JUnit reports (*.xml) and the files `passed`, `failed` and `skipped` with one name per line.
 """
 
 import pathlib
@@ -13,7 +13,7 @@ def names(path):
 
 
 def main(folder):
-    passed, failed, skipped = len(names(folder / "passed")), len(names(folder / "failed")), 0
+    passed, failed, skipped = (len(names(folder / kind)) for kind in ("passed", "failed", "skipped"))
     for report in sorted(folder.glob("*.xml")):
         for case in xml.etree.ElementTree.parse(report).iter("testcase"):
             if case.find("failure") is not None or case.find("error") is not None:
