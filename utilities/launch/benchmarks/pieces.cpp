@@ -7,7 +7,7 @@
 
 #include "CommandLineText.h"
 #include "Framing.h"
-#include "assistant/AssistantConnection.h"
+#include "assistant/AssistantWire.h"
 #include "assistant/PropertyMap.h"
 #include "platform/Socket.h"
 
@@ -25,7 +25,7 @@ class Conversation {
     Check(::bind(listener, reinterpret_cast<sockaddr*>(&address), size), "bind");
     Check(::listen(listener, 1), "listen");
     Check(::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size), "getsockname");
-    m_Assistant = std::make_unique<AssistantConnection>(
+    m_Wire = std::make_unique<AssistantWire>(
         std::make_unique<Socket>("127.0.0.1", ntohs(address.sin_port), SOCK_STREAM, AF_INET, 0));
     const int descriptor = Check(::accept(listener, nullptr, nullptr), "accept");
     ::close(listener);
@@ -35,15 +35,15 @@ class Conversation {
     });
   }
   ~Conversation() {
-    m_Assistant.reset();
+    m_Wire.reset();
     m_Peer.join();
   }
 
-  AssistantConnection& Assistant() { return *m_Assistant; }
+  AssistantWire& Wire() { return *m_Wire; }
 
  private:
   SocketStartup m_Sockets;
-  std::unique_ptr<AssistantConnection> m_Assistant;
+  std::unique_ptr<AssistantWire> m_Wire;
   std::thread m_Peer;
 };
 
@@ -63,7 +63,7 @@ void ReceiveString(benchmark::State& state) {
   });
   std::string text;
   for (auto _ : state) {
-    if (!conversation.Assistant().ReceiveString(text)) {
+    if (!conversation.Wire().ReceiveString(text)) {
       state.SkipWithError("the connection broke");
       break;
     }
@@ -80,7 +80,7 @@ void SendString(benchmark::State& state) {
     }
   });
   for (auto _ : state) {
-    if (!conversation.Assistant().SendString(text)) {
+    if (!conversation.Wire().SendString(text)) {
       state.SkipWithError("the connection broke");
       break;
     }

@@ -1,6 +1,8 @@
 #include "assistant/PropertyMap.h"
 
 #include <cctype>
+
+#include <algorithm>
 #include <utility>
 
 namespace {
@@ -25,17 +27,18 @@ int HexDigitValue(char character) {
 // In whole runs: an environment has tens of thousands of characters, few of them to be escaped.
 void EscapeProperty(std::string& out, std::string_view text) {
   static const char kHexDigits[] = "0123456789abcdef";
-  size_t begin = 0;
-  for (size_t i = 0; i < text.size(); ++i) {
-    if (NeedsEscape(text[i])) {
-      out.append(text, begin, i - begin);
-      out += '%';
-      out += kHexDigits[text[i] >> 4];
-      out += kHexDigits[text[i] & 15];
-      begin = i + 1;
+  const auto* run = text.begin();
+  for (;;) {
+    const auto* end = std::find_if(run, text.end(), NeedsEscape);
+    out.append(run, end);
+    if (end == text.end()) {
+      return;
     }
+    out += '%';
+    out += kHexDigits[*end >> 4];
+    out += kHexDigits[*end & 15];
+    run = end + 1;
   }
-  out.append(text, begin);
 }
 
 std::string UnescapeProperty(std::string_view range) {
