@@ -50,7 +50,7 @@ void Serve(int descriptor, Answer& answer) {
     return;
   }
   std::string status;
-  AppendString(status, "cwd=/nonexistent|version=2.8.10");
+  AppendString(status, "cwd=/nonexistent|version=" TORVEL_VERSION);
   SendAll(descriptor, status.data(), status.size());
 
   std::int32_t count = 0;

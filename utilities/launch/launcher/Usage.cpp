@@ -4,7 +4,7 @@
 
 void PrintUsage() {
   Write(stdout,
-        "Torvel Launcher 2.8.10\n"
+        "Torvel Launcher " TORVEL_VERSION "\n"
         "\n"
         "Usage: Torvel <command> [launch options]\n"
         "\n"

@@ -10,7 +10,7 @@
 
 namespace {
 
-const char kRequiredVersion[] = "2.8.10";
+const char kRequiredVersion[] = TORVEL_VERSION;
 constexpr uint16_t kAssistantPort = 8118;
 constexpr int kReconnectAttempts = 20;
 constexpr unsigned kReconnectPauseMilliseconds = 500;
