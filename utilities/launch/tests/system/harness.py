@@ -7,10 +7,13 @@ import ctypes
 import functools
 import itertools
 import os
+import pathlib
 import re
 import shutil
 import subprocess
 import time
+
+import pytest
 
 LIMIT = 60  # seconds after which a run counts as hanging
 UPDATE_SET = ("TorvelAssistant.x64", "Torvel.jar", "torvel-win64.dll", "swt-win64.jar", "Slave.jar")
@@ -22,6 +25,14 @@ Files = collections.namedtuple("Files", "out err report request")  # of a run: i
 def read_text(path):
     """Each byte as the character of that number, so that nothing is lost or refused."""
     return path.read_bytes().decode("latin-1") if path.exists() else ""
+
+
+def in_cache(*parts):
+    """What scripts/setup fetches; a test that needs what it could not fetch is skipped."""
+    cache = pathlib.Path(os.environ.get("XDG_CACHE_HOME") or pathlib.Path.home() / ".cache", "torvel")
+    if not (path := cache.joinpath(*parts)).exists():
+        pytest.skip(f"{'/'.join(parts)} is not there: scripts/setup java could not fetch it")
+    return path
 
 
 def wait_until(true, what, limit=LIMIT):

@@ -4,9 +4,8 @@ import pathlib
 import subprocess
 
 import pytest
-from harness import LIMIT, Workspace, read_text, registry_text, wait_until
+from harness import LIMIT, Workspace, in_cache, read_text, registry_text, wait_until
 
-CACHE = pathlib.Path(os.environ.get("XDG_CACHE_HOME") or pathlib.Path.home() / ".cache", "torvel")
 JAVASOFT = "JavaSoft\\Java Runtime Environment"
 SOURCE = """
 package com.drel.torvel.commands;
@@ -56,12 +55,6 @@ TRIED = [
     ("25", "path", "halt", "less memory"), ("25", "own", "returns", "arguments"),
     ("25", "public", "exception", "many lines"), ("25", "child", "exit", "input"),
 ]
-
-
-def in_cache(*parts):
-    if not (path := CACHE.joinpath(*parts)).exists():
-        pytest.skip(f"{'/'.join(parts)} is not there: scripts/setup java could not fetch it")
-    return path
 
 
 @pytest.fixture(scope="module")
