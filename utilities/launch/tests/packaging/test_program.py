@@ -16,6 +16,7 @@ PATTERNS = {"host": {
     "random addresses, data that is not executable": r"HIGH_ENTROPY_VA\n\s+DYNAMIC_BASE\n\s+NX_COMPAT\n",
     "relocations": r"Entry 5 \w+ (?!0+ )\w+ Base Relocation", "no stripped ones": "Relocations stripped",
     "kernel": "DLL Name: KERNEL32.dll", "no others": r"DLL Name: (?!(?i:advapi32|kernel32|msvcrt|ws2_32)\.dll\n)",
+    "stack of the main thread": r"SizeOfStackReserve\s+0*800000\n", "no cryptography at the start": "CryptAcquireContext",
     "version": r"FILEVERSION 2, 8, 10, 0\s+PRODUCTVERSION 2, 8, 10, 0\s", "no debug information": r"\.debug",
     "texts": r"BEGIN\s+" + r'VALUE "%s", "%s"\s+' * 6 % (
         "FileDescription", "Command-line launcher of the Torvel build tool", "FileVersion", "2.8.10", "InternalName",

@@ -38,7 +38,7 @@ def spawned(workspace, args, user=USUAL):
 # Arguments after the command, arguments that main gets, options of the user and for him.
 PASSED = [
     ([], [], USUAL),
-    (["--file=a=b==c", "=x", "n=", "plain", "a b", "%s"], ["--file=a=b==c", "=x", "n=", "plain", "a b", "%s"], USUAL),
+    (["--file=a=b==c", "=x", "n=", "bi*", "a b", "%s"], ["--file=a=b==c", "=x", "n=", "bi*", "a b", "%s"], USUAL),
     (["-Xmx1g", "-Xint", "a", "-Xmx2g", "-XX:X=1=2", "-Xrs"], ["a"], ["-Xrs", "-Xint", "-Xmx2g", "-XX:X=1=2", "-Xrs"]),
     (["-Xmn3", "-Xmx2", "-Xm", "-Xmx", "-XMX4", "-Xm"], [], ["-Xrs", "-Xmn3", "-Xm", "-Xmx", "-XMX4", "-Xm"]),
     (["--jar=bin", "--jar=x", "--workspace=y", "--debug"], ["--jar=x", "--workspace=y"], USUAL),
