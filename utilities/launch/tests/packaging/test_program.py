@@ -31,7 +31,7 @@ def test_program_file(request, build, tmp_path):
     if product == "windows":
         with zipfile.ZipFile(build / "Torvel-2.8.10-win64.zip") as package:
             package.extractall(tmp_path)
-        [program] = [file for file in tmp_path.glob("*/*") if file.name != "doc"]
+        [program] = [file for file in tmp_path.glob("*/*") if file.name not in ("doc", "sample")]
         assert program.name == "Torvel.exe" and (program.parent / "doc/docs/windows.md").exists()
     printed = "".join(subprocess.check_output([*tool.split(), program], text=True) for tool in TOOLS[product])
     for name, pattern in PATTERNS[product].items():

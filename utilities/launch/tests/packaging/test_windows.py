@@ -2,9 +2,11 @@
 import re
 import shutil
 import subprocess
+import zipfile
+import zlib
 
 import pytest
-from harness import end_wine, wait_until, wine_environment
+from harness import end_wine, in_cache, wait_until, wine_environment
 
 TOOL = r"HKEY_LOCAL_MACHINE\SOFTWARE\Torvel"
 INSTALLED = r"HKEY_LOCAL_MACHINE\SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall\Torvel"
@@ -21,11 +23,11 @@ class Machine:
         self.env, self.drive = wine_environment(prefix), prefix / "drive_c"
         self.folder = self.drive / "Program Files/Torvel"
 
-    def wine(self, *command, **env):
+    def wine(self, *command, cwd=None, **env):
         """The exit code and the output, through a file: what Wine starts beside the program would hold a pipe open."""
         output = self.drive / "windows/output"
         with output.open("wb") as file:
-            code = subprocess.run(["wine64", *command], env=self.env | env, timeout=120, stdin=subprocess.DEVNULL,
+            code = subprocess.run(["wine64", *command], cwd=cwd, env=self.env | env, timeout=120, stdin=subprocess.DEVNULL,
                                   stdout=file, stderr=subprocess.DEVNULL).returncode
         return code, output.read_bytes().decode()
 
@@ -73,7 +75,7 @@ def test_installed_used_and_removed(machine, build, tmp_path):
     machine.install(*f"/D={FOLDER}".split())  # unquoted; it takes the place of the first
     now = machine.state()
     assert not (machine.drive / "Torvel").exists() and now["path"] == f"{before['path']};{FOLDER}"
-    assert {file.name for file in machine.folder.iterdir()} == {"Torvel.exe", "Uninstall.exe", "doc"}
+    assert {file.name for file in machine.folder.iterdir()} == {"Torvel.exe", "Uninstall.exe", "doc", "sample"}
     assert set(re.findall(r"    (\w+)    REG_SZ    (.*)\r", now[TOOL] + now[INSTALLED])) >= {
         ("Install_Dir", FOLDER), ("DisplayName", "Torvel"), ("DisplayVersion", "2.8.10"), ("Publisher", "Torvel"),
         ("UninstallString", f'"{FOLDER}\\Uninstall.exe"')}
@@ -92,10 +94,32 @@ def test_installed_used_and_removed(machine, build, tmp_path):
     assert code == 0 and "[a.txt]" in (tmp_path / "log").read_text()
 
     # What the user put there is the user's; without it nothing is left.
+    (machine.folder / "sample/out/Release").mkdir(parents=True)
     machine.remove()
-    assert [file.name for file in machine.folder.iterdir()] == ["JRE"]
+    assert {str(path.relative_to(machine.folder)) for path in machine.folder.rglob("*") if "JRE" not in path.parts} == {
+        "sample", "sample/out", "sample/out/Release"}
     shutil.rmtree(machine.folder)
     assert machine.state() == before
+
+
+def test_zip_holds_the_sample_ready_to_use(machine, build, tmp_path):
+    java = str(in_cache("java-windows/17/bin")).replace("/", "\\")
+    with zipfile.ZipFile(build / "Torvel-2.8.10-win64.zip") as package:
+        package.extractall(tmp_path)
+    [sample] = tmp_path.glob("*/sample")
+
+    def run(*commands):
+        lines = [f"@{command} 2>&1\r\n@echo code %errorlevel%\r\n" for command in commands]
+        (sample / "try.cmd").write_text("".join(lines))
+        return machine.wine("cmd", "/c", "try.cmd", cwd=sample, WINEPATH=f"Z:{java}\\server;Z:{java}")[1].replace("\r\n", "\n")
+
+    crc = zlib.crc32((sample / "game/Game.java").read_bytes())
+    assert re.fullmatch(
+        rf"CRC-32   {crc:08x}\nSHA-256  \w{{64}}\ncode 0\n"
+        r"The Java in Z:.*17 has no compiler: a build needs a JDK\.\ncode 1\n"
+        r"The Assistant runs in C:\\users\\.*\\TorvelAssistant: .*\ncode 0\n",
+        said := run(r"..\Torvel checksum game\Game.java", r"..\Torvel build game Release", "call assistant.cmd")), said
+    wait_until(lambda: run(r"..\Torvel assistantclose") == "The Assistant has ended.\ncode 0\n", "the Assistant", 60)
 
 
 @pytest.mark.parametrize("kind, text, added", [

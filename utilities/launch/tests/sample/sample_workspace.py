@@ -31,16 +31,16 @@ class Sample:
         return self.start(*args, **how).wait(60)
 
     def open_assistant(self, version=None):
-        """The workspace's, or one of another version, in a directory beside the workspace. Where it starts Java and ends, it does so although its output is a pipe."""
+        """The workspace's or one of another version, in a directory beside. What only starts it lets go of its output."""
         if self.product.windows:
             if version:
                 assemble(self.product, root := self.root.with_name("other"), version)
             script = self.product.path((root if version else self.root) / "assistant.cmd")
-            subprocess.run(["wine64", "cmd", "/c", script, self.product.path(self.home)],
-                           env=self.wine_env, check=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, timeout=60)
+            subprocess.run(["wine64", "cmd", "/c", script, self.product.path(self.home)], env=self.wine_env, check=True,
+                           stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, timeout=60)
         else:
-            self.process = subprocess.Popen([SAMPLE / "assistant", self.home, *([version] if version else [])], stdout=subprocess.DEVNULL,
-                                            env=self.env, start_new_session=True)
+            command = [SAMPLE / "assistant", self.home, *([version] if version else [])]
+            self.process = subprocess.Popen(command, stdout=subprocess.DEVNULL, env=self.env, start_new_session=True)
         wait_until(self.status, "the Assistant", 60)
 
     @property
