@@ -1,7 +1,9 @@
 """What every folder here has: the product under test, which is built already.
 
     pytest utilities/launch/tests/FOLDER --product host --build build/host
-    pytest utilities/launch/tests/FOLDER --product windows --build build/windows     (under Wine; packaging after `package`)
+    pytest utilities/launch/tests/FOLDER --product windows --build build/windows     (under Wine)
+
+The packaging tests take what the build's target `package` has made.
 """
 import pathlib
 import socket
@@ -32,7 +34,8 @@ def product(request, build, tmp_path_factory):
     with socket.socket() as probe:
         if probe.connect_ex(("127.0.0.1", PORT)) == 0:
             pytest.exit(f"port {PORT}, where the Assistant listens, is taken", 2)
-    made = {"host": Host, "windows": Windows}[request.config.getoption("--product")](build, tmp_path_factory.mktemp("runs"))
+    kind = {"host": Host, "windows": Windows}[request.config.getoption("--product")]
+    made = kind(build, tmp_path_factory.mktemp("runs"))
     yield made
     if made.windows:
         end_wine(made.wine_env)

@@ -1,4 +1,4 @@
-"""The documents, the manual page, the completion and the installation tell what the sources and the product do."""
+"""Documents, manual page, completion and installation tell what the sources and the product do."""
 import html
 import pathlib
 import re
@@ -8,13 +8,14 @@ import pytest
 
 ROOT = pathlib.Path(__file__).parents[4]
 LAUNCH = ROOT / "utilities/launch"
-DOCUMENTS = {path: path.read_text() for folder in (".", "docs", "sample") for path in ROOT.glob(f"{folder}/*.md")}
+DOCUMENTS = {path: path.read_text() for place in ("*.md", "docs/*.md", "sample/*.md") for path in ROOT.glob(place)}
 README, MANUAL = DOCUMENTS[ROOT / "README.md"], ROOT / "packaging/man/Torvel.1"
 COMMANDS = sorted(re.findall(r'"(\w+)"', (LAUNCH / "launcher/CommandTable.cpp").read_text()))
 
 
 def bash(build, script, *arguments, cwd=ROOT):
-    script = f"unset LD_LIBRARY_PATH TORVEL_HOST_REGISTRY; export TORVEL_ASSISTANT=0 PATH='{build}':$PATH\n{script}"
+    unset = "unset LD_LIBRARY_PATH TORVEL_HOST_REGISTRY"
+    script = f"{unset}\nexport TORVEL_ASSISTANT=0 PATH='{build}':$PATH\n{script}"
     run = subprocess.run(["bash", "-e", "-c", script, "bash", *arguments], cwd=cwd, stdin=subprocess.DEVNULL,
                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=120)
     assert run.returncode == 0, f"{script}\nended with {run.returncode}:\n{run.stdout}"
@@ -26,9 +27,9 @@ def test_command_lines_run_and_print_what_is_shown(build):
         bash(build, script)
 
     shown = README.split("\n```transcript\n")[1].split("\n```\n")[0].splitlines()
-    pattern = "\n".join(re.escape(re.sub(" +<- .*", "", line)).replace(r"\.\.\.", ".+") + " *" for line in shown)
+    lines = [re.escape(re.sub(" +<- .*", "", line)).replace(r"\.\.\.", ".+") for line in shown]
     printed = bash(build, "sample/assemble; cd sample; Torvel checksum game/Game.java --debug")
-    assert re.fullmatch(pattern + "\n", printed), printed
+    assert re.fullmatch("".join(f"{line} *\n" for line in lines), printed), printed
     steps = re.findall(r'^show "(.*?)"', (ROOT / "scripts/demo").read_text(), re.M)
     assert steps == [step for step in re.findall("^--- (.*)$", README, re.M) if "started" not in step]
 
@@ -36,24 +37,30 @@ def test_command_lines_run_and_print_what_is_shown(build):
 def test_links_resolve():
     for document, linking in DOCUMENTS.items():
         for path, anchor in re.findall(r"\]\((?!https:)([^)#]*)#?([^)]*)\)", linking):
-            headings = re.findall("^#+ (.*)$", (document.parent / path if path else document).read_text(), re.M)
-            assert anchor in ["", *(text.lower().replace(" ", "-") for text in headings)], f"{document} {path} {anchor}"
+            target = document.parent / path if path else document
+            headings = re.findall("^#+ (.*)$", target.read_text(), re.M)
+            anchors = ["", *(text.lower().replace(" ", "-") for text in headings)]
+            assert anchor in anchors, f"{document} {path} {anchor}"
 
 
 def test_security_names_what_is_there():
     named = re.findall(r"`([\w/.]+):(\w+)`", DOCUMENTS[ROOT / "SECURITY.md"])
     assert len(named) > 20
     for path, name in named:
-        assert any(re.search(rf"\b{name}\b", file.read_text()) for file in LAUNCH.glob(f"*/{path}")), f"{path}:{name}"
+        sources = [file.read_text() for file in LAUNCH.glob(f"*/{path}")]
+        assert any(re.search(rf"\b{name}\b", source) for source in sources), f"{path}:{name}"
 
 
 def test_host_layer_lists_every_difference():
     def bullets(text):
-        return [" ".join(item.replace("//", " ").split()) for item in re.split(r"^(?:// )?- ", text, flags=re.M)[1:]]
+        items = re.split(r"^(?:// )?- ", text, flags=re.M)[1:]
+        return [" ".join(item.replace("//", " ").split()) for item in items]
+
     sources = "".join(path.read_text() for path in (LAUNCH / "host").glob("*.cpp"))
     stated = re.findall(r"// Differs from Windows:\n((?://.*\n)+)[^\n(]*?(\w+)\(", sources)
     listed = re.findall(r"^`(\w+)`\n\n((?:[- ] .*\n)+)", DOCUMENTS[ROOT / "docs/host-layer.md"], re.M)
-    assert stated and {name: bullets(text) for name, text in listed} == {name: bullets(text) for text, name in stated}
+    differences = {name: bullets(text) for text, name in stated}
+    assert stated and differences == {name: bullets(text) for name, text in listed}
 
 
 def test_picture_is_drawn_from_its_source():
@@ -85,4 +92,5 @@ def test_installation(build, tmp_path):
     for file in ("bin/Torvel", "share/man/man1/Torvel.1", "share/bash-completion/completions/Torvel",
                  "share/doc/Torvel/README.md", "share/doc/Torvel/docs/road.svg"):
         assert (tmp_path / file).is_file(), file
-    assert bash(build, f"{tmp_path}/bin/Torvel --help || [ $? -eq 255 ]").startswith("Torvel Launcher 2.8.10\n")
+    usage = bash(build, f"{tmp_path}/bin/Torvel --help || [ $? -eq 255 ]")
+    assert usage.startswith("Torvel Launcher 2.8.10\n")

@@ -1,5 +1,7 @@
 """What the reliability tests share, on top of the harness of the system tests; for the host's product alone.
-`--long` makes the full number of runs (see scripts/soak); without it each test is a sample of a few seconds."""
+
+`--long` makes the full number of runs (see scripts/soak); without it each test is a sample of a few seconds.
+"""
 import contextlib
 import struct
 
@@ -31,8 +33,8 @@ def scale(request):
 
 
 class TolerantAssistant(ScriptedAssistant):
-    """For many launchers: one that breaks off or speaks nonsense ends its own conversation and nothing else. `output`
-    writes a build's answer."""
+    """For many launchers: one that breaks off or speaks nonsense ends its own conversation and nothing else.
+    `output` writes a build's answer."""
     version, directory = "2.8.10", "/nowhere"
 
     def answer(self, *lines, code=5):
@@ -62,7 +64,8 @@ def behind(workspace, product, tmp_path, monkeypatch):
     """Has a shell command run the launcher, which is "$@" there with its arguments."""
     def replace(command):
         workspace.env["PATH"] += ":/usr/bin:/bin"
-        (script := tmp_path / "behind").write_text(f'#!/bin/bash\nset -- "{product.program}" "$@"\n{command}\n')
+        script = tmp_path / "behind"
+        script.write_text(f'#!/bin/bash\nset -- "{product.program}" "$@"\n{command}\n')
         script.chmod(0o755)
         monkeypatch.setattr(product, "program", script)
 
