@@ -8,7 +8,7 @@ import pytest
 
 ROOT = pathlib.Path(__file__).parents[4]
 LAUNCH = ROOT / "utilities/launch"
-DOCUMENTS = {path: path.read_text() for place in ("*.md", "docs/*.md", "sample/*.md") for path in ROOT.glob(place)}
+DOCUMENTS = {path: path.read_text() for path in [*ROOT.glob("*.md"), *ROOT.glob("*/*.md")]}
 README, MANUAL = DOCUMENTS[ROOT / "README.md"], ROOT / "packaging/man/Torvel.1"
 COMMANDS = sorted(re.findall(r'"(\w+)"', (LAUNCH / "launcher/CommandTable.cpp").read_text()))
 
