@@ -1,4 +1,6 @@
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -7,127 +9,97 @@
 #include <cstdlib>
 #include <string>
 
+#include "Handles.h"
 #include "LastError.h"
-#include "Owner.h"
 #include "Paths.h"
+#include "io.h"
 
 namespace {
 
 constexpr mode_t kPermissions = 0777;
 constexpr mode_t kWritePermissions = 0222;
 
-// A new file beside the target, removed again unless it became the target.
-class TemporaryFile {
- public:
-  explicit TemporaryFile(const std::string& target)
-      : m_Path(host::DirectoryOf(target) + "/.copy-XXXXXX"),
-        m_File(::mkostemp(m_Path.data(), O_CLOEXEC)) {}
-  TemporaryFile(const TemporaryFile&) = delete;
-  TemporaryFile& operator=(const TemporaryFile&) = delete;
-  ~TemporaryFile() {
-    if (m_File) {
-      ::unlink(m_Path.c_str());
+// False with errno set.
+bool CopyContents(int target, int source) {
+  constexpr std::size_t kLargest = 0x7FFFF000;  // that one call moves
+  char block[16384];
+  off_t offset = 0;
+  for (;;) {
+    ssize_t moved = ::sendfile(target, source, &offset, kLargest);
+    if (moved < 0 && (errno == EINVAL || errno == ENOSYS)) {  // as some file systems answer
+      moved = ::pread(source, block, sizeof block, offset);
+      moved = moved > 0 ? ::write(target, block, static_cast<std::size_t>(moved)) : moved;
+      offset += moved > 0 ? moved : 0;
     }
-  }
-
-  bool IsOpen() const { return static_cast<bool>(m_File); }
-  int Get() const { return m_File.Get(); }
-
-  // Returns errno's value, 0 on success.
-  int Become(const std::string& target, bool failIfExists) {
-    const unsigned flags = failIfExists ? RENAME_NOREPLACE : 0;
-    if (::renameat2(AT_FDCWD, m_Path.c_str(), AT_FDCWD, target.c_str(), flags) != 0) {
-      return errno;
+    if (moved == 0) {
+      return true;
     }
-    m_File.Reset();
-    return 0;
-  }
-
- private:
-  std::string m_Path;
-  host::Descriptor m_File;
-};
-
-bool WriteAll(int target, const char* data, ssize_t length) {
-  while (length > 0) {
-    const ssize_t written = ::write(target, data, static_cast<std::size_t>(length));
-    if (written < 0 && errno != EINTR) {
+    if (moved < 0 && errno != EINTR) {
       return false;
     }
-    if (written > 0) {
-      data += written;
-      length -= written;
-    }
   }
-  return true;
 }
 
-// Contents, permissions and time of last write. False with errno set.
-bool CopyInto(int target, int source, const struct stat& status) {
-  char block[65536];
-  ssize_t length = 0;
-  while ((length = ::read(source, block, sizeof block)) != 0) {
-    if (length < 0 && errno == EINTR) {
-      continue;
-    }
-    if (length < 0 || !WriteAll(target, block, length)) {
-      return false;
-    }
-  }
+// Permissions and the time of last write, where the target's file system keeps them.
+bool CopyStatus(int target, const struct stat& status) {
+  const auto isDone = [](int result) {
+    return result == 0 || errno == EPERM || errno == EOPNOTSUPP;
+  };
   const timespec times[] = {status.st_atim, status.st_mtim};
-  return ::fchmod(target, status.st_mode & kPermissions) == 0 && ::futimens(target, times) == 0;
+  return isDone(::fchmod(target, status.st_mode & kPermissions)) &&
+         isDone(::futimens(target, times));
 }
 
-// Why an existing target cannot be replaced, 0 when it can.
-DWORD RefusalOf(const std::string& target, const struct stat& targetStatus,
-                const struct stat& sourceStatus, bool failIfExists) {
-  if (failIfExists) {
-    return ERROR_FILE_EXISTS;
+// Follows the target's links. Returns the error that keeps it from being replaced.
+DWORD RefusalOf(std::string& target, const struct stat& source) {
+  struct stat status {};
+  if (::lstat(target.c_str(), &status) != 0) {
+    return ERROR_SUCCESS;  // nothing there; what else is wrong shows when it is made
   }
-  if (targetStatus.st_dev == sourceStatus.st_dev && targetStatus.st_ino == sourceStatus.st_ino) {
+  target = host::ResolvedPath(target);
+  if (::stat(target.c_str(), &status) != 0) {
+    return ERROR_FILE_NOT_FOUND;
+  }
+  if (status.st_dev == source.st_dev && status.st_ino == source.st_ino) {
     return ERROR_SHARING_VIOLATION;
   }
   // The bit as well as the call: the superuser may write anything.
-  const bool isWritable = (targetStatus.st_mode & S_IWUSR) != 0 &&
+  const bool isWritable = (status.st_mode & S_IWUSR) != 0 &&
                           ::faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) == 0;
-  return S_ISREG(targetStatus.st_mode) && isWritable ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
+  return S_ISREG(status.st_mode) && isWritable ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
 }
 
-DWORD CopyFileTo(const std::string& source, std::string target, bool failIfExists) {
-  struct stat sourceStatus {};
-  if (::stat(source.c_str(), &sourceStatus) != 0) {
-    return host::FileErrorFromErrno(errno, source.c_str());
+// Makes the copy beside the target, then gives it the target's name. Returns an error code.
+DWORD Replace(const std::string& target, int source, const struct stat& status) {
+  std::string path = host::DirectoryOf(target) + "/.copy-XXXXXX";
+  host::Descriptor copy(::mkostemp(path.data(), O_CLOEXEC));
+  if (!copy) {
+    return host::FileError(errno, target);
+  }
+  if (CopyContents(copy.Get(), source) && CopyStatus(copy.Get(), status) &&
+      ::close(copy.Release()) == 0 && ::rename(path.c_str(), target.c_str()) == 0) {
+    return ERROR_SUCCESS;
+  }
+  const int error = errno;
+  ::unlink(path.c_str());
+  return host::FileError(error, target);
+}
+
+DWORD CopyTo(std::string target, const std::string& source) {
+  struct stat status {};
+  if (::stat(source.c_str(), &status) != 0) {
+    return host::FileError(errno, source);
   }
   // Asked before the open, which would wait for the far end of a pipe.
-  if (!S_ISREG(sourceStatus.st_mode)) {
+  if (!S_ISREG(status.st_mode)) {
     return ERROR_ACCESS_DENIED;
   }
   const host::Descriptor file(::open(source.c_str(), O_RDONLY | O_CLOEXEC));
   if (!file) {
-    return host::FileErrorFromErrno(errno, source.c_str());
+    return host::FileError(errno, source);
   }
-  struct stat targetStatus {};
-  if (::lstat(target.c_str(), &targetStatus) == 0) {
-    if (S_ISLNK(targetStatus.st_mode)) {
-      target = host::ResolvedPath(target);
-      if (target.empty() || ::stat(target.c_str(), &targetStatus) != 0) {
-        return ERROR_FILE_NOT_FOUND;
-      }
-    }
-    const DWORD refusal = RefusalOf(target, targetStatus, sourceStatus, failIfExists);
-    if (refusal != ERROR_SUCCESS) {
-      return refusal;
-    }
-  }
-  TemporaryFile temporary(target);
-  if (!temporary.IsOpen()) {
-    return host::FileErrorFromErrno(errno, target.c_str());
-  }
-  if (!CopyInto(temporary.Get(), file.Get(), sourceStatus)) {
-    return host::ErrorFromErrno(errno);
-  }
-  const int error = temporary.Become(target, failIfExists);
-  return error == 0 ? ERROR_SUCCESS : host::FileErrorFromErrno(error, target.c_str());
+  const DWORD refusal = RefusalOf(target, status);
+  return refusal != ERROR_SUCCESS ? refusal : Replace(target, file.Get(), status);
 }
 
 }  // namespace
@@ -136,54 +108,60 @@ DWORD CopyFileTo(const std::string& source, std::string target, bool failIfExist
 // - The copy is made beside the target and then takes its name, so that a reader or a running
 //   program keeps the old file whole; the target becomes a new file, with none of the old one's
 //   hard links.
-// - Only regular files; a symbolic link as the target is followed, one that leads nowhere is 2.
-// - Permissions and the time of last write come along, nothing else.
+// - Only regular files, and only over an existing target (the other flag is refused with 87); a
+//   symbolic link as the target is followed, one that leads nowhere is 2.
+// - Permissions and the time of last write come along where the file system keeps them, nothing
+//   else.
 BOOL CopyFileA(LPCSTR existing, LPCSTR target, BOOL failIfExists) {
-  if (existing == nullptr || target == nullptr) {
-    return host::Fail(ERROR_INVALID_PARAMETER);
-  }
-  const DWORD error =
-      CopyFileTo(host::HostPath(existing), host::HostPath(target), failIfExists != FALSE);
+  const DWORD error = failIfExists != FALSE
+                          ? ERROR_INVALID_PARAMETER
+                          : CopyTo(host::HostPath(target), host::HostPath(existing));
   return error == ERROR_SUCCESS ? TRUE : host::Fail(error);
 }
 
 // Differs from Windows:
-// - Only three attributes: directory, read-only (the owner has no write permission), or normal.
+// - Read-only (the owner has no write permission) or normal; there is no other attribute.
 DWORD GetFileAttributesA(LPCSTR fileName) {
-  if (fileName == nullptr) {
-    host::Fail(ERROR_INVALID_PARAMETER);
-    return INVALID_FILE_ATTRIBUTES;
-  }
   const std::string path = host::HostPath(fileName);
   struct stat status {};
   if (::stat(path.c_str(), &status) != 0) {
-    host::Fail(host::FileErrorFromErrno(errno, path.c_str()));
-    return INVALID_FILE_ATTRIBUTES;
+    return host::Fail(host::FileError(errno, path), INVALID_FILE_ATTRIBUTES);
   }
-  const DWORD attributes = (S_ISDIR(status.st_mode) ? FILE_ATTRIBUTE_DIRECTORY : 0) |
-                           ((status.st_mode & S_IWUSR) == 0 ? FILE_ATTRIBUTE_READONLY : 0);
-  return attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL;
+  return (status.st_mode & S_IWUSR) == 0 ? FILE_ATTRIBUTE_READONLY : FILE_ATTRIBUTE_NORMAL;
 }
 
 // Differs from Windows:
-// - Read-only takes the write permission from everybody; its removal gives it to the owner.
-// - The archive attribute is accepted and has no effect; others than the four are refused with 87.
+// - Read-only takes the write permission from everybody; its removal gives it to the owner. Other
+//   attributes have no effect.
 BOOL SetFileAttributesA(LPCSTR fileName, DWORD attributes) {
-  constexpr DWORD kSupported = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_DIRECTORY |
-                               FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_NORMAL;
-  if (fileName == nullptr || (attributes & ~kSupported) != 0) {
-    return host::Fail(ERROR_INVALID_PARAMETER);
-  }
   const std::string path = host::HostPath(fileName);
   struct stat status {};
   if (::stat(path.c_str(), &status) != 0) {
-    return host::Fail(host::FileErrorFromErrno(errno, path.c_str()));
-  }
-  if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 && !S_ISDIR(status.st_mode)) {
-    return host::Fail(ERROR_INVALID_PARAMETER);
+    return host::Fail(host::FileError(errno, path));
   }
   const mode_t permissions = (attributes & FILE_ATTRIBUTE_READONLY) != 0
                                  ? status.st_mode & kPermissions & ~kWritePermissions
                                  : (status.st_mode & kPermissions) | S_IWUSR;
   return ::chmod(path.c_str(), permissions) == 0 ? TRUE : host::Fail(host::ErrorFromErrno(errno));
+}
+
+// Differs from Windows:
+// - A line feed stays one, whatever the stream.
+// - Where somebody made the stream non-blocking, the call waits.
+// - A pipe that nobody reads ends the program by its signal, unless that is ignored.
+int _write(int descriptor, const void* data, unsigned size) {
+  host::SendGathered();
+  const char* next = static_cast<const char*>(data);
+  const char* const end = next + size;
+  while (next != end) {
+    const ssize_t written = ::write(descriptor, next, static_cast<std::size_t>(end - next));
+    next += written > 0 ? written : 0;
+    if (written < 0 && errno == EAGAIN) {
+      pollfd stream{descriptor, POLLOUT, 0};
+      ::poll(&stream, 1, -1);
+    } else if (written < 0 && errno != EINTR) {
+      return host::Fail(host::ErrorFromErrno(errno), -1);
+    }
+  }
+  return static_cast<int>(size);
 }

@@ -1,38 +1,28 @@
 #pragma once
-// The table behind HANDLE. A handle is a slot's number and generation, so that a closed handle is
-// known as such even after its slot was used again. Objects are shared: a thread that waits on one
-// keeps it alive when another closes the handle. Safe from any thread.
+// A HANDLE is a descriptor that polls readable once what it stands for has ended: a process's, or
+// the read end of a pipe whose write end is closed then. The system keeps the table.
 
-#include <memory>
+#include <functional>
 
+#include "Descriptor.h"
 #include "windows.h"
 
 namespace host {
 
-// What a handle stands for.
-class Object {
- public:
-  Object() = default;
-  Object(const Object&) = delete;
-  Object& operator=(const Object&) = delete;
-  virtual ~Object() = default;
-
-  // A descriptor that polls readable once the object is signalled, -1 where waiting makes no sense.
-  virtual int WaitDescriptor() const { return -1; }
-  // False when the handle was opened without the right to wait.
-  virtual bool MayWait() const { return true; }
-};
-
-// Null when the table is full.
-HANDLE AddHandle(std::shared_ptr<Object> object);
-
-// Null for a handle that is closed or was never given out.
-std::shared_ptr<Object> FindObject(HANDLE handle);
-
-// Null for a handle of another kind too.
-template <typename T>
-std::shared_ptr<T> FindObject(HANDLE handle) {
-  return std::dynamic_pointer_cast<T>(FindObject(handle));
+// Hands the descriptor over.
+inline HANDLE HandleOf(Descriptor descriptor) {
+  return reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(descriptor.Release()));
 }
+
+// What is no handle gives a descriptor that nobody has.
+int DescriptorOf(HANDLE handle);
+
+// Runs the body on a thread of its own. The descriptor polls readable once it has returned; none,
+// with errno, when there can be no such thread.
+Descriptor RunThread(std::function<void()> body);
+
+// Sends what the calling thread's sends left gathered. Every call that can block its thread makes
+// this one first, so that nobody waits for bytes that wait here.
+void SendGathered();
 
 }  // namespace host

@@ -1,23 +1,23 @@
 #pragma once
-// The error codes and texts of Windows for what the host reports.
+// The error codes of Windows for what the host reports.
+
+#include <string>
 
 #include "windows.h"
 
 namespace host {
 
-// Win32's code for an errno value. For a missing file (ENOENT) see MissingFileError.
+// Win32's code for an errno value. For a missing file (ENOENT) see FileError.
 DWORD ErrorFromErrno(int error);
 
-// Windows Sockets' code for an errno value.
-int SocketErrorFromErrno(int error);
-
 // Windows tells a missing file (2) from a missing directory above it (3); the host has one ENOENT.
-DWORD FileErrorFromErrno(int error, const char* hostPath);
+DWORD FileError(int error, const std::string& hostPath);
 
-// Windows' English text of a code that the layer can give, null for others.
-const char* ErrorText(DWORD code);
-
-// Sets the last error; false, for the edge of a BOOL call.
-BOOL Fail(DWORD code);
+// Sets the last error and gives what the call returns then.
+template <typename Result = BOOL>
+Result Fail(DWORD code, Result failure = FALSE) {
+  SetLastError(code);
+  return failure;
+}
 
 }  // namespace host

@@ -1,11 +1,9 @@
 #include <dlfcn.h>
 #include <jni.h>
+#include <link.h>
 
-#include <atomic>
 #include <cstring>
-#include <list>
 #include <string>
-#include <strings.h>
 #include <vector>
 
 #include "JavaRuntime.h"
@@ -16,40 +14,22 @@ namespace {
 
 constexpr char kCreateJavaVM[] = "JNI_CreateJavaVM";
 using CreateJavaVM = jint(JNICALL*)(JavaVM**, void**, void*);
-std::atomic<CreateJavaVM> g_CreateJavaVM{nullptr};
+CreateJavaVM g_CreateJavaVM = nullptr;
 
-// Stands before the runtime's own JNI_CreateJavaVM and hands on the options as that Java takes
-// them. The changed texts live as long as the process, since the runtime may keep them.
+// Stands before the runtime's own JNI_CreateJavaVM. The adapted texts live as long as the process,
+// since the runtime may keep them.
 jint JNICALL CreateAdaptedJavaVM(JavaVM** vm, void** environment, void* arguments) {
-  const CreateJavaVM create = g_CreateJavaVM.load();
   auto adapted = *static_cast<const JavaVMInitArgs*>(arguments);
-  const auto count = static_cast<std::size_t>(adapted.nOptions);
-  Dl_info library{};
-  ::dladdr(reinterpret_cast<void*>(create), &library);
-  const int version = library.dli_fname != nullptr ? host::JavaVersionOf(library.dli_fname) : 0;
-
-  static auto& kept = *new std::list<std::vector<std::string>>;
-  std::vector<std::string>& texts = kept.emplace_back();
-  std::vector<JavaVMOption> options;
-  texts.reserve(count);
-  for (std::size_t i = 0; i < count; ++i) {
-    texts.emplace_back(adapted.options[i].optionString);
-    if (host::AdaptJavaOption(texts.back(), version)) {
-      options.push_back({texts.back().data(), adapted.options[i].extraInfo});
-    }
+  std::vector<JavaVMOption> options(adapted.options, adapted.options + adapted.nOptions);
+  static auto& texts = *new std::vector<std::string>;
+  texts.resize(options.size());
+  for (std::size_t i = 0; i < options.size(); ++i) {
+    texts[i] = options[i].optionString;
+    host::AdaptJavaOption(texts[i]);
+    options[i].optionString = texts[i].data();
   }
-  adapted.nOptions = static_cast<jint>(options.size());
   adapted.options = options.data();
-  return create(vm, environment, &adapted);
-}
-
-// The loader says why only in words, and these in the C locale unless the program set another.
-DWORD LoadError(const char* words) {
-  if (words == nullptr || std::strstr(words, "cannot open shared object file") == nullptr) {
-    return ERROR_BAD_EXE_FORMAT;
-  }
-  return std::strstr(words, "Permission denied") != nullptr ? ERROR_ACCESS_DENIED
-                                                            : ERROR_MOD_NOT_FOUND;
+  return g_CreateJavaVM(vm, environment, &adapted);
 }
 
 }  // namespace
@@ -59,36 +39,63 @@ DWORD LoadError(const char* words) {
 //   other names.
 // - A library that lacks one of its own is 126, as on Windows; any other fault of a file is 193.
 HMODULE LoadLibraryA(LPCSTR fileName) {
-  if (fileName == nullptr) {
-    host::Fail(ERROR_INVALID_PARAMETER);
-    return nullptr;
-  }
   const std::string path =
-      ::strcasecmp(fileName, "jvm.dll") == 0 ? "libjvm.so" : host::HostPath(fileName);
+      std::strcmp(fileName, "jvm.dll") == 0 ? "libjvm.so" : host::HostPath(fileName);
   // An empty name would give the program itself.
   void* library = path.empty() ? nullptr : ::dlopen(path.c_str(), RTLD_NOW | RTLD_GLOBAL);
   if (library == nullptr) {
-    host::Fail(path.empty() ? ERROR_MOD_NOT_FOUND : LoadError(::dlerror()));
+    // The loader says why only in words, in the C locale unless the program set another.
+    const char* words = path.empty() ? nullptr : ::dlerror();
+    const bool isFault =
+        words != nullptr && std::strstr(words, "cannot open shared object file") == nullptr;
+    SetLastError(isFault ? ERROR_BAD_EXE_FORMAT : ERROR_MOD_NOT_FOUND);
   }
   return static_cast<HMODULE>(library);
 }
 
 // Differs from Windows:
-// - No ordinals, and no null module for the program itself.
-// - The address of JNI_CreateJavaVM is that of a function here, which adapts the options.
+// - The address of JNI_CreateJavaVM is that of a function here, which adapts the class path.
 FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
-  if (module == nullptr || name == nullptr) {
-    host::Fail(module == nullptr ? ERROR_INVALID_HANDLE : ERROR_PROC_NOT_FOUND);
-    return nullptr;
-  }
   void* address = ::dlsym(module, name);
   if (address == nullptr) {
-    host::Fail(ERROR_PROC_NOT_FOUND);
-    return nullptr;
+    return host::Fail(ERROR_PROC_NOT_FOUND, FARPROC{});
   }
   if (std::strcmp(name, kCreateJavaVM) == 0) {
     g_CreateJavaVM = reinterpret_cast<CreateJavaVM>(address);
     address = reinterpret_cast<void*>(&CreateAdaptedJavaVM);
   }
   return reinterpret_cast<FARPROC>(address);
+}
+
+DWORD GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size) {
+  const link_map* map = nullptr;
+  if (::dlinfo(module, RTLD_DI_LINKMAP, &map) != 0) {
+    return host::Fail(ERROR_MOD_NOT_FOUND, DWORD{0});
+  }
+  // A search path that is relative gives a relative name.
+  std::string name = map->l_name;
+  if (name[0] != '/') {
+    name = host::ResolvedPath(".") + "/" + name;
+  }
+  if (name.size() >= size) {
+    buffer[name.copy(buffer, size - 1)] = '\0';
+    return host::Fail(ERROR_INSUFFICIENT_BUFFER, size);
+  }
+  buffer[name.copy(buffer, size)] = '\0';
+  return static_cast<DWORD>(name.size());
+}
+
+// Differs from Windows:
+// - No effect: a library of the host says itself where it looks for others.
+BOOL SetDllDirectoryA(LPCSTR /*path*/) {
+  return TRUE;
+}
+
+// Differs from Windows:
+// - No effect: the host shows no dialogs. The old mode is always 0.
+BOOL SetThreadErrorMode(DWORD /*mode*/, LPDWORD oldMode) {
+  if (oldMode != nullptr) {
+    *oldMode = 0;
+  }
+  return TRUE;
 }

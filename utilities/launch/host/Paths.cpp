@@ -1,15 +1,59 @@
 #include "Paths.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <vector>
 
-#include "Owner.h"
+#include "LastError.h"
 #include "direct.h"
+
+namespace {
+
+bool IsProgram(const std::string& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+         ::access(path.c_str(), X_OK) == 0;
+}
+
+std::string CurrentDirectory() {
+  const std::string current = host::ResolvedPath(".");
+  return current.empty() ? "." : current;
+}
+
+// Those of PATH, or the system's own where it is unset, as for execvp.
+void AppendPath(std::vector<std::string>& directories) {
+  const char* path = std::getenv("PATH");
+  const std::string list = path != nullptr ? path : "/bin:/usr/bin";
+  for (std::size_t begin = 0, end = 0; begin < list.size(); begin = end + 1) {
+    end = std::min(list.find(':', begin), list.size());
+    if (end > begin) {
+      const std::string root = list[begin] == '/' ? "" : CurrentDirectory() + "/";
+      directories.push_back(root + list.substr(begin, end - begin));
+    }
+  }
+}
+
+// In each directory with the extension before the name as given.
+std::string FindIn(const std::vector<std::string>& directories, const std::string& name,
+                   const std::string& extension) {
+  for (const std::string& directory : directories) {
+    std::string path = directory + (directory.back() == '/' ? "" : "/") + name;
+    for (const std::string& candidate : {path + extension, path}) {
+      if (IsProgram(candidate)) {
+        return candidate;
+      }
+    }
+  }
+  return "";
+}
+
+}  // namespace
 
 namespace host {
 
@@ -27,34 +71,58 @@ std::string DirectoryOf(const std::string& hostPath) {
   return separator == 0 ? "/" : hostPath.substr(0, separator);
 }
 
-std::string FileNameOf(const std::string& hostPath) {
-  return hostPath.substr(hostPath.rfind('/') + 1);
-}
-
 std::string ResolvedPath(const std::string& hostPath) {
   char resolved[PATH_MAX];
   return ::realpath(hostPath.c_str(), resolved) != nullptr ? resolved : std::string();
 }
 
-std::string FileText(const std::string& hostPath) {
-  std::string text;
-  const Descriptor file(::open(hostPath.c_str(), O_RDONLY | O_CLOEXEC));
-  char block[16384];
-  ssize_t length = 0;
-  while (file && (length = ::read(file.Get(), block, sizeof block)) > 0) {
-    text.append(block, static_cast<std::size_t>(length));
-  }
-  return text;
+std::string FindOnPath(const std::string& name) {
+  std::vector<std::string> directories;
+  AppendPath(directories);
+  return FindIn(directories, name, "");
 }
 
 }  // namespace host
 
+// Differs from Windows:
+// - The launcher's own directory, the current directory, PATH (the system's own where it is unset).
+//   No system directories.
+// - The name without the extension is found too; what is no executable regular file is not.
+DWORD SearchPathA(std::nullptr_t, LPCSTR fileName, LPCSTR extension, DWORD size, LPSTR buffer,
+                  std::nullptr_t) {
+  const std::string name = host::HostPath(fileName);
+  std::vector<std::string> directories = {host::DirectoryOf(host::ResolvedPath("/proc/self/exe")),
+                                          CurrentDirectory()};
+  AppendPath(directories);
+  const std::string found = FindIn(directories, name, extension);
+  if (found.empty()) {
+    return host::Fail(ERROR_FILE_NOT_FOUND, DWORD{0});
+  }
+  const auto length = static_cast<DWORD>(found.size());
+  if (length >= size) {
+    return length + 1;
+  }
+  buffer[found.copy(buffer, size)] = '\0';
+  return length;
+}
+
 char* _getcwd(char* buffer, int size) {
-  return ::getcwd(buffer, size > 0 ? static_cast<std::size_t>(size) : 0);
+  return ::getcwd(buffer, static_cast<std::size_t>(size));
 }
 
 int _chdir(const char* path) {
   return ::chdir(host::HostPath(path).c_str());
+}
+
+// Differs from Windows:
+// - Every link is followed, and a file that is not there has no full path.
+char* _fullpath(char* buffer, const char* path, std::size_t size) {
+  const std::string resolved = host::ResolvedPath(host::HostPath(path));
+  if (resolved.empty() || resolved.size() >= size) {
+    return nullptr;
+  }
+  buffer[resolved.copy(buffer, size)] = '\0';
+  return buffer;
 }
 
 extern "C" std::FILE* __real_fopen(const char* path, const char* mode);

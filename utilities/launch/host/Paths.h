@@ -11,13 +11,10 @@ std::string HostPath(const char* path);
 // The text before the last '/', "/" for a path directly below the root, "." for a bare name.
 std::string DirectoryOf(const std::string& hostPath);
 
-// The text after the last '/'.
-std::string FileNameOf(const std::string& hostPath);
-
 // Absolute, every symbolic link followed; empty when there is no such file.
 std::string ResolvedPath(const std::string& hostPath);
 
-// The whole file; empty when it cannot be read.
-std::string FileText(const std::string& hostPath);
+// The path of a program in the directories of PATH; empty when there is none.
+std::string FindOnPath(const std::string& name);
 
 }  // namespace host

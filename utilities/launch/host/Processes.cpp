@@ -1,10 +1,8 @@
-#include <poll.h>
 #include <spawn.h>
+#include <sys/eventfd.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <csignal>
 #include <string>
 #include <vector>
@@ -13,206 +11,162 @@
 #include "Handles.h"
 #include "JavaRuntime.h"
 #include "LastError.h"
-#include "Owner.h"
 #include "Paths.h"
 #include "direct.h"
+#include "tlhelp32.h"
 
 namespace {
 
-constexpr DWORD kProcessRights = SYNCHRONIZE | PROCESS_QUERY_INFORMATION;
-
-class ProcessObject : public host::Object {
- public:
-  ProcessObject(host::Descriptor process, DWORD rights, bool isToReap)
-      : m_Process(std::move(process)), m_Rights(rights), m_IsToReap(isToReap) {}
-  // A child that outlives its handles stays for the system to clear away at our own end.
-  ~ProcessObject() override {
-    siginfo_t info{};
-    if (m_IsToReap) {
-      ::waitid(P_PIDFD, Id(), &info, WEXITED | WNOHANG);
-    }
-  }
-
-  int WaitDescriptor() const override { return m_Process.Get(); }
-  bool MayWait() const override { return (m_Rights & SYNCHRONIZE) != 0; }
-  bool MayQuery() const { return (m_Rights & PROCESS_QUERY_INFORMATION) != 0; }
-
-  // Returns an error code. The child is left to be asked again.
-  DWORD ExitCode(DWORD& code) const {
-    siginfo_t info{};
-    if (::waitid(P_PIDFD, Id(), &info, WEXITED | WNOHANG | WNOWAIT) == 0) {
-      code = info.si_pid == 0             ? STILL_ACTIVE
-             : info.si_code == CLD_EXITED ? static_cast<DWORD>(info.si_status)
-                                          : 128 + static_cast<DWORD>(info.si_status);
-      return ERROR_SUCCESS;
-    }
-    pollfd ended{m_Process.Get(), POLLIN, 0};
-    if (::poll(&ended, 1, 0) == 0) {
-      code = STILL_ACTIVE;
-      return ERROR_SUCCESS;
-    }
-    return ERROR_NOT_SUPPORTED;
-  }
-
- private:
-  id_t Id() const { return static_cast<id_t>(m_Process.Get()); }
-
-  host::Descriptor m_Process;
-  DWORD m_Rights;
-  bool m_IsToReap;
-};
-
 // By number: the C library declares its own wrapper in a way that C++ cannot link.
-int OpenPidfd(pid_t id) {
-  return static_cast<int>(::syscall(SYS_pidfd_open, id, 0));
+host::Descriptor OpenPidfd(pid_t id) {
+  return host::Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, id, 0)));
 }
 
-// The child has the standard streams and nothing else of ours, and no signal blocked.
-class SpawnSettings {
- public:
-  SpawnSettings() {
-    sigset_t none;
-    ::sigemptyset(&none);
-    ::posix_spawn_file_actions_init(&m_Actions);
-    ::posix_spawn_file_actions_addclosefrom_np(&m_Actions, STDERR_FILENO + 1);
-    ::posix_spawnattr_init(&m_Attributes);
-    ::posix_spawnattr_setsigmask(&m_Attributes, &none);
-    ::posix_spawnattr_setflags(&m_Attributes, POSIX_SPAWN_SETSIGMASK);
+// posix_spawn, not fork: it reports a program that cannot be run. The child has the standard
+// streams and nothing else of ours. Returns errno's value.
+int Spawn(pid_t& id, const std::string& program, std::vector<std::string>& arguments) {
+  std::vector<char*> pointers;
+  for (std::string& argument : arguments) {
+    pointers.push_back(argument.data());
   }
-  SpawnSettings(const SpawnSettings&) = delete;
-  SpawnSettings& operator=(const SpawnSettings&) = delete;
-  ~SpawnSettings() {
-    ::posix_spawnattr_destroy(&m_Attributes);
-    ::posix_spawn_file_actions_destroy(&m_Actions);
-  }
+  pointers.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  ::posix_spawn_file_actions_init(&actions);
+  ::posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
+  const int error =
+      ::posix_spawn(&id, program.c_str(), &actions, nullptr, pointers.data(), _environ);
+  ::posix_spawn_file_actions_destroy(&actions);
+  return error;
+}
 
-  // posix_spawn, not fork: it reports a program that cannot be run. Returns errno's value.
-  int Spawn(pid_t& id, const std::string& program, std::vector<std::string>& arguments) const {
-    std::vector<char*> pointers;
-    pointers.reserve(arguments.size() + 1);
-    for (std::string& argument : arguments) {
-      pointers.push_back(argument.data());
+// Older systems, and some sandboxes, know no descriptor of a process, or do not wait for one. There
+// a thread waits for the child, and the system keeps the child's id with the thread's pipe.
+host::Descriptor OpenChild(pid_t id) {
+  siginfo_t info{};
+  host::Descriptor child = OpenPidfd(id);
+  if (child &&
+      ::waitid(P_PIDFD, static_cast<id_t>(child.Get()), &info, WEXITED | WNOHANG | WNOWAIT) == 0) {
+    return child;
+  }
+  child = host::RunThread([id] {
+    siginfo_t ended{};
+    while (::waitid(P_PID, static_cast<id_t>(id), &ended, WEXITED | WNOWAIT) != 0 &&
+           errno == EINTR) {
     }
-    pointers.push_back(nullptr);
-    return ::posix_spawn(&id, program.c_str(), &m_Actions, &m_Attributes, pointers.data(),
-                         _environ);
+  });
+  if (child) {
+    ::fcntl(child.Get(), F_SETOWN, id);
   }
-
- private:
-  posix_spawn_file_actions_t m_Actions{};
-  posix_spawnattr_t m_Attributes{};
-};
-
-// An ignored SIGCHLD, which a parent can hand down, would lose every exit code.
-void KeepExitCodes() {
-  struct sigaction action {};
-  if (::sigaction(SIGCHLD, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) {
-    ::signal(SIGCHLD, SIG_DFL);
-  }
+  return child;
 }
 
 // Gives the new child its two handles, or ends it. Returns an error code.
 DWORD AdoptChild(pid_t id, PROCESS_INFORMATION& information) {
-  host::Descriptor descriptor(OpenPidfd(id));
-  DWORD error = descriptor ? ERROR_TOO_MANY_OPEN_FILES : host::ErrorFromErrno(errno);
-  if (descriptor) {
-    auto object = std::make_shared<ProcessObject>(std::move(descriptor), kProcessRights, true);
-    const HANDLE process = host::AddHandle(object);
-    const HANDLE thread = host::AddHandle(std::move(object));
-    if (thread != nullptr) {
-      const auto number = static_cast<DWORD>(id);
-      information = PROCESS_INFORMATION{process, thread, number, number};
-      return ERROR_SUCCESS;
-    }
-    CloseHandle(process);
+  host::Descriptor process = OpenChild(id);
+  host::Descriptor thread(process ? ::fcntl(process.Get(), F_DUPFD_CLOEXEC, 0) : -1);
+  if (!thread) {
+    const DWORD error = host::ErrorFromErrno(errno);
+    ::kill(id, SIGKILL);
+    ::waitpid(id, nullptr, 0);
+    return error;
   }
-  ::kill(id, SIGKILL);
-  ::waitpid(id, nullptr, 0);
-  return error;
-}
-
-bool IsJava(const std::string& program) {
-  const std::string name = host::FileNameOf(program);
-  return name == "java" || name == "java.exe";
+  information = {host::HandleOf(std::move(process)), host::HandleOf(std::move(thread)),
+                 static_cast<DWORD>(id)};
+  return ERROR_SUCCESS;
 }
 
 }  // namespace
 
 // Differs from Windows:
-// - The application must be named. No attributes, inherited handles, flags, environment, directory
-//   or start-up flags: refused with 87.
+// - No flags: refused with 87. Nothing is inherited but the standard streams, whatever is asked.
 // - The command line is split here, by the Microsoft C runtime's rules, and its length is limited
 //   by the system's own bound alone.
-// - A program named java gets its class path and options as a POSIX Java wants them.
+// - A program named java gets its class path as a POSIX Java wants it.
 // - The thread handle stands for the process: its first thread ends with it.
-BOOL CreateProcessA(LPCSTR application, LPSTR commandLine, LPSECURITY_ATTRIBUTES process,
-                    LPSECURITY_ATTRIBUTES thread, BOOL inheritHandles, DWORD flags,
-                    LPVOID environment, LPCSTR directory, STARTUPINFOA* startup,
-                    PROCESS_INFORMATION* information) {
-  if (application == nullptr || process != nullptr || thread != nullptr ||
-      inheritHandles != FALSE || flags != 0 || environment != nullptr || directory != nullptr ||
-      startup == nullptr || startup->dwFlags != 0 || information == nullptr) {
+BOOL CreateProcessA(LPCSTR application, LPSTR commandLine, LPSECURITY_ATTRIBUTES,
+                    LPSECURITY_ATTRIBUTES, BOOL /*inheritHandles*/, DWORD flags, std::nullptr_t,
+                    std::nullptr_t, STARTUPINFOA* /*startup*/, PROCESS_INFORMATION* information) {
+  if (flags != 0) {
     return host::Fail(ERROR_INVALID_PARAMETER);
   }
   const std::string program = host::HostPath(application);
-  std::vector<std::string> arguments{application};
-  if (commandLine != nullptr && *commandLine != '\0') {
-    arguments = host::SplitCommandLine(commandLine);
+  std::vector<std::string> arguments = host::SplitCommandLine(commandLine);
+  const std::string name = program.substr(program.rfind('/') + 1);
+  if (name == "java" || name == "java.exe") {
+    for (std::size_t i = 1; i < arguments.size() && arguments[i][0] == '-'; ++i) {
+      host::AdaptJavaOption(arguments[i]);
+    }
   }
-  if (IsJava(program)) {
-    host::AdaptJavaArguments(arguments, host::JavaVersionOf(program));
-  }
-  KeepExitCodes();
+  // Ignored, as a parent can hand it down, this signal would lose the exit code.
+  ::signal(SIGCHLD, SIG_DFL);
   pid_t id = 0;
-  const int failure = SpawnSettings().Spawn(id, program, arguments);
-  const DWORD error = failure != 0 ? host::FileErrorFromErrno(failure, program.c_str())
-                                   : AdoptChild(id, *information);
+  const int failure = Spawn(id, program, arguments);
+  const DWORD error =
+      failure != 0 ? host::FileError(failure, program) : AdoptChild(id, *information);
   return error == ERROR_SUCCESS ? TRUE : host::Fail(error);
 }
 
 // Differs from Windows:
-// - Only the rights to wait and to query; others are refused with 5, inheritance with 87.
-HANDLE OpenProcess(DWORD access, BOOL inheritHandle, DWORD processId) {
-  if (inheritHandle != FALSE || processId == 0) {
-    host::Fail(ERROR_INVALID_PARAMETER);
-    return nullptr;
-  }
-  if (access == 0 || (access & ~kProcessRights) != 0) {
-    host::Fail(ERROR_ACCESS_DENIED);
-    return nullptr;
-  }
-  host::Descriptor process(OpenPidfd(static_cast<pid_t>(processId)));
+// - The handle has every right that there is, whatever is asked, and is not inherited.
+// - A system before Linux 5.3 has no such handle: 50.
+HANDLE OpenProcess(DWORD /*access*/, BOOL /*inheritHandle*/, DWORD processId) {
+  host::Descriptor process = OpenPidfd(static_cast<pid_t>(processId));
   if (!process) {
     // The id of a thread is no process either; kernels report it in two ways.
-    host::Fail(errno == ENOENT ? ERROR_INVALID_PARAMETER : host::ErrorFromErrno(errno));
-    return nullptr;
+    const int error = errno == ENOENT ? EINVAL : errno;
+    return host::Fail(host::ErrorFromErrno(error), HANDLE{});
   }
-  const HANDLE handle =
-      host::AddHandle(std::make_shared<ProcessObject>(std::move(process), access, false));
-  if (handle == nullptr) {
-    host::Fail(ERROR_TOO_MANY_OPEN_FILES);
-  }
-  return handle;
+  return host::HandleOf(std::move(process));
 }
 
 // Differs from Windows:
 // - Exit codes have 8 bits. A child that signal N ended has 128 + N.
-// - The exit code of a process that is not our child, once it ended, is refused with 50.
+// - Of a process that is no child, 50.
 BOOL GetExitCodeProcess(HANDLE process, LPDWORD exitCode) {
-  const auto object = host::FindObject<ProcessObject>(process);
-  if (object == nullptr) {
-    return host::Fail(ERROR_INVALID_HANDLE);
+  const int descriptor = host::DescriptorOf(process);
+  const int id = ::fcntl(descriptor, F_GETOWN);  // see OpenChild
+  siginfo_t info{};
+  if (::waitid(id > 0 ? P_PID : P_PIDFD, static_cast<id_t>(id > 0 ? id : descriptor), &info,
+               WEXITED | WNOHANG | WNOWAIT) != 0) {
+    return host::Fail(host::ErrorFromErrno(errno));
   }
-  if (exitCode == nullptr) {
-    return host::Fail(ERROR_INVALID_PARAMETER);
-  }
-  if (!object->MayQuery()) {
-    return host::Fail(ERROR_ACCESS_DENIED);
-  }
-  const DWORD error = object->ExitCode(*exitCode);
-  return error == ERROR_SUCCESS ? TRUE : host::Fail(error);
+  const auto status = static_cast<DWORD>(info.si_status);
+  *exitCode = info.si_pid == 0 ? STILL_ACTIVE : status + (info.si_code == CLD_EXITED ? 0 : 128);
+  return TRUE;
+}
+
+HANDLE GetCurrentProcess() {
+  return INVALID_HANDLE_VALUE;  // on Windows, too
 }
 
 DWORD GetCurrentProcessId() {
   return static_cast<DWORD>(::getpid());
+}
+
+// Differs from Windows:
+// - The own process alone; another is refused with 50.
+BOOL TerminateProcess(HANDLE process, UINT exitCode) {
+  if (process != GetCurrentProcess()) {
+    return host::Fail(ERROR_NOT_SUPPORTED);
+  }
+  ::_exit(static_cast<int>(exitCode));
+}
+
+// Differs from Windows:
+// - A snapshot has one process, the calling one: whoever looks for its own parent needs no other.
+// - The parent of an orphan is the process that adopted it; a parent outside the process namespace
+//   is 0.
+HANDLE CreateToolhelp32Snapshot(DWORD /*flags*/, DWORD /*processId*/) {
+  host::Descriptor snapshot(::eventfd(0, EFD_CLOEXEC));  // only to be closed again
+  return snapshot ? host::HandleOf(std::move(snapshot))
+                  : host::Fail(host::ErrorFromErrno(errno), INVALID_HANDLE_VALUE);
+}
+
+BOOL Process32First(HANDLE /*snapshot*/, PROCESSENTRY32* entry) {
+  *entry = {sizeof *entry, GetCurrentProcessId(), static_cast<DWORD>(::getppid())};
+  return TRUE;
+}
+
+BOOL Process32Next(HANDLE /*snapshot*/, PROCESSENTRY32* /*entry*/) {
+  return host::Fail(ERROR_NO_MORE_FILES);
 }

@@ -1,163 +1,171 @@
+#include "Registry.h"
+
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
-#include <mutex>
-#include <vector>
 
+#include "Descriptor.h"
 #include "JavaRuntime.h"
 #include "Paths.h"
-#include "RegistryText.h"
-
-struct HKEY__ {
-  std::string path;
-  const host::RegistryKey* key;
-};
+#include "windows.h"
 
 namespace {
 
-using host::RegistryKey;
-using host::RegistryTree;
+using host::Registry;
+using host::RegistryValues;
 
 constexpr char kRoot[] = "hkey_local_machine";
 
-// The entries under which the installers of Java for Windows make it known.
-void OfferJava(RegistryTree& tree) {
-  const host::JavaRuntime java = host::FindJavaRuntime();
-  if (java.library.empty()) {
+std::string_view Trimmed(std::string_view text) {
+  constexpr char kBlanks[] = " \t\r";
+  text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+  return text.substr(0, text.find_last_not_of(kBlanks) + 1);
+}
+
+bool TakePrefix(std::string_view& text, std::string_view prefix) {
+  const bool hasIt = text.substr(0, prefix.size()) == prefix;
+  text.remove_prefix(hasIt ? prefix.size() : 0);
+  return hasIt;
+}
+
+// A text in quotes, in which a backslash stands before a quote or another backslash.
+std::optional<std::string> TakeQuoted(std::string_view& text) {
+  if (!TakePrefix(text, "\"")) {
+    return std::nullopt;
+  }
+  std::string value;
+  while (!TakePrefix(text, "\"")) {
+    const bool isEscaped = TakePrefix(text, "\\");
+    if (text.empty() || (isEscaped && text[0] != '\\' && text[0] != '"')) {
+      return std::nullopt;
+    }
+    value += text[0];
+    text.remove_prefix(1);
+  }
+  return value;
+}
+
+// name=value, or @=value for the default one.
+void ReadValue(std::string_view line, RegistryValues& values) {
+  const std::optional<std::string> name = TakePrefix(line, "@") ? "" : TakeQuoted(line);
+  line = Trimmed(line);
+  if (!name || !TakePrefix(line, "=")) {
     return;
   }
-  const std::string path = std::string(kRoot) + "\\SOFTWARE\\JavaSoft\\Java Runtime Environment";
-  host::SetText(host::AddKey(tree, path), "CurrentVersion", java.version);
-  host::SetText(host::AddKey(tree, path + "\\" + java.version), "RuntimeLib", java.library);
+  line = Trimmed(line);
+  if (std::optional<std::string> text = TakeQuoted(line); text && line.empty()) {
+    values[host::FoldedName(*name)] = std::move(text);
+  } else if (TakePrefix(line, "dword:") || TakePrefix(line, "hex:") || TakePrefix(line, "hex(")) {
+    values[host::FoldedName(*name)] = std::nullopt;
+  }
 }
 
-RegistryTree ReadTree() {
-  RegistryTree tree;
-  const char* file = std::getenv("TORVEL_HOST_REGISTRY");
-  if (file != nullptr) {
-    tree = host::ParseRegistryText(host::FileText(host::HostPath(file)));
-  } else {
-    OfferJava(tree);
+RegistryValues& AddKey(Registry& registry, std::string_view path) {
+  const std::string folded = host::FoldedName(path);
+  for (std::size_t end = folded.find('\\'); end != std::string::npos;
+       end = folded.find('\\', end + 1)) {
+    registry[folded.substr(0, end)];
   }
-  host::AddKey(tree, kRoot);
-  return tree;
+  return registry[folded];
 }
 
-// Read when first asked for, and never destroyed, like the table of open keys.
-const RegistryTree& Tree() {
-  static const RegistryTree& tree = *new RegistryTree(ReadTree());
-  return tree;
+Registry ReadRegistry() {
+  if (const char* file = std::getenv("TORVEL_HOST_REGISTRY")) {
+    const host::Descriptor source(::open(host::HostPath(file).c_str(), O_RDONLY | O_CLOEXEC));
+    std::string text;
+    char block[16384];
+    ssize_t length = 0;
+    while ((length = ::read(source.Get(), block, sizeof block)) > 0) {
+      text.append(block, static_cast<std::size_t>(length));
+    }
+    return host::ParseRegistryText(text);
+  }
+  // The entries under which the installers of Java for Windows make it known.
+  Registry registry;
+  if (std::string library = host::FindJavaLibrary(); !library.empty()) {
+    const std::string java = std::string(kRoot) + "\\software\\javasoft\\java runtime environment";
+    AddKey(registry, java)["currentversion"] = "1";
+    AddKey(registry, java + "\\1")["runtimelib"] = std::move(library);
+  }
+  return registry;
 }
 
-// The keys that are open. A closed key is known by not being here.
-class OpenKeys {
- public:
-  HKEY Add(std::string path, const RegistryKey& key) {
-    const std::lock_guard<std::mutex> lock(m_Mutex);
-    m_Keys.push_back(std::make_unique<HKEY__>(HKEY__{std::move(path), &key}));
-    return m_Keys.back().get();
-  }
+// Read when first asked for, and never destroyed: a HKEY is the address of one of its entries.
+const Registry& Entries() {
+  static const Registry& registry = *new Registry(ReadRegistry());
+  return registry;
+}
 
-  bool Remove(HKEY handle) {
-    const std::lock_guard<std::mutex> lock(m_Mutex);
-    for (auto key = m_Keys.begin(); key != m_Keys.end(); ++key) {
-      if (key->get() == handle) {
-        m_Keys.erase(key);
-        return true;
-      }
-    }
-    return false;
-  }
-
-  // False for a handle that is not open.
-  bool Find(HKEY handle, HKEY__& found) {
-    if (handle == HKEY_LOCAL_MACHINE) {
-      found = HKEY__{kRoot, &Tree().at(kRoot)};
-      return true;
-    }
-    const std::lock_guard<std::mutex> lock(m_Mutex);
-    for (const auto& key : m_Keys) {
-      if (key.get() == handle) {
-        found = *key;
-        return true;
-      }
-    }
-    return false;
-  }
-
- private:
-  std::mutex m_Mutex;
-  std::vector<std::unique_ptr<HKEY__>> m_Keys;
-};
-
-OpenKeys& Open() {
-  static OpenKeys& keys = *new OpenKeys;
-  return keys;
+const Registry::value_type& EntryOf(HKEY key) {
+  return *reinterpret_cast<const Registry::value_type*>(key);
 }
 
 }  // namespace
 
-// Differs from Windows:
-// - HKEY_LOCAL_MACHINE alone, for reading: another right is refused with 5. Its entries are those
-//   of the file that TORVEL_HOST_REGISTRY names, as they were when first asked for; without that
-//   variable, Java's two entries for the Java of JAVA_HOME, else of `java` on PATH.
-LSTATUS RegOpenKeyExA(HKEY key, LPCSTR subKey, DWORD options, REGSAM access, HKEY* result) {
-  HKEY__ parent;
-  if (!Open().Find(key, parent)) {
-    return ERROR_INVALID_HANDLE;
+namespace host {
+
+std::string FoldedName(std::string_view name) {
+  std::string folded(name);
+  for (char& c : folded) {
+    c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
   }
-  if (options != 0 || result == nullptr) {
-    return ERROR_INVALID_PARAMETER;
-  }
-  if ((access & ~KEY_READ) != 0) {
-    return ERROR_ACCESS_DENIED;
-  }
-  std::string path = parent.path;
-  if (subKey != nullptr && *subKey != '\0') {
-    path += '\\' + host::FoldedName(subKey);
-    if (path.back() == '\\') {
-      path.pop_back();
+  return folded;
+}
+
+Registry ParseRegistryText(std::string_view text) {
+  Registry registry;
+  RegistryValues* values = nullptr;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    std::string_view line = Trimmed(text.substr(0, end));
+    text.remove_prefix(std::min(end + 1, text.size()));
+    if (TakePrefix(line, "[")) {
+      // A leading '-' deletes a key, which an export never does.
+      const bool isKey = line.size() > 1 && line.back() == ']' && line.front() != '-';
+      values = isKey ? &AddKey(registry, line.substr(0, line.size() - 1)) : nullptr;
+    } else if (values != nullptr) {
+      ReadValue(line, *values);
     }
   }
-  const auto found = Tree().find(path);
-  if (found == Tree().end()) {
+  return registry;
+}
+
+}  // namespace host
+
+// Differs from Windows:
+// - HKEY_LOCAL_MACHINE alone, for reading whatever is asked. Its entries are those of the file that
+//   TORVEL_HOST_REGISTRY names, as they were when first asked for; without that variable, Java's
+//   two entries for the Java of JAVA_HOME, else of `java` on PATH.
+LSTATUS RegOpenKeyExA(HKEY key, LPCSTR subKey, DWORD /*options*/, DWORD /*access*/, HKEY* result) {
+  const std::string parent = key == HKEY_LOCAL_MACHINE ? kRoot : EntryOf(key).first;
+  const auto found = Entries().find(parent + '\\' + host::FoldedName(subKey));
+  if (found == Entries().end()) {
     return ERROR_FILE_NOT_FOUND;
   }
-  *result = Open().Add(path, found->second);
+  *result = reinterpret_cast<HKEY>(const_cast<Registry::value_type*>(&*found));
   return ERROR_SUCCESS;
 }
 
-LSTATUS RegQueryValueExA(HKEY key, LPCSTR valueName, LPDWORD reserved, LPDWORD type, LPBYTE data,
+// Differs from Windows:
+// - A value that is no text has the type REG_BINARY and no bytes.
+LSTATUS RegQueryValueExA(HKEY key, LPCSTR valueName, std::nullptr_t, LPDWORD type, BYTE* data,
                          LPDWORD size) {
-  HKEY__ open;
-  if (!Open().Find(key, open)) {
-    return ERROR_INVALID_HANDLE;
-  }
-  if (reserved != nullptr || (data != nullptr && size == nullptr)) {
-    return ERROR_INVALID_PARAMETER;
-  }
-  const auto found = open.key->find(host::FoldedName(valueName != nullptr ? valueName : ""));
-  if (found == open.key->end()) {
+  const RegistryValues& values = EntryOf(key).second;
+  const auto found = values.find(host::FoldedName(valueName));
+  if (found == values.end()) {
     return ERROR_FILE_NOT_FOUND;
   }
-  const host::RegistryValue& value = found->second;
-  if (type != nullptr) {
-    *type = value.type;
+  const std::optional<std::string>& text = found->second;
+  const auto needed = static_cast<DWORD>(text ? text->size() + 1 : 0);
+  const bool fits = needed <= *size;
+  *type = text ? REG_SZ : REG_BINARY;
+  *size = needed;
+  if (fits && text) {
+    std::memcpy(data, text->c_str(), needed);
   }
-  LSTATUS status = ERROR_SUCCESS;
-  if (size != nullptr) {
-    const auto needed = static_cast<DWORD>(value.data.size());
-    if (data != nullptr && *size < needed) {
-      status = ERROR_MORE_DATA;
-    } else if (data != nullptr) {
-      std::memcpy(data, value.data.data(), needed);
-    }
-    *size = needed;
-  }
-  return status;
+  return fits ? ERROR_SUCCESS : ERROR_MORE_DATA;
 }
 
-LSTATUS RegCloseKey(HKEY key) {
-  const bool isKnown = key == HKEY_LOCAL_MACHINE || Open().Remove(key);
-  return static_cast<LSTATUS>(isKnown ? ERROR_SUCCESS : ERROR_INVALID_HANDLE);
+LSTATUS RegCloseKey(HKEY /*key: the registry stays as it is*/) {
+  return ERROR_SUCCESS;
 }

@@ -1,120 +1,157 @@
-#include "Sockets.h"
-
 #include <netinet/tcp.h>
-#include <poll.h>
 
 #include <algorithm>
-#include <cerrno>
+#include <atomic>
 #include <cstring>
+#include <memory>
 
+#include "Handles.h"
 #include "LastError.h"
-#include "SocketTable.h"
+#include "mstcpip.h"
 
 // The callers send and receive a byte at a time, where a system call each would cost a hundred
 // times the rest. So a receive takes what the system has, up to a buffer full, and serves from
 // there; a send gathers. Nothing can tell the difference: gathered bytes leave before the thread's
-// next call that can block (receive, connect, wait, sleep), before a send on another socket, at
-// shutdown and close, and when the buffer is full. A failed send then fails the socket's next call.
+// next call that can block (receive, connect, wait, sleep, write), before a send on another socket,
+// at shutdown and close, and when the buffer is full. A failed send then fails the socket's next
+// call, for good.
 
 namespace {
 
-using host::FindSocket;
-using Record = host::SocketRecord;
-constexpr std::size_t kBufferSize = host::kSocketBufferSize;
+constexpr std::size_t kBufferSize = 32768;
 
-// The socket on which this thread has gathered bytes, if any: one at a time, so that bytes leave
-// in the order of the sends even across sockets.
-thread_local SOCKET t_Gathering = 0;
+// What a SOCKET is the address of. Only what the next bytes need is asked for each of them: there
+// is room only while this socket gathers, and nothing to serve while it does.
+struct Record {
+  explicit Record(host::Descriptor own) : descriptor(std::move(own)) {}
+
+  host::Descriptor descriptor;
+  char* room = nullptr;
+  char* roomEnd = nullptr;
+  const char* served = nullptr;
+  const char* servedEnd = nullptr;
+  const char* readEnd = nullptr;     // of what was read ahead
+  int sendError = WSAENOTCONN;       // why nothing can be sent, 0 when it can
+  int receiveError = WSAENOTCONN;    // the same for receiving
+  std::unique_ptr<char[]> gathered;  // made with the first byte, like the next
+  std::unique_ptr<char[]> readAhead;
+};
+
+// The socket on which this thread has gathered bytes, if any: one at a time, so that bytes leave in
+// the order of the sends even across sockets.
+thread_local Record* t_Gathering = nullptr;
+
+std::atomic<int> g_Startups{0};
+
+Record& RecordOf(SOCKET socket) {
+  return *reinterpret_cast<Record*>(socket);
+}
 
 int Refuse(int code) {
-  WSASetLastError(code);
-  return SOCKET_ERROR;
+  return host::Fail(static_cast<DWORD>(code), SOCKET_ERROR);
 }
 
-// Not inline, like ReadAhead: what the rare paths need, every byte would pay for (a fifth of a
-// relay's instructions).
-[[gnu::noinline]] int RefuseUnknown() {
-  return Refuse(host::AreSocketsStarted() ? WSAENOTSOCK : WSANOTINITIALISED);
+// What the launcher tells apart, and the likely; anything else is a dead network.
+int SocketError(int error) {
+  switch (error) {
+    case ECONNRESET:
+    case EPIPE:
+      return WSAECONNRESET;
+    case EISCONN:
+      return WSAEISCONN;
+    case ENOTCONN:
+      return WSAENOTCONN;
+    case ETIMEDOUT:
+      return WSAETIMEDOUT;
+    case ECONNREFUSED:
+      return WSAECONNREFUSED;
+    default:
+      return WSAENETDOWN;
+  }
 }
 
-// The stream is broken: what was read ahead counts no more. Returns the code.
-int Break(Record& record, int code) {
-  record.error = code;
-  record.readBegin = record.readEnd = 0;
-  return code;
+// What was read ahead counts no more.
+void EndReceiving(Record& record, int error) {
+  record.receiveError = error;
+  record.served = record.servedEnd = record.readEnd;
 }
 
-// A failure is left in the record.
-void SendAll(Record& record, const char* data, std::size_t length) {
-  while (length > 0) {
-    const ssize_t sent = ::send(record.descriptor, data, length, MSG_NOSIGNAL);
-    if (sent >= 0) {
-      data += sent;
-      length -= static_cast<std::size_t>(sent);
-    } else if (errno != EINTR) {
-      Break(record, host::SocketErrorFromErrno(errno));
-      return;
+// The stream is broken for good.
+void Break(Record& record) {
+  record.sendError = SocketError(errno);
+  EndReceiving(record, record.sendError);
+}
+
+void SendAll(Record& record, const char* data, const char* end) {
+  while (data != end) {
+    const ssize_t sent =
+        ::send(record.descriptor.Get(), data, static_cast<std::size_t>(end - data), MSG_NOSIGNAL);
+    if (sent < 0 && errno != EINTR) {
+      return Break(record);
+    }
+    data += sent > 0 ? sent : 0;
+  }
+}
+
+void BeginGathering(Record& record) {
+  if (record.gathered == nullptr) {
+    record.gathered.reset(new char[kBufferSize]);
+  }
+  t_Gathering = &record;
+  record.room = record.gathered.get();
+  record.roomEnd = record.room + kBufferSize;
+  record.servedEnd = record.served;
+}
+
+// Not inline, like ReadAhead: what the rare paths need, every byte would pay for.
+[[gnu::noinline]] int SendOtherwise(Record& record, const WSABUF& buffer, DWORD bufferCount,
+                                    DWORD flags) {
+  if (bufferCount != 1 || flags != 0) {
+    return Refuse(flags != 0 ? WSAEOPNOTSUPP : WSAEINVAL);
+  }
+  host::SendGathered();
+  if (record.sendError == 0) {
+    BeginGathering(record);
+    if (buffer.len < kBufferSize) {
+      std::memcpy(record.room, buffer.buf, buffer.len);
+      record.room += buffer.len;
+    } else {
+      SendAll(record, buffer.buf, buffer.buf + buffer.len);
     }
   }
+  return record.sendError == 0 ? 0 : Refuse(record.sendError);
 }
 
-void SendGatheredOf(Record& record) {
-  const std::size_t length = record.gathered;
-  record.gathered = 0;
-  SendAll(record, record.gather, length);
-}
-
-// The code for a transfer in one direction, 0 when it may go on.
-int TransferError(const Record& record, bool isShut) {
-  return !record.isConnected ? WSAENOTCONN : isShut ? WSAESHUTDOWN : record.error;
-}
-
-// Fills the empty read-ahead buffer, which stays empty at the end of the stream.
+// Makes sure that there is something to serve, unless the stream has ended.
 [[gnu::noinline]] int ReadAhead(Record& record) {
   host::SendGathered();
-  SendGatheredOf(record);
-  if (const int error = TransferError(record, record.isReceiveShut)) {
-    return error;
+  if (record.receiveError != 0 || record.served != record.servedEnd) {
+    return record.receiveError;
   }
-  if (record.readBegin != record.readEnd) {
-    return 0;
+  if (record.readAhead == nullptr) {
+    record.readAhead.reset(new char[kBufferSize]);
   }
   ssize_t length = 0;
   do {
-    length = ::recv(record.descriptor, record.readAhead, kBufferSize, 0);
+    length = ::recv(record.descriptor.Get(), record.readAhead.get(), kBufferSize, 0);
   } while (length < 0 && errno == EINTR);
   if (length < 0) {
-    return Break(record, host::SocketErrorFromErrno(errno));
+    Break(record);
+    return record.receiveError;
   }
-  record.readBegin = 0;
-  record.readEnd = static_cast<std::size_t>(length);
+  record.served = record.readAhead.get();
+  record.servedEnd = record.readEnd = record.served + length;
   return 0;
 }
 
-// Returns an error code. A signal leaves the attempt going on in the system.
-int ConnectTo(int descriptor, const sockaddr* name, socklen_t length) {
-  int error = ::connect(descriptor, name, length) == 0 ? 0 : errno;
-  if (error == EINTR) {
-    pollfd connecting{descriptor, POLLOUT, 0};
-    while (::poll(&connecting, 1, -1) < 0 && errno == EINTR) {
-    }
-    socklen_t size = sizeof error;
-    ::getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &error, &size);
-  }
-  return error == 0 ? 0 : host::SocketErrorFromErrno(error);
-}
-
-// What Windows says about an address before it is tried, 0 when nothing.
-int AddressError(const sockaddr* name, int length) {
-  if (name == nullptr || length < static_cast<int>(sizeof(sockaddr_in))) {
-    return WSAEFAULT;
-  }
-  if (name->sa_family != AF_INET) {
-    return WSAEAFNOSUPPORT;
-  }
-  sockaddr_in address{};
-  std::memcpy(&address, name, sizeof address);
-  return address.sin_port == 0 || address.sin_addr.s_addr == INADDR_ANY ? WSAEADDRNOTAVAIL : 0;
+// While nobody listens on a port of the range that the system takes own ports from, it may connect
+// a socket to itself.
+bool IsConnectedToItself(int descriptor) {
+  sockaddr_in own{}, peer{};
+  socklen_t length = sizeof own;
+  return ::getsockname(descriptor, reinterpret_cast<sockaddr*>(&own), &length) == 0 &&
+         ::getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &length) == 0 &&
+         std::memcmp(&own, &peer, sizeof own) == 0;
 }
 
 }  // namespace
@@ -122,202 +159,145 @@ int AddressError(const sockaddr* name, int length) {
 namespace host {
 
 void SendGathered() {
-  if (t_Gathering == 0) {
+  Record* record = t_Gathering;
+  if (record == nullptr) {
     return;
   }
-  Record* record = FindSocket(t_Gathering);
-  t_Gathering = 0;
-  if (record != nullptr) {
-    SendGatheredOf(*record);
-  }
+  t_Gathering = nullptr;
+  const char* end = record->room;
+  record->room = record->roomEnd = nullptr;
+  record->servedEnd = record->readEnd;
+  SendAll(*record, record->gathered.get(), end);
 }
 
 }  // namespace host
 
 int WSAStartup(WORD versionRequested, WSADATA* data) {
-  const int major = versionRequested & 0xFF;
-  const int minor = versionRequested >> 8;
-  if (major == 0) {
-    return WSAVERNOTSUPPORTED;
-  }
-  if (data == nullptr) {
-    return WSAEFAULT;
-  }
-  const WORD highest = MAKEWORD(2, 2);
-  const bool isLower = major < 2 || (major == 2 && minor < 2);
-  *data = WSADATA{isLower ? versionRequested : highest, highest};
-  host::CountStartup();
+  data->wVersion = versionRequested;
+  ++g_Startups;
   return 0;
 }
 
+// Differs from Windows:
+// - Sockets that are open stay so.
 int WSACleanup() {
   host::SendGathered();
-  return host::TakeBackStartup() ? 0 : Refuse(WSANOTINITIALISED);
+  if (g_Startups == 0) {
+    return Refuse(WSANOTINITIALISED);
+  }
+  --g_Startups;
+  return 0;
 }
 
 // Differs from Windows:
-// - IPv4 streams only. At most 1,024 sockets. The overlapped flag is accepted, overlapped calls are
-//   not.
-SOCKET WSASocketA(int family, int type, int protocol, WSAPROTOCOL_INFOA* information, GROUP group,
-                  DWORD flags) {
-  const int refusal = !host::AreSocketsStarted()                 ? WSANOTINITIALISED
-                      : family != AF_INET                        ? WSAEAFNOSUPPORT
-                      : type != SOCK_STREAM                      ? WSAESOCKTNOSUPPORT
-                      : protocol != 0 && protocol != IPPROTO_TCP ? WSAEPROTONOSUPPORT
-                      : information != nullptr || group != 0     ? WSAEINVAL
-                      : (flags & ~WSA_FLAG_OVERLAPPED) != 0      ? WSAEINVAL
-                                                                 : 0;
-  if (refusal != 0) {
-    WSASetLastError(refusal);
-    return INVALID_SOCKET;
-  }
-  const int descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (descriptor < 0) {
-    WSASetLastError(host::SocketErrorFromErrno(errno));
+// - IPv4 streams only, for the thread that makes the socket. Groups and flags have no effect.
+SOCKET WSASocketA(int family, int type, int protocol, LPWSAPROTOCOL_INFOA, unsigned /*group*/,
+                  DWORD /*flags*/) {
+  const int refusal = g_Startups == 0       ? WSANOTINITIALISED
+                      : family != AF_INET   ? WSAEAFNOSUPPORT
+                      : type != SOCK_STREAM ? WSAESOCKTNOSUPPORT
+                                            : 0;
+  host::Descriptor descriptor(refusal == 0 ? ::socket(family, type | SOCK_CLOEXEC, protocol) : -1);
+  if (!descriptor) {
+    Refuse(refusal != 0 ? refusal : SocketError(errno));
     return INVALID_SOCKET;
   }
   // What leaves here is gathered already; the system shall not wait for more.
   const int on = 1;
-  ::setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-  const SOCKET socket = host::AddSocket(descriptor);
-  if (socket == INVALID_SOCKET) {
-    WSASetLastError(WSAEMFILE);
-  }
-  return socket;
+  ::setsockopt(descriptor.Get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  return reinterpret_cast<SOCKET>(new Record(std::move(descriptor)));
 }
 
 // Differs from Windows:
-// - Caller and callee data and qualities of service are refused with 10045.
-int WSAConnect(SOCKET socket, const sockaddr* name, int nameLength, LPWSABUF callerData,
-               LPWSABUF calleeData, QOS* sendQuality, QOS* groupQuality) {
-  Record* record = FindSocket(socket);
-  if (record == nullptr) {
-    return RefuseUnknown();
-  }
-  if (callerData != nullptr || calleeData != nullptr || sendQuality != nullptr ||
-      groupQuality != nullptr) {
-    return Refuse(WSAEOPNOTSUPP);
-  }
-  if (record->isConnected) {
-    return Refuse(WSAEISCONN);
-  }
-  if (const int error = AddressError(name, nameLength)) {
-    return Refuse(error);
-  }
+// - Every request is refused with 10045.
+int WSAIoctl(SOCKET, DWORD, LPVOID, DWORD, std::nullptr_t, DWORD, LPDWORD, LPWSAOVERLAPPED,
+             LPWSAOVERLAPPED_COMPLETION_ROUTINE) {
+  return Refuse(WSAEOPNOTSUPP);
+}
+
+int WSAConnect(SOCKET socket, const sockaddr* name, int nameLength, std::nullptr_t, std::nullptr_t,
+               LPQOS, LPQOS) {
   host::SendGathered();
-  if (const int error = ConnectTo(record->descriptor, name, sizeof(sockaddr_in))) {
-    return Refuse(error);
+  Record& record = RecordOf(socket);
+  if (::connect(record.descriptor.Get(), name, static_cast<socklen_t>(nameLength)) != 0) {
+    return Refuse(SocketError(errno));
   }
-  record->isConnected = true;
+  if (IsConnectedToItself(record.descriptor.Get())) {
+    const sockaddr none{AF_UNSPEC, {}};  // which takes the connection back
+    ::connect(record.descriptor.Get(), &none, sizeof none);
+    return Refuse(WSAECONNREFUSED);
+  }
+  record.sendError = record.receiveError = 0;
   return 0;
 }
 
 // Differs from Windows:
-// - One buffer per call; flags are refused with 10045, overlapped calls with 10022.
+// - One buffer per call, else 10022; flags are refused with 10045.
 // - Bytes are gathered (see above): a failure to send them is reported by the next call.
 int WSASend(SOCKET socket, LPWSABUF buffers, DWORD bufferCount, LPDWORD sent, DWORD flags,
-            WSAOVERLAPPED* overlapped, LPWSAOVERLAPPED_COMPLETION_ROUTINE completion) {
-  Record* record = FindSocket(socket);
-  if (record == nullptr) {
-    return RefuseUnknown();
-  }
-  if (buffers == nullptr || sent == nullptr) {
-    return Refuse(WSAEFAULT);
-  }
-  if (bufferCount != 1 || overlapped != nullptr || completion != nullptr || flags != 0) {
-    return Refuse(flags != 0 ? WSAEOPNOTSUPP : WSAEINVAL);
-  }
-  if (const int error = TransferError(*record, record->isSendShut)) {
-    return Refuse(error);
-  }
-  if (t_Gathering != socket) {
-    host::SendGathered();
-    t_Gathering = socket;
-  }
+            LPWSAOVERLAPPED, LPWSAOVERLAPPED_COMPLETION_ROUTINE) {
+  Record& record = RecordOf(socket);
   const std::size_t length = buffers->len;
-  if (length > kBufferSize - record->gathered) {
-    SendGatheredOf(*record);
-  }
-  if (length > kBufferSize) {
-    SendAll(*record, buffers->buf, length);
-  } else if (length == 1) {
-    record->gather[record->gathered++] = *buffers->buf;
-  } else {
-    std::memcpy(record->gather + record->gathered, buffers->buf, length);
-    record->gathered += length;
-  }
-  if (record->error != 0) {
-    return Refuse(record->error);
-  }
   *sent = buffers->len;
+  if (bufferCount != 1 || flags != 0 ||
+      length > static_cast<std::size_t>(record.roomEnd - record.room)) {
+    return SendOtherwise(record, *buffers, bufferCount, flags);
+  }
+  if (length == 1) {
+    *record.room = *buffers->buf;
+  } else {
+    std::memcpy(record.room, buffers->buf, length);
+  }
+  record.room += length;
   return 0;
 }
 
 // Differs from Windows:
-// - One buffer per call; flags are refused with 10045, overlapped calls with 10022.
+// - One buffer per call, else 10022; flags are refused with 10045.
 // - Bytes that were read ahead count as received by the system: a close that leaves them unread
 //   does not reset the connection.
 int WSARecv(SOCKET socket, LPWSABUF buffers, DWORD bufferCount, LPDWORD received, LPDWORD flags,
-            WSAOVERLAPPED* overlapped, LPWSAOVERLAPPED_COMPLETION_ROUTINE completion) {
-  Record* record = FindSocket(socket);
-  if (record == nullptr) {
-    return RefuseUnknown();
-  }
-  if (buffers == nullptr || received == nullptr || flags == nullptr) {
-    return Refuse(WSAEFAULT);
-  }
-  if (bufferCount != 1 || overlapped != nullptr || completion != nullptr || *flags != 0) {
+            LPWSAOVERLAPPED, LPWSAOVERLAPPED_COMPLETION_ROUTINE) {
+  Record& record = RecordOf(socket);
+  if (bufferCount != 1 || *flags != 0) {
     return Refuse(*flags != 0 ? WSAEOPNOTSUPP : WSAEINVAL);
   }
-  if (record->readBegin == record->readEnd || record->gathered != 0) {
-    if (const int error = ReadAhead(*record)) {
+  if (record.served == record.servedEnd) {
+    if (const int error = ReadAhead(record)) {
       return Refuse(error);
     }
   }
-  const char* next = record->readAhead + record->readBegin;
-  const std::size_t length =
-      std::min<std::size_t>(buffers->len, record->readEnd - record->readBegin);
+  const std::size_t length = std::min<std::size_t>(
+      buffers->len, static_cast<std::size_t>(record.servedEnd - record.served));
   if (length == 1) {
-    *buffers->buf = *next;
+    *buffers->buf = *record.served;
   } else {
-    std::memcpy(buffers->buf, next, length);
+    std::memcpy(buffers->buf, record.served, length);
   }
-  record->readBegin += length;
+  record.served += length;
   *received = static_cast<DWORD>(length);
   return 0;
 }
 
 int shutdown(SOCKET socket, int how) {
-  Record* record = FindSocket(socket);
-  if (record == nullptr) {
-    return RefuseUnknown();
-  }
-  if (how < SD_RECEIVE || how > SD_BOTH) {
-    return Refuse(WSAEINVAL);
-  }
-  if (!record->isConnected) {
-    return Refuse(WSAENOTCONN);
-  }
-  SendGatheredOf(*record);
-  if (how != SD_SEND) {
-    record->isReceiveShut = true;
-    record->readBegin = record->readEnd = 0;
-  }
-  record->isSendShut = record->isSendShut || how != SD_RECEIVE;
+  host::SendGathered();
+  Record& record = RecordOf(socket);
   static_assert(SHUT_RD == SD_RECEIVE && SHUT_WR == SD_SEND && SHUT_RDWR == SD_BOTH);
-  if (::shutdown(record->descriptor, how) != 0) {
-    return Refuse(host::SocketErrorFromErrno(errno));
+  if (::shutdown(record.descriptor.Get(), how) != 0) {
+    return Refuse(SocketError(errno));
   }
-  return record->error == 0 ? 0 : Refuse(record->error);
+  if (how != SD_SEND) {
+    EndReceiving(record, WSAESHUTDOWN);
+  }
+  if (how != SD_RECEIVE) {
+    record.sendError = WSAESHUTDOWN;
+  }
+  return 0;
 }
 
 int closesocket(SOCKET socket) {
-  Record* record = FindSocket(socket);
-  if (record == nullptr) {
-    return RefuseUnknown();
-  }
-  SendGatheredOf(*record);
-  host::RemoveSocket(record);
+  host::SendGathered();
+  delete &RecordOf(socket);
   return 0;
 }
 
@@ -327,17 +307,11 @@ extern "C" hostent* __wrap_gethostbyname(const char* name);
 // Every gethostbyname of the program comes here (see CMakeLists.txt): on Windows it reports through
 // the last error, and a success leaves none.
 hostent* __wrap_gethostbyname(const char* name) {
-  WSASetLastError(0);
-  if (!host::AreSocketsStarted() || name == nullptr) {
-    WSASetLastError(name == nullptr ? WSAEFAULT : WSANOTINITIALISED);
-    return nullptr;
-  }
+  host::SendGathered();
   hostent* found = __real_gethostbyname(name);
-  if (found == nullptr) {
-    WSASetLastError(h_errno == HOST_NOT_FOUND ? WSAHOST_NOT_FOUND
-                    : h_errno == TRY_AGAIN    ? WSATRY_AGAIN
-                    : h_errno == NO_DATA      ? WSANO_DATA
-                                              : WSANO_RECOVERY);
-  }
+  static_assert(WSANO_RECOVERY - NO_RECOVERY == WSAHOST_NOT_FOUND - HOST_NOT_FOUND);
+  WSASetLastError(found != nullptr ? 0
+                  : h_errno > 0    ? h_errno + WSAHOST_NOT_FOUND - HOST_NOT_FOUND
+                                   : WSANO_RECOVERY);
   return found;
 }

@@ -1,6 +1,8 @@
 #pragma once
-// The C runtime's names for the current directory, and for the table of environment variables
-// (which Windows has in stdlib.h). Failures are reported through errno.
+// The C runtime's names for directories, and for two things that Windows has in stdlib.h: the table
+// of environment variables and the full path. Failures are reported through errno.
+
+#include <cstddef>
 
 extern "C" char** environ;
 inline char**& _environ = environ;
@@ -9,4 +11,5 @@ inline char**& _environ = environ;
 char* _getcwd(char* buffer, int size);
 int _chdir(const char* path);
 
-char* _fullpath(char* buffer, const char* path, unsigned long size);
+// Absolute, with every link followed; null too when there is no such file.
+char* _fullpath(char* buffer, const char* path, std::size_t size);

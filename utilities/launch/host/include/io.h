@@ -1,12 +1,11 @@
 #pragma once
-// The C runtime's write on a descriptor.
+// The C runtime's writing without a buffer (Windows has _fileno in stdio.h).
 
 #include <cstdio>
-
-// Writes everything and returns `size`; -1 with errno and the last error set. Waits where the
-// stream would block.
-int _write(int descriptor, const void* data, unsigned size);
 
 inline int _fileno(std::FILE* stream) {
   return ::fileno(stream);
 }
+
+// Everything or -1, with errno and the last error. Waits where the stream would block.
+int _write(int descriptor, const void* data, unsigned size);

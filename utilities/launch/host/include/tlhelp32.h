@@ -7,15 +7,8 @@ constexpr DWORD TH32CS_SNAPPROCESS = 2;
 
 struct PROCESSENTRY32 {
   DWORD dwSize;
-  DWORD cntUsage;
   DWORD th32ProcessID;
-  ULONG_PTR th32DefaultHeapID;
-  DWORD th32ModuleID;
-  DWORD cntThreads;
   DWORD th32ParentProcessID;
-  LONG pcPriClassBase;
-  DWORD dwFlags;
-  CHAR szExeFile[MAX_PATH];
 };
 
 // The caller closes the snapshot with CloseHandle; INVALID_HANDLE_VALUE on failure.

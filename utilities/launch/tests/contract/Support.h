@@ -51,9 +51,21 @@ inline testing::AssertionResult Fails(bool isOk, DWORD error) {
                          : testing::AssertionSuccess();
 }
 
-inline BOOL Start(const std::string& program, std::string line, PROCESS_INFORMATION& child) {
+inline BOOL Start(const std::string& program, std::string line, PROCESS_INFORMATION& child,
+                  DWORD flags = 0) {
   STARTUPINFOA startup = {};
   startup.cb = sizeof startup;
-  return CreateProcessA(program.c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                        &startup, &child);
+  return CreateProcessA(program.c_str(), line.data(), nullptr, nullptr, FALSE, flags, nullptr,
+                        nullptr, &startup, &child);
+}
+
+// Runs a program to its end and gives its exit code.
+inline DWORD RunProgram(const std::string& program, const std::string& line) {
+  PROCESS_INFORMATION child = {};
+  DWORD code = 0;
+  EXPECT_TRUE(Start(program, line, child)) << GetLastError();
+  EXPECT_EQ(WaitForSingleObject(child.hProcess, INFINITE), DWORD{WAIT_OBJECT_0});
+  EXPECT_TRUE(GetExitCodeProcess(child.hProcess, &code));
+  EXPECT_TRUE(CloseHandle(child.hProcess) && CloseHandle(child.hThread));
+  return code;
 }

@@ -6,9 +6,26 @@
 #include "Platform.h"
 #include "Support.h"
 
+#include <direct.h>
+#include <io.h>
+#include <tlhelp32.h>
+
 namespace {
 
 std::string g_Program;
+
+// This process's, as the snapshot has it.
+DWORD FindParent() {
+  const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+  PROCESSENTRY32 entry = {};
+  entry.dwSize = sizeof entry;
+  BOOL found = Process32First(snapshot, &entry);
+  while (found && entry.th32ProcessID != GetCurrentProcessId()) {
+    found = Process32Next(snapshot, &entry);
+  }
+  return CloseHandle(snapshot) && found && entry.dwSize == sizeof entry ? entry.th32ParentProcessID
+                                                                        : 0;
+}
 
 class Process : public InScratch {};
 class Registry : public InScratch {};
@@ -35,16 +52,51 @@ TEST_F(Files, CopyReplacesOrSaysWhyNot) {
   EXPECT_EQ(ReadText("old"), "the older and longer text");
   EXPECT_TRUE(CopyFileA(".\\new", "folder\\../old", FALSE));
   EXPECT_EQ(ReadText("old"), "new");
-  EXPECT_EQ(std::fopen("folder", "rb"), nullptr);  // a directory is no file for the runtime either
 }
 
 TEST_F(Files, ReadOnlyAttributeIsSetAndCleared) {
   for (const DWORD attribute : {DWORD{FILE_ATTRIBUTE_READONLY}, DWORD{FILE_ATTRIBUTE_NORMAL}}) {
-    EXPECT_TRUE(SetFileAttributesA("old", attribute));
-    EXPECT_EQ((GetFileAttributesA("old") ^ attribute) & FILE_ATTRIBUTE_READONLY, 0u);
+    EXPECT_TRUE(SetFileAttributesA(".\\old", attribute));
+    EXPECT_EQ((GetFileAttributesA("folder\\../old") ^ attribute) & FILE_ATTRIBUTE_READONLY, 0u);
   }
   EXPECT_TRUE(Fails(GetFileAttributesA("no") != INVALID_FILE_ATTRIBUTES, ERROR_FILE_NOT_FOUND));
   EXPECT_TRUE(Fails(SetFileAttributesA("no\\x", FILE_ATTRIBUTE_NORMAL), ERROR_PATH_NOT_FOUND));
+}
+
+TEST_F(Files, RuntimeTakesEitherSeparatorAndTellsAFileFromADirectory) {
+  const std::string root = fs::current_path().string();
+  WriteText("folder/inner/file", "text");
+  EXPECT_EQ(_chdir("folder\\inner/.."), 0);
+  EXPECT_EQ(_chdir("missing"), -1);
+  std::string buffer(root.size() + 8, '?');  // which "/folder" and a NUL fill
+  ASSERT_NE(_getcwd(buffer.data(), static_cast<int>(buffer.size())), nullptr);
+  EXPECT_EQ(fs::path(buffer.c_str()), fs::path(root) / "folder");
+  EXPECT_EQ(_getcwd(buffer.data(), static_cast<int>(buffer.size() - 1)), nullptr);
+  ASSERT_NE(_fullpath(buffer.data(), "inner\\..", buffer.size()), nullptr);
+  EXPECT_EQ(fs::path(buffer.c_str()), fs::path(root) / "folder");
+  EXPECT_EQ(_fullpath(buffer.data(), "inner\\..", buffer.size() - 1), nullptr);
+  std::FILE* file = std::fopen("inner\\file", "r+b");
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(_write(_fileno(file), "TE", 2), 2);
+  std::fclose(file);
+  EXPECT_EQ(ReadText("inner/file"), "TExt");
+  EXPECT_EQ(std::fopen("inner", "rb"), nullptr);  // a directory is no file
+}
+
+TEST(Errors, HaveTheSystemsTextOrNone) {
+  constexpr DWORD kForm =
+      FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
+  const auto format = [&](DWORD code, char*& text) {
+    return FormatMessageA(kForm, nullptr, code, 0x400, reinterpret_cast<char*>(&text), 0, nullptr);
+  };
+  char* text = nullptr;
+  for (const DWORD code : {2, 3, 4, 5, 6, 8, 19, 31, 32, 50, 87, 109, 112, 193, 206, 1117}) {
+    const DWORD length = format(code, text);
+    ASSERT_GT(length, 4u) << code;
+    EXPECT_EQ(std::string(text).substr(length - 3), ".\r\n") << code;
+    EXPECT_EQ(LocalFree(text), nullptr);
+  }
+  EXPECT_TRUE(Fails(format(0x2FFFFFFF, text) != 0, ERROR_MR_MID_NOT_FOUND));
 }
 
 TEST_F(Process, RunsAndGivesItsExitCode) {
@@ -60,13 +112,17 @@ TEST_F(Process, RunsAndGivesItsExitCode) {
   EXPECT_TRUE(GetExitCodeProcess(opened, &code));
   EXPECT_EQ(code, 7u);
   for (const HANDLE handle : {child.hProcess, child.hThread, opened}) {
+    EXPECT_EQ(WaitForSingleObject(handle, 0), DWORD{WAIT_OBJECT_0});
     EXPECT_TRUE(CloseHandle(handle));
-    EXPECT_TRUE(Fails(CloseHandle(handle), ERROR_INVALID_HANDLE));
   }
-  EXPECT_TRUE(Fails(GetExitCodeProcess(opened, &code), ERROR_INVALID_HANDLE));
-  EXPECT_TRUE(Fails(WaitForSingleObject(opened, 0) != WAIT_FAILED, ERROR_INVALID_HANDLE));
+  for (const HANDLE handle : {opened, HANDLE{}}) {
+    EXPECT_TRUE(Fails(CloseHandle(handle), ERROR_INVALID_HANDLE));
+    EXPECT_TRUE(Fails(GetExitCodeProcess(handle, &code), ERROR_INVALID_HANDLE));
+    EXPECT_TRUE(Fails(WaitForSingleObject(handle, 0) != WAIT_FAILED, ERROR_INVALID_HANDLE));
+  }
   const HANDLE unknown = OpenProcess(SYNCHRONIZE, FALSE, 0x7FFFFFF0);
   EXPECT_TRUE(Fails(unknown != nullptr, ERROR_INVALID_PARAMETER));
+  EXPECT_EQ(RunProgram(g_Program, "contract_tests --terminate 0 9"), 9u);
 }
 
 TEST_F(Process, IsRefusedWithTheReason) {
@@ -78,6 +134,20 @@ TEST_F(Process, IsRefusedWithTheReason) {
     PROCESS_INFORMATION child = {};
     EXPECT_TRUE(Fails(Start(program, "x", child), error)) << program;
   }
+}
+
+TEST_F(Process, IsFoundBesideThisOneAndThisOneInASnapshot) {
+  std::string path(g_Program.size() + 1, '?');
+  const auto search = [&](const char* name, std::size_t size) {
+    return SearchPathA(nullptr, name, ".exe", static_cast<DWORD>(size), path.data(), nullptr);
+  };
+  EXPECT_EQ(search("contract_tests", path.size()), g_Program.size());
+  EXPECT_TRUE(fs::equivalent(path.c_str(), g_Program));
+  EXPECT_EQ(search("contract_tests", path.size() - 1), path.size());
+  EXPECT_TRUE(Fails(search("no_such_program", path.size()) != 0, ERROR_FILE_NOT_FOUND));
+
+  const std::string id = std::to_string(GetCurrentProcessId());
+  EXPECT_EQ(RunProgram(g_Program, "contract_tests --parent-is 0 " + id), 0u);
 }
 
 TEST(Thread, IsWaitedForUntilItExits) {
@@ -93,52 +163,70 @@ TEST(Thread, IsWaitedForUntilItExits) {
   EXPECT_TRUE(CloseHandle(thread));
 }
 
-TEST_F(Registry, GivesTypeSizeAndBytesOrTheReason) {
+TEST_F(Registry, GivesTypeSizeAndTextOrTheReason) {
   WriteText("contract.reg",
             "REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Contract Test\\Sub Key]\r\n"
             "\"Text\"=\"C:\\\\a \\\"b\\\"\"\r\n\"Number\"=dword:00000102\r\n"
-            "\"Expand\"=hex(2):25,\\\r\n  41,25,00\r\n\r\n");
+            "\"Expand\"=hex(2):25,\\\r\n  41,25,00\r\n\"Empty\"=\"\"\r\n@=\"default\"\r\n\r\n");
   LoadRegistry("contract.reg");
   HKEY parent = nullptr;
   HKEY key = nullptr;
   ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "software\\contract TEST", 0, KEY_READ, &parent), 0);
   EXPECT_EQ(RegOpenKeyExA(parent, "Sub", 0, KEY_READ, &key), ERROR_FILE_NOT_FOUND);
   ASSERT_EQ(RegOpenKeyExA(parent, "Sub Key", 0, KEY_READ, &key), 0);
-  const std::tuple<const char*, DWORD, std::string> rows[] = {
-      {"TEXT", REG_SZ, std::string("C:\\a \"b\"") + '\0'},
-      {"Number", REG_DWORD, std::string("\x02\x01\0\0", 4)},
-      {"Expand", REG_EXPAND_SZ, std::string("%A%") + '\0'}};
-  DWORD type = 0;
-  for (const auto& [name, expectedType, expected] : rows) {
-    BYTE data[100];
-    DWORD size = sizeof data;
+  const std::pair<const char*, std::string> rows[] = {
+      {"TEXT", "C:\\a \"b\""}, {"Empty", ""}, {"", "default"}};
+  BYTE data[100];
+  DWORD type = 0, size = 0;
+  for (const auto& [name, text] : rows) {
+    size = static_cast<DWORD>(text.size() + 1);  // a NUL comes with it
     EXPECT_EQ(RegQueryValueExA(key, name, nullptr, &type, data, &size), 0) << name;
-    EXPECT_EQ(type, expectedType) << name;
-    EXPECT_EQ(std::string(data, data + size), expected);
+    EXPECT_EQ(type, DWORD{REG_SZ}) << name;
+    EXPECT_EQ(std::string(data, data + size), text + '\0');
     --size;
     EXPECT_EQ(RegQueryValueExA(key, name, nullptr, &type, data, &size), ERROR_MORE_DATA) << name;
-    EXPECT_EQ(size, expected.size());
+    EXPECT_EQ(size, text.size() + 1);
   }
-  EXPECT_EQ(RegQueryValueExA(key, "No", nullptr, &type, nullptr, nullptr), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(RegCloseKey(key), 0);
-  EXPECT_EQ(RegCloseKey(key), ERROR_INVALID_HANDLE);
+  for (const char* name : {"Number", "Expand"}) {
+    size = sizeof data;
+    EXPECT_EQ(RegQueryValueExA(key, name, nullptr, &type, data, &size), 0) << name;
+    EXPECT_NE(type, DWORD{REG_SZ}) << name;
+  }
+  EXPECT_EQ(RegQueryValueExA(key, "No", nullptr, &type, data, &size), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(RegCloseKey(key) + RegCloseKey(parent), 0);
 }
 
 TEST_F(Library, LoadsByPathAndFindsByNameOrSaysWhyNot) {
+  DWORD before = 0;
+  EXPECT_TRUE(SetThreadErrorMode(SEM_FAILCRITICALERRORS, &before));
+  EXPECT_TRUE(SetDllDirectoryA("C:\\"));
   const HMODULE library = LoadLibraryA(FAKE_JVM);
+  EXPECT_TRUE(SetDllDirectoryA(nullptr) && SetThreadErrorMode(before, nullptr));
   EXPECT_TRUE(GetProcAddress(library, "JNI_CreateJavaVM") != nullptr) << GetLastError();
   EXPECT_TRUE(Fails(GetProcAddress(library, "jni_CreateJavaVM") != nullptr, ERROR_PROC_NOT_FOUND));
+  char path[1000];
+  const DWORD length = GetModuleFileNameA(library, path, sizeof path);
+  EXPECT_TRUE(length == strlen(path) && ReadText(path) == ReadText(FAKE_JVM)) << path;
+  EXPECT_EQ(GetModuleFileNameA(library, path, length), length);
+  EXPECT_TRUE(Fails(false, ERROR_INSUFFICIENT_BUFFER));
   WriteText("garbage.dll", "no library");
   EXPECT_TRUE(Fails(LoadLibraryA(".\\garbage.dll") != nullptr, ERROR_BAD_EXE_FORMAT));
   EXPECT_TRUE(Fails(LoadLibraryA("no_such.dll") != nullptr, ERROR_MOD_NOT_FOUND));
 }
 
-// "--exit MILLISECONDS CODE", as a child, sleeps and ends.
+// As a child, which sleeps and then ends as its arguments say.
+static int RunChild(const std::string& how, unsigned milliseconds, unsigned value) {
+  Sleep(milliseconds);
+  if (how == "--exit") return static_cast<int>(value);
+  if (how == "--parent-is") return FindParent() == value ? 0 : 1;
+  std::atexit([] { std::abort(); });
+  TerminateProcess(GetCurrentProcess(), value);
+  return 1;
+}
+
 int main(int argc, char** argv) {
-  if (argc == 4 && std::string(argv[1]) == "--exit") {
-    Sleep(static_cast<DWORD>(std::atoi(argv[2])));
-    return std::atoi(argv[3]);
-  }
+  const auto number = [&](int i) { return static_cast<unsigned>(std::atoi(argv[i])); };
+  if (argc == 4) return RunChild(argv[1], number(2), number(3));
   g_Program = fs::absolute(argv[0]).string();
   testing::InitGoogleTest(&argc, argv);
   return RUN_ALL_TESTS();

@@ -12,8 +12,9 @@
 #include <string>
 
 #include <direct.h>
+#include <io.h>
+#include <mstcpip.h>
 #include <tlhelp32.h>
-#include <winsock2.h>
 
 struct Faults {
   char call[40] = "";
@@ -46,6 +47,11 @@ struct Faults {
     SetLastError(static_cast<DWORD>(error));
     return true;
   }
+  // A new socket may have the value of one that was closed.
+  SOCKET Made(SOCKET socket) {
+    broken = broken == socket ? INVALID_SOCKET : broken;
+    return socket;
+  }
   static LSTATUS Error() { return Instance().error; }
   // A call, so that nobody wonders about a result that is not used.
   template <typename Result>
@@ -63,6 +69,8 @@ struct Faults {
 #define fopen(...) FAULTY(fopen, static_cast<FILE*>(nullptr), __VA_ARGS__)
 #define _getcwd(...) FAULTY(_getcwd, static_cast<char*>(nullptr), __VA_ARGS__)
 #define _chdir(...) FAULTY(_chdir, -1, __VA_ARGS__)
+#define _fullpath(...) FAULTY(_fullpath, static_cast<char*>(nullptr), __VA_ARGS__)
+#define _write(...) FAULTY(_write, -1, __VA_ARGS__)
 #define CopyFileA(...) FAULTY(CopyFileA, FALSE, __VA_ARGS__)
 #define GetFileAttributesA(...) FAULTY(GetFileAttributesA, INVALID_FILE_ATTRIBUTES, __VA_ARGS__)
 #define SetFileAttributesA(...) FAULTY(SetFileAttributesA, FALSE, __VA_ARGS__)
@@ -72,10 +80,14 @@ struct Faults {
 #define RegCloseKey(...) FAULTY(RegCloseKey, Faults::Error(), __VA_ARGS__)
 #define LoadLibraryA(...) FAULTY(LoadLibraryA, static_cast<HMODULE>(nullptr), __VA_ARGS__)
 #define GetProcAddress(...) FAULTY(GetProcAddress, static_cast<FARPROC>(nullptr), __VA_ARGS__)
+#define GetModuleFileNameA(...) FAULTY(GetModuleFileNameA, DWORD{0}, __VA_ARGS__)
+#define SetDllDirectoryA(...) FAULTY(SetDllDirectoryA, FALSE, __VA_ARGS__)
+#define SetThreadErrorMode(...) FAULTY(SetThreadErrorMode, FALSE, __VA_ARGS__)
 #define SearchPathA(...) FAULTY(SearchPathA, DWORD{0}, __VA_ARGS__)
 #define CreateProcessA(...) FAULTY(CreateProcessA, FALSE, __VA_ARGS__)
 #define GetExitCodeProcess(...) FAULTY(GetExitCodeProcess, FALSE, __VA_ARGS__)
 #define OpenProcess(...) FAULTY(OpenProcess, static_cast<HANDLE>(nullptr), __VA_ARGS__)
+#define TerminateProcess(...) FAULTY(TerminateProcess, FALSE, __VA_ARGS__)
 #define CreateThread(...) FAULTY(CreateThread, static_cast<HANDLE>(nullptr), __VA_ARGS__)
 #define WaitForSingleObject(...) FAULTY(WaitForSingleObject, WAIT_FAILED, __VA_ARGS__)
 #define CloseHandle(...) FAULTY(CloseHandle, FALSE, __VA_ARGS__)
@@ -85,10 +97,12 @@ struct Faults {
 #define Process32Next(...) FAULTY(Process32Next, FALSE, __VA_ARGS__)
 #define WSAStartup(...) FAULTY(WSAStartup, int{Faults::Error()}, __VA_ARGS__)
 #define WSACleanup() (Faults::Instance().Fails("WSACleanup") ? SOCKET_ERROR : WSACleanup())
-#define WSASocketA(...) FAULTY(WSASocketA, INVALID_SOCKET, __VA_ARGS__)
+#define WSASocketA(...) Faults::Instance().Made(FAULTY(WSASocketA, INVALID_SOCKET, __VA_ARGS__))
+#define WSAIoctl(...) FAULTY(WSAIoctl, SOCKET_ERROR, __VA_ARGS__)
 #define WSAConnect(...) FAULTY(WSAConnect, SOCKET_ERROR, __VA_ARGS__)
 #define WSASend(socket, ...) FAULTY_ON(WSASend, socket, __VA_ARGS__)
 #define WSARecv(socket, ...) FAULTY_ON(WSARecv, socket, __VA_ARGS__)
+#define gethostbyname(...) FAULTY(gethostbyname, static_cast<hostent*>(nullptr), __VA_ARGS__)
 #define inet_addr(...) FAULTY(inet_addr, INADDR_NONE, __VA_ARGS__)
 #define shutdown(...) FAULTY(shutdown, SOCKET_ERROR, __VA_ARGS__)
 #define closesocket(...) FAULTY(closesocket, SOCKET_ERROR, __VA_ARGS__)

@@ -1,41 +1,29 @@
-// The splitting of a command line, held against the rules of the Microsoft C runtime written down a
-// second time. Input: a command line up to the first NUL.
+// The splitting of a command line: what was put in quotes by the Microsoft C runtime's rules comes
+// out again, and no other line breaks it. Input: arguments, each up to a NUL.
 #include "Check.h"
 #include "host/CommandLineText.h"
 
-// Arguments are delimited by white space, except inside a quoted string. A double quotation mark
-// after a backslash is literal. Backslashes are literal unless they precede a double quotation
-// mark: then each pair is one, and an odd one more makes the mark literal. Inside a quoted string
-// two double quotation marks are a literal one. In the program's name backslashes have no such
-// meaning.
-static std::vector<std::string> SplitByTheRules(const std::string& line) {
-  std::vector<std::string> arguments = {""};
-  bool isProgram = true, isQuoted = false, isInside = true;
+// Every quote behind a backslash, and the backslashes before a quote doubled.
+static std::string Quoted(std::string_view argument) {
+  std::string text = "\"";
   size_t slashes = 0;  // that the last characters were
-  for (size_t at = 0; at < line.size(); ++at) {
-    const char each = line[at];
-    if ((each == ' ' || each == '\t') && !isQuoted) {
-      isInside = isProgram = false;
-      slashes = 0;
-      continue;
-    }
-    std::string& argument = isInside ? arguments.back() : arguments.emplace_back();
-    isInside = true;
-    const bool isMark = each == '"', isEscaped = !isProgram && slashes % 2 == 1;
-    const bool isPair = isQuoted && !isProgram && !isEscaped && line.substr(at, 2) == "\"\"";
-    if (isMark && !isProgram) argument.resize(argument.size() - slashes + slashes / 2);
-    if (!isMark || isEscaped || isPair) {
-      argument += each;
-      at += isPair ? 1 : 0;
-    } else {
-      isQuoted = !isQuoted;
-    }
+  for (const char each : argument) {
+    if (each == '"') text.append(slashes + 1, '\\');
+    text += each;
     slashes = each == '\\' ? slashes + 1 : 0;
   }
-  return arguments;
+  return text.append(slashes, '\\') + '"';
 }
 
 void Try(std::string_view input) {
-  const std::string line = std::string(input).c_str();
-  Check(host::SplitCommandLine(line) == SplitByTheRules(line));
+  std::vector<std::string> arguments = {"a program"};
+  std::string line = "\"a program\"";
+  for (size_t end = 0; end != std::string_view::npos;
+       input.remove_prefix(std::min(end, input.size()) + (end < input.size()))) {
+    end = input.find('\0');
+    arguments.emplace_back(input.substr(0, end));
+    line += " \t " + Quoted(arguments.back());
+  }
+  Check(host::SplitCommandLine(line) == arguments);
+  for (const std::string& each : arguments) host::SplitCommandLine(each);
 }

@@ -3,15 +3,18 @@
 #include <sstream>
 
 #include "Check.h"
-#include "host/RegistryText.h"
+#include "host/Registry.h"
 
-static std::string Written(const host::RegistryTree& tree) {
-  std::ostringstream text("REGEDIT4\n", std::ios::ate);
-  for (const auto& [path, values] : tree) {
-    text << '[' << path << "]\n" << std::hex;
+static std::string Written(const host::Registry& registry) {
+  std::ostringstream text;
+  for (const auto& [path, values] : registry) {
+    const size_t above = path.rfind('\\');
+    Check(path == host::FoldedName(path));
+    Check(above == std::string::npos || registry.count(path.substr(0, above)) == 1);
+    text << '[' << path << "]\n";
     for (const auto& [name, value] : values) {
-      text << std::quoted(name) << "=hex(" << value.type << "):";
-      for (const char each : value.data) text << +static_cast<unsigned char>(each) << ",";
+      text << std::quoted(name) << '=';
+      value ? text << std::quoted(*value) : text << "dword:0";
       text << '\n';
     }
   }
@@ -19,12 +22,6 @@ static std::string Written(const host::RegistryTree& tree) {
 }
 
 void Try(std::string_view input) {
-  const host::RegistryTree tree = host::ParseRegistryText(input);
-  for (const auto& [path, values] : tree) {
-    const size_t above = path.rfind('\\');
-    Check(path == host::FoldedName(path));
-    Check(above == std::string::npos || tree.count(path.substr(0, above)) == 1);
-  }
-  const std::string text = Written(tree);
+  const std::string text = Written(host::ParseRegistryText(input));
   Check(Written(host::ParseRegistryText(text)) == text);
 }
