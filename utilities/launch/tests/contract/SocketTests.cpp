@@ -164,10 +164,10 @@ TEST_F(Sockets, BytesKeepTheirOrderBothWaysInWhateverPieces) {
 // The peer gets what was sent as soon as the sender does any of these, and it answers only then.
 TEST_F(Sockets, BytesSentLeaveBeforeAnythingThatWaits) {
   Peer other;
-  const SOCKET second = Create();
+  const SOCKET second = Create(), third = Create();
   ASSERT_EQ(other.Join(second), 0);
   const std::pair<const char*, std::function<void()>> rows[] = {
-      {"connect", [&] { Peer().Join(Create()); }},
+      {"connect", [&] { Peer().Join(third); }},
       {"shutdown", [&] { shutdown(m_Socket, SD_SEND); }},
       {"close", [&] { Close(); }},
       {"sleep", [] { Sleep(1); }},
@@ -179,6 +179,8 @@ TEST_F(Sockets, BytesSentLeaveBeforeAnythingThatWaits) {
     act();
     EXPECT_EQ(peer.Receive(3), "abc") << name;
   }
+  closesocket(second);
+  closesocket(third);
   Peer peer;
   Join(peer);
   std::thread answer([&] { peer.Send(peer.Receive(2) + "!?"); });
