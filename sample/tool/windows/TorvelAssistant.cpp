@@ -1,10 +1,10 @@
 // The Assistant's program for Windows: starts the Assistant of the Torvel.jar beside it, and ends.
 //
-// Windows replaces no program that runs and no jar that Java reads, and an update of the Assistant
-// replaces both. So this program runs for a moment only, and Java reads copies: every start makes a
-// folder of its own below TorvelAssistant.copies, after it has removed those that no Java uses any
-// more. Java works in the directory that this program lies in; what it prints is added to
-// TorvelAssistant.log there.
+// An update of the Assistant replaces both, but Windows replaces no program that runs, and a jar
+// must not change under the Java that reads it. So this program runs for a moment only, and Java
+// reads copies: every start makes a folder of its own below TorvelAssistant.copies, after it has
+// removed those that no Java uses any more. Java works in the directory that this program lies in;
+// what it prints is added to TorvelAssistant.log there.
 //
 // Exit codes: 0 Java was started, 1 it was not, with the reason on standard error.
 #include <windows.h>
