@@ -1,6 +1,6 @@
 """Runs the built launcher as a user does, for both products.
 
-Exit codes are compared as the product's system shows them, output as bytes with the product's own line ends taken off.
+Exit codes are compared as the product's system shows them, output without the product's own line ends.
 """
 import collections
 import ctypes
@@ -19,7 +19,8 @@ LIMIT = 60  # seconds after which a run counts as hanging
 UPDATE_SET = ("TorvelAssistant.x64", "Torvel.jar", "torvel-win64.dll", "swt-win64.jar", "Slave.jar")
 TARGETS = ("TorvelAssistant.exe", *UPDATE_SET[1:])  # their names where the Assistant is
 Result = collections.namedtuple("Result", "code out err")
-Files = collections.namedtuple("Files", "out err report request")  # of a run: its output, and what its parent tells and is told
+# Of a run: its output, and what its parent tells and is told.
+Files = collections.namedtuple("Files", "out err report request")
 
 
 def read_text(path):
@@ -65,7 +66,8 @@ class Run:
         except AssertionError:
             self.kill()
             raise
-        return Result(self.code, *(self.product.lines(read_text(path)) for path in (self.files.out, self.files.err)))
+        out, err = (self.product.lines(read_text(path)) for path in (self.files.out, self.files.err))
+        return Result(self.code, out, err)
 
 
 class Product:
@@ -84,8 +86,10 @@ class Product:
 
 class Host(Product):
     windows, library, exe, path_list = False, "libjvm.so", "", ":"
-    messages = {2: "The system cannot find the file specified.", 3: "The system cannot find the path specified.",
-                5: "Access is denied.", 32: "The process cannot access the file because it is being used by another process."}
+    messages = {2: "The system cannot find the file specified.",
+                3: "The system cannot find the path specified.",
+                5: "Access is denied.",
+                32: "The process cannot access the file because it is being used by another process."}
     code = staticmethod(lambda code: code & 0xFF)
     path = staticmethod(str)
     lines = staticmethod(lambda text: text)
@@ -94,10 +98,10 @@ class Host(Product):
         files = self.new_files()
         parent = ["/bin/sh", "-c", '"$@" & echo $! >"$0"; wait', files.report] if own_parent else []
         command = [*parent, self.program, *(arg.encode("latin-1") for arg in args)]
-        env = env | {"TSAN_OPTIONS": "atexit_sleep_ms=0"}  # a thread-checked program otherwise sleeps for a second when it ends
+        env = env | {"TSAN_OPTIONS": "atexit_sleep_ms=0"}  # else a thread-checked program ends a second later
         with open(files.out, "wb") as to_file, open(files.err, "wb") as err:
-            run = Run(self, files, subprocess.Popen(command, cwd=cwd, env=env, stdin=subprocess.DEVNULL, stdout=out or to_file,
-                                                    stderr=err))
+            run = Run(self, files, subprocess.Popen(command, cwd=cwd, env=env, stdin=subprocess.DEVNULL,
+                                                    stdout=out or to_file, stderr=err))
         if own_parent:
             wait_until(lambda: run.reported(r"\n"), "the launcher")
             run.pid = int(read_text(files.report))
@@ -122,7 +126,7 @@ EXPAND = "hex(2):43,00,00,00"  # a registry's value that is a text to be expande
 
 
 def registry_text(folder, keys):
-    """An export of keys below SOFTWARE with their values; "@" is the folder, and None for the values removes a key."""
+    """An export of keys below SOFTWARE with their values; "@" is the folder. None removes the key."""
     text = "Windows Registry Editor Version 5.00\n"
     for key, values in keys.items():
         text += f"\n[{'-' if values is None else ''}HKEY_LOCAL_MACHINE\\SOFTWARE\\{key}]\n"
@@ -134,12 +138,13 @@ def registry_text(folder, keys):
 
 def wine_environment(prefix):
     """With the prefix made for it."""
-    env = {"PATH": os.environ["PATH"] + ":/usr/lib/wine", "HOME": str(prefix.parent), "WINEPREFIX": str(prefix),
-           "WINEDEBUG": "-all", "WINEDLLOVERRIDES": "mscoree,mshtml="}
+    env = {"PATH": os.environ["PATH"] + ":/usr/lib/wine", "HOME": str(prefix.parent),
+           "WINEPREFIX": str(prefix), "WINEDEBUG": "-all", "WINEDLLOVERRIDES": "mscoree,mshtml="}
     prefix.mkdir(exist_ok=True)
     if not (prefix / "system.reg").exists():
         # No pipe: Wine's services would hold its other end.
-        subprocess.run("exec wine64 wineboot -i >/dev/null 2>&1", shell=True, env=env, check=True, timeout=120)
+        boot = "exec wine64 wineboot -i >/dev/null 2>&1"
+        subprocess.run(boot, shell=True, env=env, check=True, timeout=600)
     subprocess.run(["wineserver", "-p60"], env=env, stderr=subprocess.DEVNULL)  # 2: it runs already
     return env
 
@@ -151,7 +156,7 @@ def end_wine(env):
 
 class Windows(Product):
     windows, library, exe, path_list = True, "jvm.dll", ".exe", ";"
-    messages = {2: "File not found.", 3: "Path not found.", 5: "Access denied.", 32: "Sharing violation."}  # as Wine words them
+    messages = {2: "File not found.", 3: "Path not found.", 5: "Access denied.", 32: "Sharing violation."}
     code = staticmethod(lambda code: code & 0xFFFFFFFF)
     path = staticmethod(lambda path: "Z:" + str(path).replace("/", "\\"))
 
@@ -161,7 +166,8 @@ class Windows(Product):
 
     @staticmethod
     def lines(text):
-        text = re.sub("^OpenJDK .* warning: .*\n", "", text, flags=re.M)  # a real runtime's remark, which ends in its own way
+        # A real runtime's own remarks end in their own way.
+        text = re.sub("^OpenJDK .* warning: .*\n", "", text, flags=re.M)
         assert not re.search(r"(?<!\r)\n", text), "a line that does not end as the system's text lines do"
         return text.replace("\r\n", "\n")
 
@@ -176,14 +182,16 @@ class Windows(Product):
         return run
 
     def parent(self, cwd, report, *asked):
-        return subprocess.Popen(["wine64", self.fakes / "parent.exe", self.path(report), *asked], cwd=cwd, env=self.wine_env,
-                                stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL)  # Wine's own words are not the launcher's
+        command = ["wine64", self.fakes / "parent.exe", self.path(report), *asked]
+        return subprocess.Popen(command, cwd=cwd, env=self.wine_env, stdin=subprocess.DEVNULL,
+                                stderr=subprocess.DEVNULL)  # Wine's own words are not the launcher's
 
     def registry(self, folder, text):
         """Into the registry that all runs share."""
         (file := folder / "registry.reg").write_text(text, "utf-16")
-        subprocess.run(["wine64", "reg", "import", self.path(file)], env=self.wine_env, check=True, timeout=LIMIT,
-                       stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        command = ["wine64", "regedit", "/C", self.path(file)]
+        subprocess.run(command, env=self.wine_env, check=True, timeout=LIMIT,
+                       stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         return {}
 
     def watched(self, run):
@@ -201,16 +209,19 @@ class Windows(Product):
 
 
 class Workspace:
-    """A workspace in a path that is no format and no single word, with its jar and a directory two levels down, and, on
-    demand, a fake Java runtime and a fake `java`."""
+    """A workspace in a path that is no format and no single word, with its jar and a directory two levels
+    down, and, on demand, a fake Java runtime and a fake `java`."""
 
     def __init__(self, product, folder):
-        self.product, self.root, self.tools, self.log = product, folder / "50%s a'b", folder / "tools", folder / "log"
+        self.product, self.root = product, folder / "50%s a'b"
+        self.tools, self.log = folder / "tools", folder / "log"
         self.game = self.root / "src" / "game"
         self.game.mkdir(parents=True)
         self.tools.mkdir()
         self.add("bin/Torvel.jar")
-        self.env = {"PATH": product.path(self.tools)} | ({} if product.windows else {"TORVEL_HOST_REGISTRY": "/nowhere"})
+        self.env = {"PATH": product.path(self.tools)}
+        if not product.windows:
+            self.env["TORVEL_HOST_REGISTRY"] = "/nowhere"
 
     def add(self, *files):
         for file in files:
@@ -224,7 +235,8 @@ class Workspace:
         return self.product.path(self.root.joinpath(*parts))
 
     def use_jvm(self, scenario="", fake="fake_jvm", folder=None):
-        self.product.fake(fake + (".dll" if self.product.windows else ".so"), (folder or self.tools) / self.product.library)
+        fake += ".dll" if self.product.windows else ".so"
+        self.product.fake(fake, (folder or self.tools) / self.product.library)
         self.env |= {"FAKE_JVM": scenario, "FAKE_JVM_LOG": self.product.path(self.log)}
         if not self.product.windows:
             self.env["LD_LIBRARY_PATH"] = str(self.tools)
@@ -247,7 +259,8 @@ class Workspace:
         listed = listed or ("bin/", "Build/Torvel/", "build/torvel/", "build/torvel/bin/")
         return "".join(line + "\n" for line in (
             "Launching...", "Search for Torvel.jar and torvel-win64.dll in", *listed,
-            *(f"Not in {self.native(part)}..." for part in not_in), f"Found jar in {jar}", f"Found lib in {lib}",
+            *(f"Not in {self.native(part)}..." for part in not_in),
+            f"Found jar in {jar}", f"Found lib in {lib}",
             f"Workspace at {self.native()}/", f"Path to original: {start}"))
 
 

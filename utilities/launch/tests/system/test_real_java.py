@@ -9,22 +9,28 @@ from harness import LIMIT, Workspace, in_cache, read_text, registry_text, wait_u
 JAVASOFT = "JavaSoft\\Java Runtime Environment"
 SOURCE = """
 package com.drel.torvel.commands;
+
+import java.io.PrintStream;
+import java.nio.file.*;
+
 public class Launch {
   public static void main(String[] args) throws Exception {
-    String program = ProcessHandle.current().info().command().orElse("?").replaceAll(".*\\\\\\\\", "");
-    System.out.println(program + " with Java " + System.getProperty("java.specification.version"));
-    int code = Integer.parseInt(args[1]);
+    ProcessHandle self = ProcessHandle.current();
+    String program = self.info().command().orElse("?").replaceAll(".*\\\\\\\\", "");
+    PrintStream out = System.out;
+    out.println(program + " with Java " + System.getProperty("java.specification.version"));
+    int number = Integer.parseInt(args[1]);
     switch (args[0]) {
-      case "exit": System.exit(code);
-      case "halt": Runtime.getRuntime().halt(code);
-      case "thread": Thread other = new Thread(() -> System.exit(code)); other.start(); other.join();
+      case "exit": System.exit(number);
+      case "halt": Runtime.getRuntime().halt(number);
+      case "thread": Thread other = new Thread(() -> System.exit(number)); other.start(); other.join();
       case "throw": throw new IllegalStateException("thrown");
-      case "lines": for (int i = 0; i < code; i++) (i % 7 == 0 ? System.err : System.out).println("line " + i); break;
-      case "input": for (int c; (c = System.in.read()) >= 0;) System.out.write(c); System.out.flush(); break;
-      case "arguments": for (int i = 2; i < args.length; i++) System.out.println("[" + args[i] + "]"); break;
-      case "memory": System.out.println(Runtime.getRuntime().maxMemory() / 1024 / 1024 / 100); break;
-      case "sleep": java.nio.file.Files.writeString(java.nio.file.Path.of(args[2]), ProcessHandle.current().pid() + "\\n");
-        Thread.sleep(60_000);
+      case "lines": for (int i = 0; i < number; i++) (i % 7 > 0 ? out : System.err).println("line " + i);
+        break;
+      case "input": for (int c; (c = System.in.read()) >= 0;) out.write(c); out.flush(); break;
+      case "arguments": for (int i = 2; i < args.length; i++) out.println("[" + args[i] + "]"); break;
+      case "memory": out.println(Runtime.getRuntime().maxMemory() / 1024 / 1024 / 100); break;
+      case "sleep": Files.writeString(Path.of(args[2]), self.pid() + "\\n"); Thread.sleep(60_000);
     }
   }
 }
@@ -59,11 +65,12 @@ TRIED = [
 
 @pytest.fixture(scope="module")
 def jar(tmp_path_factory):
-    folder, jdk = tmp_path_factory.mktemp("jar"), os.environ.get("JAVA_HOME", "")
-    tool = (lambda name: pathlib.Path(jdk, "bin", name)) if jdk else str
+    folder = tmp_path_factory.mktemp("jar")
+    jdk = pathlib.Path(os.environ["JAVA_HOME"], "bin") if "JAVA_HOME" in os.environ else pathlib.Path()
     (folder / "Launch.java").write_text(SOURCE)
-    subprocess.run([tool("javac"), "--release", "11", "-d", folder / "classes", folder / "Launch.java"], check=True)
-    subprocess.run([tool("jar"), "--create", "--file", folder / "Torvel.jar", "-C", folder / "classes", "."], check=True)
+    for command in ([jdk / "javac", "--release", "11", "-d", "classes", "Launch.java"],
+                    [jdk / "jar", "--create", "--file", "Torvel.jar", "-C", "classes", "."]):
+        subprocess.run(command, cwd=folder, check=True)
     return folder / "Torvel.jar"
 
 
@@ -83,8 +90,9 @@ def found(product, workspace, tmp_path):
         bin, server = product.path(home / "bin"), product.path(home / "bin/server")
         workspace.env["PATH"] = {"path": f"{server};{bin}", "server": server, "child": bin}.get(way, "")
         (tmp_path / "JRE").symlink_to(home)
-        keys = {"own": {"Torvel": {"Install_Dir": product.path(tmp_path)}}, "public": {
-            JAVASOFT: {"CurrentVersion": version}, f"{JAVASOFT}\\{version}": {"RuntimeLib": f"{bin}\\client\\jvm.dll"}}}
+        keys = {"own": {"Torvel": {"Install_Dir": product.path(tmp_path)}},
+                "public": {JAVASOFT: {"CurrentVersion": version},
+                           f"{JAVASOFT}\\{version}": {"RuntimeLib": f"{bin}\\client\\jvm.dll"}}}
         if way in keys:
             product.registry(tmp_path, registry_text("", keys[way]))
 
@@ -105,7 +113,8 @@ def test_deeds(workspace, product, found, version, way, deeds):
         assert result.err == err or err in result.err and deed == "exception"
 
 
-@pytest.mark.parametrize("way, env", [("own", {"WINEDLLOVERRIDES": "vcruntime140,vcruntime140_1,msvcp140=n"}), ("server", {})])
+@pytest.mark.parametrize("way, env", [
+    ("own", {"WINEDLLOVERRIDES": "vcruntime140,vcruntime140_1,msvcp140=n"}), ("server", {})])
 def test_its_own_libraries_are_found(workspace, found, way, env):
     """Without the C++ runtime in the system; with nothing of it on PATH but the folder of jvm.dll."""
     found("17", way)
@@ -115,10 +124,11 @@ def test_its_own_libraries_are_found(workspace, found, way, env):
 def test_ninja_killed(workspace, product, found, tmp_path):
     found("25", "path")
     ninja, report, slept = in_cache("windows-tools/ninja/ninja.exe"), tmp_path / "report", tmp_path / "pid"
-    (workspace.root / "build.ninja").write_text(
-        f"rule torvel\n  command = {product.path(product.program)} launch sleep 0 {product.path(slept)}\nbuild out: torvel\n")
+    command = f"{product.path(product.program)} launch sleep 0 {product.path(slept)}"
+    (workspace.root / "build.ninja").write_text(f"rule torvel\n  command = {command}\nbuild out: torvel\n")
     env = product.wine_env | {"WINEPATH": workspace.env["PATH"]}
-    with subprocess.Popen(["wine64", ninja], cwd=workspace.root, env=env, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as parent:
+    with subprocess.Popen(["wine64", ninja], cwd=workspace.root, env=env, stdout=subprocess.DEVNULL,
+                          stderr=subprocess.DEVNULL) as parent:
         wait_until(lambda: read_text(slept).endswith("\n"), "Java")
         watcher = product.parent("/", report, read_text(slept).strip())
         wait_until(lambda: "\n" in read_text(report), "the process that watches")
@@ -131,8 +141,9 @@ def test_output_through_cmake(workspace, product, found):
     found("21", "child")
     cmake = in_cache("windows-tools/cmake/bin/cmake.exe")
     (workspace.root / "run.cmake").write_text(
-        f"execute_process(COMMAND [[{product.path(product.program)}]] launch arguments 0 [[a b]] OUTPUT_VARIABLE out "
-        "RESULT_VARIABLE code)\nfile(WRITE said \"${out}${code}\")\n")
+        f"execute_process(COMMAND [[{product.path(product.program)}]] launch arguments 0 [[a b]]\n"
+        "  OUTPUT_VARIABLE out RESULT_VARIABLE code)\nfile(WRITE said \"${out}${code}\")\n")
     env = product.wine_env | {"WINEPATH": workspace.env["PATH"]}
-    subprocess.run(["wine64", cmake, "-P", "run.cmake"], cwd=workspace.root, env=env, timeout=LIMIT, check=True)
+    command = ["wine64", cmake, "-P", "run.cmake"]
+    subprocess.run(command, cwd=workspace.root, env=env, timeout=LIMIT, check=True)
     assert read_text(workspace.root / "said") == "java.exe with Java 21\r\n[a b]\r\n0"
