@@ -9,7 +9,7 @@ import pathlib
 import socket
 
 import pytest
-from harness import Host, Windows, Workspace, end_wine
+from harness import Host, Windows, Workspace, end_wine, registry_text
 from scripted_assistant import PORT, ScriptedAssistant
 
 
@@ -44,6 +44,14 @@ def product(request, build, tmp_path_factory):
 @pytest.fixture
 def workspace(product, tmp_path):
     return Workspace(product, tmp_path)
+
+
+@pytest.fixture
+def registry(product, tmp_path):
+    """Registers keys with their values, for runs with the environment that it returns."""
+    yield lambda keys, folder="": product.registry(tmp_path, registry_text(folder, keys))
+    if product.windows:  # where all runs share one
+        product.registry(tmp_path, registry_text("", {"Torvel": None, "JavaSoft": None}))
 
 
 @pytest.fixture

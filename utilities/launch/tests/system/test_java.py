@@ -1,32 +1,39 @@
 """Java commands: the runtime found, the class run in it, the fall-back to a `java` child."""
-import pathlib
+import itertools
 import shutil
 
 import pytest
-from harness import EXPAND, addresses_out, registry_text
+from harness import EXPAND, addresses_out
 
 CLASS = "com/drel/torvel/commands/Checksum"
 USUAL = ["-Xmx1024M", "-Xrs"]
-LOST = 195952365  # the code by which the launcher tells itself that a run in its own process could not be made
+RETIRED = "-XX:+UseConcMarkSweepGC"
+LOST = 195952365  # the code by which the launcher tells itself that no run in its own process was possible
 
 
 def options(separator, user=USUAL):
     """A host's Java separates its class path in the host's way."""
-    return ["-Djava.library.path=bin/lib/", f"-Djava.class.path=bin/Torvel.jar{separator}bin/lib/swt-win64.jar", *user,
-            "-XX:+UseConcMarkSweepGC", "-XX:-UseGCOverheadLimit"]
+    class_path = f"-Djava.class.path=bin/Torvel.jar{separator}bin/lib/swt-win64.jar"
+    return ["-Djava.library.path=bin/lib/", class_path, *user, RETIRED, "-XX:-UseGCOverheadLimit"]
 
 
 def created(product, user=USUAL):
-    given = options(product.path_list, user)
-    return ["defaults 00010004", f"create 00010004 {len(given) + 1} options", *(f"option {text}" for text in given),
-            "option exit with a hook"]
+    given = [*(f"option {text}" for text in options(product.path_list, user)), "option exit with a hook"]
+    return ["defaults 00010004", f"create 00010004 {len(given)} options", *given]
+
+
+FINDS_CLASS = [f"FindClass {CLASS}"]
+FINDS_MAIN = [*FINDS_CLASS, f"GetStaticMethodID {CLASS} main ([Ljava/lang/String;)V"]
+
+
+def makes_array(size):
+    return [*FINDS_MAIN, "FindClass java/lang/String", f"NewObjectArray {size} java/lang/String"]
 
 
 def called(args):
-    return [f"FindClass {CLASS}", f"GetStaticMethodID {CLASS} main ([Ljava/lang/String;)V", "FindClass java/lang/String",
-            f"NewObjectArray {len(args)} java/lang/String",
-            *(line for i, text in enumerate(args) for line in (f"NewStringUTF {text}", f"SetObjectArrayElement {i} {text}")),
-            f"call {CLASS}.main" + "".join(f" [{text}]" for text in args)]
+    elements = [[f"NewStringUTF {text}", f"SetObjectArrayElement {i} {text}"] for i, text in enumerate(args)]
+    call = f"call {CLASS}.main" + "".join(f" [{text}]" for text in args)
+    return [*makes_array(len(args)), *itertools.chain(*elements), call]
 
 
 def spawned(workspace, args, user=USUAL):
@@ -35,11 +42,13 @@ def spawned(workspace, args, user=USUAL):
     return [*(f"argument {text}" for text in words), f"in {workspace.native()}", "done"]
 
 
+ODD = ["--file=a=b==c", "=x", "n=", "bi*", "a b", "%s"]
 # Arguments after the command, arguments that main gets, options of the user and for him.
 PASSED = [
     ([], [], USUAL),
-    (["--file=a=b==c", "=x", "n=", "bi*", "a b", "%s"], ["--file=a=b==c", "=x", "n=", "bi*", "a b", "%s"], USUAL),
-    (["-Xmx1g", "-Xint", "a", "-Xmx2g", "-XX:X=1=2", "-Xrs"], ["a"], ["-Xrs", "-Xint", "-Xmx2g", "-XX:X=1=2", "-Xrs"]),
+    (ODD, ODD, USUAL),
+    (["-Xmx1g", "-Xint", "a", "-Xmx2g", "-XX:X=1=2", "-Xrs"], ["a"],
+     ["-Xrs", "-Xint", "-Xmx2g", "-XX:X=1=2", "-Xrs"]),
     (["-Xmn3", "-Xmx2", "-Xm", "-Xmx", "-XMX4", "-Xm"], [], ["-Xrs", "-Xmn3", "-Xm", "-Xmx", "-XMX4", "-Xm"]),
     (["--jar=bin", "--jar=x", "--workspace=y", "--debug"], ["--jar=x", "--workspace=y"], USUAL),
     (["--workspace=.", "--assistant", "--assistant=1"], ["--workspace=.", "--assistant=1"], USUAL),
@@ -52,7 +61,8 @@ def test_options_and_arguments(workspace, product):
     for given, args, user in PASSED:
         workspace.use_jvm("exit=9")
         assert workspace.run("Checksum", *given).code == 9
-        assert workspace.logged() == [*created(product, user), *called(args), "ExceptionCheck", "DestroyJavaVM"]
+        expected = [*created(product, user), *called(args), "ExceptionCheck", "DestroyJavaVM"]
+        assert workspace.logged() == expected
         workspace.log.unlink()
         shutil.rmtree(workspace.tools)
         if "" not in given:  # without a runtime: the same options, in a child
@@ -62,48 +72,71 @@ def test_options_and_arguments(workspace, product):
             workspace.log.unlink()
 
 
-RUN, DONE, THROWN = called(["a"]), ["ExceptionCheck"], ["ExceptionCheck", "ExceptionDescribe", "ExceptionClear"]
-ATTEMPT = ["JVM args:", *(f"{i}: {text}" for i, text in enumerate(options(";"))), "Attempting to create VM..."]
-MADE = [*ATTEMPT, "Created VM", f"Found {CLASS}", "Found main()", "Calling main..."]
-END = "Cleaning up VM..."
-# The runtime or its scenario, exit code (None: of the fake java), calls between creation and end, lines about the runtime.
-OUTCOMES = [
-    ("prints", 0, RUN + DONE, [*MADE, "fake main runs", END]),
-    ("exit=300", 300, RUN + DONE, [*MADE, END]),
-    ("exit=-2", -2, RUN + DONE, [*MADE, END]),
-    (f"exit={LOST}", -1, RUN + DONE, [*MADE, END]),
-    ("exception", 0, RUN + THROWN, [*MADE, END]),
-    ("exception,exit=4", 4, RUN + THROWN, [*MADE, END]),
-    ("no-class", None, RUN[:1], [*MADE[:-3], f"JVMDLL: Failed to find the class {CLASS}"]),
-    ("no-main", None, RUN[:2], [*MADE[:-2], "JVMDLL: Failed to find main()"]),
-    ("no-array", None, RUN[:4], [*MADE[:-1], "JVMDLL: Failed to find create arguments"]),
-    ("create-fails", None, [], ATTEMPT),
-    ("fake_jvm_no_create", None, [], []),
-    ("fake_jvm_no_defaults", None, [], []),
+# What is said of each step of a run in the launcher's own process.
+LISTED = [f"{i}: {text}" for i, text in enumerate(options(";"))]
+ATTEMPT = ["JVM args:", *LISTED, "Attempting to create VM..."]
+CREATED = [*ATTEMPT, "Created VM"]
+FOUND_CLASS = [*CREATED, f"Found {CLASS}"]
+FOUND_MAIN = [*FOUND_CLASS, "Found main()"]
+CALLING = [*FOUND_MAIN, "Calling main..."]
+RETURNED = [*CALLING, "Cleaning up VM..."]
+NO_CLASS, NO_MAIN = f"JVMDLL: Failed to find the class {CLASS}", "JVMDLL: Failed to find main()"
+NO_ARRAY = "JVMDLL: Failed to find create arguments"
+# What the runtime is asked.
+RAN = [*called(["a"]), "ExceptionCheck"]
+THREW = [*RAN, "ExceptionDescribe", "ExceptionClear"]
+# The runtime's scenario, the exit code, what it is asked, what is said.
+RUNS = [
+    ("prints", 0, RAN, [*CALLING, "fake main runs", "Cleaning up VM..."]),
+    ("exit=300", 300, RAN, RETURNED),
+    ("exit=-2", -2, RAN, RETURNED),
+    (f"exit={LOST}", -1, RAN, RETURNED),
+    ("exception", 0, THREW, RETURNED),
+    ("exception,exit=4", 4, THREW, RETURNED),
+]
+# The library and its scenario, what it is asked, what is said before a child runs the class instead.
+FALLS_BACK = [
+    ("fake_jvm", "no-class", FINDS_CLASS, [*CREATED, NO_CLASS]),
+    ("fake_jvm", "no-main", FINDS_MAIN, [*FOUND_CLASS, NO_MAIN]),
+    ("fake_jvm", "no-array", makes_array(1), [*FOUND_MAIN, NO_ARRAY]),
+    ("fake_jvm", "create-fails", [], ATTEMPT),
+    ("fake_jvm_no_create", "", [], []),
+    ("fake_jvm_no_defaults", "", [], []),
 ]
 
 
 def fall_back(workspace):
     java = workspace.product.path(workspace.tools / f"java{workspace.product.exe}")
-    return ["DLL Invocation failed, falling back to command-line.", "Exec: " + " ".join(["java", *options(";"), CLASS, "a"]),
+    return ["DLL Invocation failed, falling back to command-line.",
+            "Exec: " + " ".join(["java", *options(";"), CLASS, "a"]),
             f"Found java @ {java}", "Java process returned 77"]
 
 
-def debug_tail(result, after):
+def debug_tail(result, after="Locating JVM DLL and creating VM..."):
     return result.out.split(after + "\n", 1)[1].splitlines()
 
 
-@pytest.mark.parametrize("scenario, code, calls, lines", OUTCOMES, ids=[row[0] for row in OUTCOMES])
-def test_outcome(workspace, product, scenario, code, calls, lines):
-    workspace.use_jvm(scenario, scenario if scenario.startswith("fake") else "fake_jvm")
+@pytest.mark.parametrize("scenario, code, calls, lines", RUNS, ids=[row[0] for row in RUNS])
+def test_run_in_process(workspace, product, scenario, code, calls, lines):
+    workspace.use_jvm(scenario)
+    result = workspace.run("Checksum", "a", "--debug")
+    assert (result.code, result.err) == (product.code(code), "")
+    assert addresses_out(result.out).removeprefix(workspace.search()).splitlines() == [
+        "Launching checksum: <p>", f"Command: {CLASS}", f"Command: {CLASS}",
+        "Locating JVM DLL and creating VM...", *lines]
+    assert workspace.logged() == [*created(product), *calls, "DestroyJavaVM"]
+
+
+@pytest.mark.parametrize("library, scenario, calls, lines", FALLS_BACK)
+def test_run_in_a_child_instead(workspace, product, library, scenario, calls, lines):
+    workspace.use_jvm(scenario, library)
     workspace.use_java("exit=77")
     result = workspace.run("Checksum", "a", "--debug")
-    assert (result.code, result.err) == (77 if code is None else product.code(code), "")
-    falls_back = fall_back(workspace) if code is None else []
-    assert addresses_out(result.out).removeprefix(workspace.search()).splitlines() == [
-        "Launching checksum: <p>", *[f"Command: {CLASS}"] * 2, "Locating JVM DLL and creating VM...", *lines, *falls_back]
-    assert workspace.logged() == [*(created(product) if lines else []), *calls, *(["DestroyJavaVM"] if calls else []),
-                                  *(spawned(workspace, ["a"]) if falls_back else [])]
+    assert (result.code, result.err) == (77, "")
+    assert debug_tail(result) == [*lines, *fall_back(workspace)]
+    asked = created(product) if lines else []
+    destroyed = ["DestroyJavaVM"] if calls else []
+    assert workspace.logged() == [*asked, *calls, *destroyed, *spawned(workspace, ["a"])]
 
 
 def test_child_codes_and_output(workspace, product):
@@ -117,11 +150,12 @@ def test_child_codes_and_output(workspace, product):
 
 
 def test_quotes_pass_unescaped(workspace):
-    """What is joined into one line without escapes is taken apart by the C runtime's rules, and so may come apart."""
+    """What is joined without escapes is taken apart by the C runtime's rules, and so may come apart."""
     workspace.use_java()
     result = workspace.run("Checksum", "--debug", "a\tb", "", 'say "hi"', "e\\", 'q"q', "b s\\")
     assert f'{CLASS} a\tb  "say "hi"" e\\ q"q "b s\\"\n' in result.out
-    assert workspace.logged()[-8:-2] == [f"argument {each}" for each in ("a", "b", "say hi", "e\\", "qq b", 's"')]
+    arguments = ["a", "b", "say hi", "e\\", "qq b", 's"']
+    assert workspace.logged()[-8:-2] == [f"argument {each}" for each in arguments]
 
 
 def test_no_java_to_start(workspace, product):
@@ -130,17 +164,18 @@ def test_no_java_to_start(workspace, product):
             (workspace.root / "java").mkdir()  # passed over by the search, refused in the current directory
         result = workspace.run("Checksum", "--debug")
         assert (result.code, debug_tail(result, "No JRE version key found")) == (product.code(-1), [
-            "DLL Invocation failed, falling back to command-line.", "Exec: " + " ".join(["java", *options(";"), CLASS]),
+            "DLL Invocation failed, falling back to command-line.",
+            "Exec: " + " ".join(["java", *options(";"), CLASS]),
             "Couldn't find java on the path, assuming in CWD",
             f"Error launching 'java': CreateProcess returned error code {code}: {product.messages[code]}", "",
             "Java process returned -1"])
 
 
-# What a file named release says, how many directories above the runtime's own; the version by which the option is left out.
+# What a file named release says, how many directories above the runtime's own it lies, and the version for
+# which the option is left out.
 RELEASES = [('JAVA_VERSION="1.8.0_292"\n', 2, None), ('X="1"\r\nJAVA_VERSION="21.0.8"\r\n', 4, 21),
             ('JAVA_VERSION="13.0.2"', 1, None), ('JAVA_VERSION="14"', 2, 14), ("JAVA_VERSION=25-ea", 1, 25),
             ('#JAVA_VERSION="17"\nJAVA_VERSION="new"', 2, None), ('JAVA_VERSION="17"', 6, None)]
-RETIRED = "-XX:+UseConcMarkSweepGC"
 
 
 @pytest.mark.parametrize("way", ["in process", "child"])
@@ -163,8 +198,10 @@ OWN = {"Torvel": {"Install_Dir": "@own"}}
 CLIENT, SERVER = "own\\JRE\\bin\\client\\jvm.dll", "own\\JRE\\bin\\server\\jvm.dll"
 LOOKING, PUBLIC = "Looking for Torvel JRE...", "Looking for public JRE..."
 FOUND, LOADED = "Found Torvel JRE in @", "LoadLibrary success with jvmPath=@"
-NO_KEY, NO_VALUE = [LOOKING, "No installation key found", PUBLIC], [LOOKING, "No installation value found", PUBLIC]
-NO_VERSION, NO_LIBRARY = "No JRE version value found", f"No JRE installation value 'SOFTWARE\\{JAVASOFT}\\%s' found"
+NO_KEY = [LOOKING, "No installation key found", PUBLIC]
+NO_VALUE = [LOOKING, "No installation value found", PUBLIC]
+NO_VERSION = "No JRE version value found"
+NO_LIBRARY = f"No JRE installation value 'SOFTWARE\\{JAVASOFT}\\%s' found"
 FITS = "/" + "x" * 258  # 260 bytes with its NUL
 
 
@@ -172,7 +209,8 @@ def public(version, key=None, **values):
     return {JAVASOFT: {"CurrentVersion": version}} | ({f"{JAVASOFT}\\{key}": values} if key else {})
 
 
-# Registry ({key: {value: text}}; "@" is the test's folder), libraries ("!" behind one: it is none), lines, whether one is loaded.
+# Registry ({key: {value: text}}; "@" is the test's folder), libraries ("!" behind one: it is none), lines,
+# whether one is loaded.
 DISCOVERY = {
     "nothing registered": ({}, [], [*NO_KEY, "No JRE version key found"], False),
     "client before server": (OWN, [CLIENT, SERVER], [LOOKING, FOUND + CLIENT, LOADED + CLIENT], True),
@@ -184,50 +222,57 @@ DISCOVERY = {
     "own without its value, public 1.6.0_20 is key 1.6": (
         {"Torvel": {"Other": "x"}} | public("1.6.0_20", "1.6", RuntimeLib="@pub\\jvm.dll"), ["pub\\jvm.dll"],
         [*NO_VALUE, LOADED + "pub\\jvm.dll"], True),
-    "own of another type": ({"Torvel": {"Install_Dir": EXPAND}}, [CLIENT], [*NO_VALUE, "No JRE version key found"], False),
+    "own of another type": (
+        {"Torvel": {"Install_Dir": EXPAND}}, [CLIENT], [*NO_VALUE, "No JRE version key found"], False),
     "version's key missing": (
-        public("17"), [], [*NO_KEY, f"No JRE installation key 'SOFTWARE\\{JAVASOFT}\\17' found", NO_VERSION], False),
-    "version is no number, library missing": (public("x", "0", Other="x"), [], [*NO_KEY, NO_LIBRARY % 0, NO_VERSION], False),
-    "library of another type": (public("1.8", "1.8", RuntimeLib=EXPAND), [], [*NO_KEY, NO_LIBRARY % 1.8, NO_VERSION], False),
+        public("17"), [],
+        [*NO_KEY, f"No JRE installation key 'SOFTWARE\\{JAVASOFT}\\17' found", NO_VERSION], False),
+    "version is no number, library missing": (
+        public("x", "0", Other="x"), [], [*NO_KEY, NO_LIBRARY % 0, NO_VERSION], False),
+    "library of another type": (
+        public("1.8", "1.8", RuntimeLib=EXPAND), [], [*NO_KEY, NO_LIBRARY % 1.8, NO_VERSION], False),
     "path that fits": (public("9", "9", RuntimeLib=FITS), [], NO_KEY, False),
-    "path that does not": (public("9", "9", RuntimeLib=FITS + "x"), [], [*NO_KEY, NO_LIBRARY % 9, NO_VERSION], False),
+    "path that does not": (
+        public("9", "9", RuntimeLib=FITS + "x"), [], [*NO_KEY, NO_LIBRARY % 9, NO_VERSION], False),
     "first client in the path becomes server": (
-        public("9", "9", RuntimeLib="@clients\\client\\jvm.dll"), ["servers\\client\\jvm.dll", "clients\\server\\jvm.dll!"],
+        public("9", "9", RuntimeLib="@clients\\client\\jvm.dll"),
+        ["servers\\client\\jvm.dll", "clients\\server\\jvm.dll!"],
         [*NO_KEY, LOADED + "servers\\client\\jvm.dll"], True),
 }
 
 
-@pytest.mark.parametrize("registry, libraries, lines, loaded", DISCOVERY.values(), ids=DISCOVERY)
-def test_discovery(workspace, product, tmp_path, tmp_path_factory, registry, libraries, lines, loaded):
-    if product.windows:
-        pytest.skip("a registry of its own for each row is the host's; the installer's test finds a runtime by Windows' registry")
+@pytest.mark.parametrize("keys, libraries, lines, loaded", DISCOVERY.values(), ids=DISCOVERY)
+def test_discovery(workspace, product, registry, tmp_path, tmp_path_factory, keys, libraries, lines, loaded):
     home = tmp_path_factory.mktemp("java")  # its path must not hold a row's "client"
+    folder = product.path(f"{home}/")
     workspace.use_jvm("exit=8", folder=tmp_path / "unused")
     workspace.use_java("exit=77")
     for library in libraries:
-        product.fake("fake_jvm.so", target := home.joinpath(*library.rstrip("!").split("\\")))
+        target = home.joinpath(*library.rstrip("!").split("\\"))
+        shutil.copytree(tmp_path / "unused", target.parent, dirs_exist_ok=True)
+        target.parent.joinpath(product.library).rename(target)
         if library.endswith("!"):
             target.write_text("no library")
-    result = workspace.run("Checksum", "a", "--debug", env=product.registry(tmp_path, registry_text(f"{home}/", registry)))
-    said = [line.replace(f"{home}/", "@") for line in debug_tail(result, "Locating JVM DLL and creating VM...")]
+    result = workspace.run("Checksum", "a", "--debug", env=registry(keys, folder))
+    said = [line.replace(folder, "@") for line in debug_tail(result)]
     assert said[:len(lines)] == lines
     assert (said[len(lines)], result.code) == (("JVM args:", 8) if loaded else (fall_back(workspace)[0], 77))
 
 
 def test_library_search_comes_first(workspace, product):
-    """Found by the system's own search, on the path or (Windows) in the workspace root, nothing is looked up or printed."""
+    """One found by the system's own search, on the path or (Windows) in the workspace root, comes unannounced."""
     workspace.use_jvm("exit=8", folder=workspace.root if product.windows else None)
     result = workspace.run("Checksum", "--debug")
     assert (result.code, debug_tail(result, "Locating JVM DLL and creating VM...")[0]) == (8, "JVM args:")
 
 
-def test_own_path_ends_at_259_characters(workspace, product, tmp_path):
-    if product.windows:
-        pytest.skip("see above")
-    for size in (259, 260):
-        install = str(tmp_path / "x").ljust(size - len("/JRE/bin/server/jvm.dll"), "x")
-        workspace.use_jvm("exit=8", folder=tmp_path / "unused")
-        workspace.use_java("exit=77")
-        product.fake("fake_jvm.so", pathlib.Path(install, "JRE/bin/server/jvm.dll"))
-        env = product.registry(tmp_path, registry_text("", {"Torvel": {"Install_Dir": install}}))
-        assert workspace.run("Checksum", env=env).code == {259: 8, 260: 77}[size]
+@pytest.mark.parametrize("size, code", [(259, 8), (260, 77)])
+def test_own_path_ends_at_259_characters(workspace, product, registry, tmp_path, size, code):
+    library = "/JRE/bin/server/jvm.dll"
+    install = tmp_path / ("x" * (size - len(product.path(tmp_path / library[1:])) - 1))
+    workspace.use_jvm("exit=8", folder=install / "JRE/bin/server")
+    (install / "JRE/bin/server" / product.library).rename(f"{install}{library}")
+    workspace.env.pop("LD_LIBRARY_PATH", None)
+    workspace.use_java("exit=77")
+    env = registry({"Torvel": {"Install_Dir": product.path(install)}})
+    assert workspace.run("Checksum", env=env).code == code

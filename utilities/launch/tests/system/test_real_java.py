@@ -4,7 +4,7 @@ import pathlib
 import subprocess
 
 import pytest
-from harness import LIMIT, Workspace, in_cache, read_text, registry_text, wait_until
+from harness import LIMIT, Workspace, in_cache, read_text, wait_until
 
 JAVASOFT = "JavaSoft\\Java Runtime Environment"
 SOURCE = """
@@ -83,7 +83,7 @@ def workspace(product, tmp_path, jar):
 
 
 @pytest.fixture
-def found(product, workspace, tmp_path):
+def found(product, workspace, registry, tmp_path):
     """Has a runtime found in one way alone."""
     def find(version, way):
         home = in_cache("java-windows", version)
@@ -94,10 +94,9 @@ def found(product, workspace, tmp_path):
                 "public": {JAVASOFT: {"CurrentVersion": version},
                            f"{JAVASOFT}\\{version}": {"RuntimeLib": f"{bin}\\client\\jvm.dll"}}}
         if way in keys:
-            product.registry(tmp_path, registry_text("", keys[way]))
+            registry(keys[way])
 
-    yield find
-    product.registry(tmp_path, registry_text("", {"Torvel": None, "JavaSoft": None}))
+    return find
 
 
 @pytest.mark.parametrize("version, way, deeds", [(version, way, deeds) for version, way, *deeds in TRIED])
