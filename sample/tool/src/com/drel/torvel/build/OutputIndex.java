@@ -1,6 +1,7 @@
 package com.drel.torvel.build;
 
 import java.io.IOException;
+import java.nio.file.AccessDeniedException;
 import java.nio.file.Files;
 import java.nio.file.NoSuchFileException;
 import java.nio.file.Path;
@@ -12,6 +13,7 @@ import java.util.Map;
 import java.util.Set;
 import java.util.TreeMap;
 import java.util.TreeSet;
+import java.util.concurrent.locks.LockSupport;
 
 /**
  * What one configuration's output directory holds: for each compiled source its stamp, the sources it used and its
@@ -20,6 +22,7 @@ import java.util.TreeSet;
 final class OutputIndex {
     private static final String FILE_NAME = "index.txt";
     private static final String LIST_SEPARATOR = "|";
+    private static final int ATTEMPTS = 100;
 
     private final Path directory;
     private final Map<String, Entry> entries = new TreeMap<>();
@@ -44,7 +47,8 @@ final class OutputIndex {
     OutputIndex(Path directory) throws IOException {
         this.directory = directory;
         try {
-            for (String line : new String(Files.readAllBytes(directory.resolve(FILE_NAME)), "UTF-8").split("\n")) {
+            byte[] text = patiently(() -> Files.readAllBytes(directory.resolve(FILE_NAME)));
+            for (String line : new String(text, "UTF-8").split("\n")) {
                 read(line);
             }
         } catch (NoSuchFileException e) {
@@ -88,7 +92,29 @@ final class OutputIndex {
         Files.createDirectories(directory);
         Path fresh = Files.createTempFile(directory, "index", ".tmp");
         Files.write(fresh, text.toString().getBytes("UTF-8"));
-        Files.move(fresh, directory.resolve(FILE_NAME), StandardCopyOption.ATOMIC_MOVE);
+        try {
+            patiently(() -> Files.move(fresh, directory.resolve(FILE_NAME), StandardCopyOption.ATOMIC_MOVE));
+        } finally {
+            Files.deleteIfExists(fresh);
+        }
+    }
+
+    /** Windows refuses a file in the moment in which another build reads or replaces it. */
+    private static <T> T patiently(Access<T> access) throws IOException {
+        for (int attempt = 1;; attempt++) {
+            try {
+                return access.run();
+            } catch (AccessDeniedException e) {
+                if (attempt == ATTEMPTS) {
+                    throw e;
+                }
+                LockSupport.parkNanos(20_000_000);
+            }
+        }
+    }
+
+    private interface Access<T> {
+        T run() throws IOException;
     }
 
     /** The compiled sources, by name. */
