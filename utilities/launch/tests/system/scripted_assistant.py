@@ -1,8 +1,8 @@
 """An Assistant that follows a script byte for byte and keeps what it saw.
 
-A connection on which the launcher speaks follows the next function of `scripts`; one on which it stays silent, as on the
-keep-alive, is held until the launcher closes it. Connections are counted in the order of their opening; `closes` has those
-that the launcher closed.
+A connection on which the launcher speaks follows the next function of `scripts`. One on which it is silent,
+as on the keep-alive, is held until the launcher closes it. Connections are counted in the order of opening;
+`closes` has those that the launcher closed.
 """
 import contextlib
 import socket
@@ -10,7 +10,7 @@ import struct
 import threading
 
 PORT = 8118
-LIMIT = 30  # seconds that a script waits for anything
+LIMIT = 60  # seconds that a script waits for anything
 
 
 def number(value):
@@ -125,13 +125,14 @@ class ScriptedAssistant:
 
     def wait_for(self, seen, count, limit=LIMIT):
         with self.changed:
-            assert self.changed.wait_for(lambda: len(seen) >= count, limit), f"not {count} after {limit} s: {seen}"
+            came = self.changed.wait_for(lambda: len(seen) >= count, limit)
+            assert came, f"not {count} after {limit} s: {seen}"
 
     def received(self, index):
         return bytes(self.connections[index].bytes)
 
     def answers(self, output, status=STATUS, after=None):
-        """Scripts one build: status, the request, the keep-alive, then the output as it stands; then `after`."""
+        """Scripts one build: status, request, keep-alive, then the output as it stands; then `after`."""
 
         def build(connection):
             connection.status(status)

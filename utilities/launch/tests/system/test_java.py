@@ -260,7 +260,7 @@ def test_discovery(workspace, product, registry, tmp_path, tmp_path_factory, key
 
 
 def test_library_search_comes_first(workspace, product):
-    """One found by the system's own search, on the path or (Windows) in the workspace root, comes unannounced."""
+    """One found by the system's own search, on PATH or (Windows) in the workspace root, comes unannounced."""
     workspace.use_jvm("exit=8", folder=workspace.root if product.windows else None)
     result = workspace.run("Checksum", "--debug")
     assert (result.code, debug_tail(result, "Locating JVM DLL and creating VM...")[0]) == (8, "JVM args:")

@@ -19,8 +19,9 @@ def test_parent_killed(workspace, product, assistant, where):
         workspace.use_jvm("sleeps=60000" if where == "java" else "load-sleeps=60000")
     options = [] if where == "socket" else ["--assistant=false"]
     run = workspace.start("Build", "T", "--debug", *options, own_parent=True)
-    begun = {"call", "in", "loading"}
-    wait_until(lambda: assistant.connections[1:] or begun & {line.split()[0] for line in workspace.logged()}, "the wait")
+    begun = {"call", "in", "loading"}  # the fakes' words for it
+    wait_until(lambda: assistant.connections[1:] or begun & {line.split()[0] for line in workspace.logged()},
+               "the wait")
     time.sleep(0.2)  # the watcher is a thread of its own and may be the last to find its place
     said = read_text(run.files.out)
     assert PLACES[where] in said.splitlines()[-1]
