@@ -117,7 +117,7 @@ def test_zip_holds_the_sample_ready_to_use(machine, build, tmp_path):
     assert re.fullmatch(
         rf"CRC-32   {crc:08x}\nSHA-256  \w{{64}}\ncode 0\n"
         r"The Java in Z:.*17 has no compiler: a build needs a JDK\.\ncode 1\n"
-        r"The Assistant runs in C:\\users\\.*\\TorvelAssistant: .*\ncode 0\n",
+        r"The Assistant is started in C:\\users\\.*\\TorvelAssistant: .*\ncode 0\n",
         said := run(r"..\Torvel checksum game\Game.java", r"..\Torvel build game Release", "call assistant.cmd")), said
     wait_until(lambda: run(r"..\Torvel assistantclose") == "The Assistant has ended.\ncode 0\n", "the Assistant", 60)
 

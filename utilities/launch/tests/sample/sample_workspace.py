@@ -59,7 +59,7 @@ class Sample:
 
     def status(self):
         """The Assistant's answer, empty without an Assistant."""
-        with suppress(OSError), socket.create_connection(("127.0.0.1", PORT), 5) as peer, peer.makefile("rb") as stream:
+        with suppress(OSError), socket.create_connection(("127.0.0.1", PORT), 60) as peer, peer.makefile("rb") as stream:
             peer.sendall(text("Status"))
             answer = stream.read(int.from_bytes(stream.read(4), "big")).decode()
             return dict(pair.split("=", 1) for pair in answer.split("|"))
