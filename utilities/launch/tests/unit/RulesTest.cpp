@@ -2,6 +2,8 @@
 #include <winsock2.h>
 
 #include "CommandLineParameters.h"
+#include "Peer.h"
+#include "assistant/AssistantWire.h"
 #include "assistant/PropertyMap.h"
 #include "java/WorkspaceSearch.h"
 #include "platform/Files.h"
@@ -66,18 +68,43 @@ TEST(Socket, KeepsTheErrorOfItsOwnFailures) {
 }
 
 TEST(Watcher, DoesNotWatchAParentThatHasEnded) {
-  STARTUPINFOA startup = {};
-  startup.cb = sizeof startup;
   PROCESS_INFORMATION child = {};
-  std::string line = "java";
-  ASSERT_TRUE(CreateProcessA(FAKE_JAVA, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                             &startup, &child));
+  ASSERT_TRUE(Start(FAKE_JAVA, "java", child));
   WaitForSingleObject(child.hProcess, INFINITE);
   EXPECT_EQ(OpenRunningProcess(child.dwProcessId), nullptr);  // though it is held here
-  const Handle self(OpenRunningProcess(GetCurrentProcessId()));
-  EXPECT_TRUE(self);
+  EXPECT_TRUE(Handle(OpenRunningProcess(GetCurrentProcessId())));
   CloseHandle(child.hThread);
   CloseHandle(child.hProcess);
+}
+
+TEST(AssistantWire, SendsAnyCodePointOfFourBytes) {
+  const SocketStartup startup;
+  Peer peer;
+  // A bare system may know no names at all.
+  const char* host = gethostbyname("localhost") != nullptr ? "localhost" : "127.0.0.1";
+  auto socket = std::make_unique<Socket>(host, peer.GetPort(), SOCK_STREAM, AF_INET, 0);
+  ASSERT_TRUE(socket->IsConnected());
+  peer.Accept();
+  AssistantWire wire(std::move(socket));
+  const std::pair<int, std::string> rows[] = {{0, {"\0", 1}},
+                                              {0x7F, "\x7F"},
+                                              {0x80, "\xC2\x80"},
+                                              {0x7FF, "\xDF\xBF"},
+                                              {0x800, "\xE0\xA0\x80"},
+                                              {0xD800, "\xED\xA0\x80"},
+                                              {0xFFFF, "\xEF\xBF\xBF"},
+                                              {0x10000, "\xF0\x90\x80\x80"},
+                                              {0x1FFFFF, "\xF7\xBF\xBF\xBF"}};
+  std::string expected;
+  for (const auto& [code, bytes] : rows) {
+    EXPECT_TRUE(wire.SendChar(code)) << code;
+    expected += bytes;
+  }
+  EXPECT_FALSE(wire.SendChar(0x200000));
+  EXPECT_TRUE(wire.SendInt(-2));
+  peer.Send("!");
+  EXPECT_EQ(wire.ReceiveByte(), '!');  // what was sent has left by now
+  EXPECT_EQ(peer.Receive(expected.size() + 4), expected + "\xFF\xFF\xFF\xFE");
 }
 
 TEST(PropertyMap, ParsesAndFormats) {
