@@ -1,91 +1,103 @@
-"""Each call to the system fails once in turn, and the update meets a full disk and its like: the launcher ends by
-itself, with a code and a text that are meant, and leaves whole files behind."""
+"""Each call to the system fails once in turn, and the update meets a full disk and its like: the launcher ends
+by itself, with a code and a text that are meant, and leaves whole files behind."""
+import collections
 import pathlib
 import re
 import shutil
 import subprocess
-from collections import Counter
 
 import pytest
 from harness import TARGETS, UPDATE_SET, failure
 
-ERRORS = {"CopyFileA": (112, 32), "WSASend": (10054, 10004), "WSARecv": (10054, 10004), "WSAConnect": (10061,)}
-# The watcher makes these calls; where the command is over at once they may come too late to be made at all.
-WATCHER = "CreateThread CreateToolhelp32Snapshot Process32First OpenProcess WaitForSingleObject CloseHandle".split()
-CANNOT_FAIL = set("GetLastError SetLastError WSAGetLastError WSASetLastError GetCurrentProcess GetCurrentProcessId LocalFree ExitThread "
-                  "Sleep".split())
-WARNED = {"CreateToolhelp32Snapshot": "Parent process unknown", "Process32First": "Parent process unknown",
-          "OpenProcess": "Failed to get handle to parent process"}
+# By what they fail; all others by 8, too little memory.
+ERRORS = {"CopyFileA": (112, 32), "WSAConnect": (10061,),
+          "WSASend": (10054, 10004), "WSARecv": (10054, 10004)}
+CANNOT_FAIL = {"GetLastError", "SetLastError", "WSAGetLastError", "WSASetLastError", "GetCurrentProcess",
+               "GetCurrentProcessId", "LocalFree", "ExitThread", "Sleep"}
+# The watcher's, by a thread of its own: a run must last for them to be made.
+WATCHING = {"CreateThread", "CreateToolhelp32Snapshot", "Process32First", "OpenProcess",
+            "WaitForSingleObject", "CloseHandle"}
+UNKNOWN, UNOPENED = "Parent process unknown", "Failed to get handle to parent process"
+WARNED = {"CreateToolhelp32Snapshot": UNKNOWN, "Process32First": UNKNOWN, "OpenProcess": UNOPENED}
 TOLD = r"\nLaunching Torvel failed: \w.*\n|CreateProcess returned error|Java process returned -1\n"
 
-# Of a run: arguments, the Assistant's version, the code undisturbed, and the calls whose failure may give another code.
-BUILD = {255: "fopen _getcwd", 77: "WSAStartup WSASocketA WSAConnect", 154: "WSASend WSARecv"}
+# How a command runs: its arguments, the Assistant's version, the code undisturbed, and by codes the calls whose
+# failure may give another.
+Road = collections.namedtuple("Road", "args version code others")
+SEARCH, CONNECT = {"fopen", "_getcwd"}, {"WSAStartup", "WSASocketA", "WSAConnect"}
+TRANSFER = {"WSASend", "WSARecv"}
+COPY = {"CopyFileA", "GetFileAttributesA", "SetFileAttributesA"}
+CHILD = {"SearchPathA", "CreateProcessA", "WaitForSingleObject", "GetExitCodeProcess"}
 ROADS = {
-    "java": ("Checksum", "", 7, {255: "fopen _getcwd", 77: "LoadLibraryA GetProcAddress", 1: "WaitForSingleObject"}),
-    "child": ("Checksum --debug", "", 77, {1: "WaitForSingleObject", 255: (
-        "fopen _getcwd WaitForSingleObject SearchPathA CreateProcessA GetExitCodeProcess")}),
-    "assisted build": ("Build T", "2.8.10", 5, BUILD),
-    "update": ("Build T", "2.8.9", 5, BUILD | {
-        255: "fopen _getcwd CopyFileA GetFileAttributesA SetFileAttributesA", 77: BUILD[77] + " WSASend"}),
-    "failed update": ("Build T --debug", "2.8.9", 255, BUILD),
+    "java": Road(["Checksum"], None, 7, {
+        255: SEARCH, 77: {"LoadLibraryA", "GetProcAddress"}, 1: {"WaitForSingleObject"}}),
+    "child": Road(["Checksum", "--debug"], None, 77, {255: SEARCH | CHILD, 1: {"WaitForSingleObject"}}),
+    "assisted build": Road(["Build", "T"], "2.8.10", 5, {255: SEARCH, 77: CONNECT, 154: TRANSFER}),
+    "update": Road(["Build", "T"], "2.8.9", 5, {
+        255: SEARCH | COPY, 77: CONNECT | {"WSASend"}, 154: TRANSFER}),
 }
 
 
 @pytest.mark.parametrize("name", ROADS)
-def test_each_call_fails_once(workspace, product, tmp_path, monkeypatch, assistant, scale, figure, name):
-    (args, version, code, codes), log, target = ROADS[name], tmp_path / "calls", tmp_path / "target"
+def test_each_call_fails_once(
+        workspace, product, registry, tmp_path, monkeypatch, assistant, scale, figure, name):
+    road, log, target = ROADS[name], tmp_path / "calls", tmp_path / "target"
     monkeypatch.setattr(product, "program", product.fakes / "Torvel_faults")
     workspace.add_update_set()
-    if name == "failed update":
-        (workspace.root / "bin" / "swt-win64.jar").unlink()
     for library in ("JRE/bin/server/jvm.dll", "jvm.dll"):  # a runtime that the registry knows twice
         product.fake("fake_jvm.so", tmp_path / library)
     product.fake("fake_java", workspace.tools / "java")
-    software, java = "HKEY_LOCAL_MACHINE\\SOFTWARE", "JavaSoft\\Java Runtime Environment"
-    scenario = "sleeps=100,exit=7" if name == "java" else "create-fails"
-    workspace.env |= {"FAKE_JVM": scenario, "FAKE_JAVA": "sleeps=30,exit=77"} | product.registry(tmp_path, (
-        f'REGEDIT4\n[{software}\\Torvel]\n"Install_Dir"="{tmp_path}"\n[{software}\\{java}]\n"CurrentVersion"="1.8"\n'
-        f'[{software}\\{java}\\1.8]\n"RuntimeLib"="{tmp_path}/jvm.dll"\n'))
+    java = "JavaSoft\\Java Runtime Environment"
+    workspace.env |= registry({"Torvel": {"Install_Dir": "@"}, java: {"CurrentVersion": "1.8"},
+                               f"{java}\\1.8": {"RuntimeLib": "@/jvm.dll"}}, str(tmp_path))
     old, new = [f"old {file}" for file in TARGETS], [f"new bin/{file}" for file in UPDATE_SET]
     whole = [dict(zip(TARGETS, new[:copied] + old[copied:])) for copied in range(len(TARGETS) + 1)]
 
-    def run(fault=""):
-        assistant.directory, assistant.version = target, version
+    def run(call="", n=0, error=0):
+        assistant.directory, assistant.version = target, road.version
         log.unlink(missing_ok=True)
         shutil.rmtree(target, ignore_errors=True)
         target.mkdir()
         for file, content in whole[0].items():
             (target / file).write_text(content)
         (target / "swt-win64.jar").chmod(0o444)
-        result = workspace.run(*args.split(), limit=5, env={"FAULT": fault, "FAULT_LOG": str(log)})
+        lasts = 0 if call and call not in WATCHING else 500
+        result = workspace.run(*road.args, env={
+            "FAULT": f"{call}:{n}:{error}", "FAULT_LOG": str(log), "FAKE_JAVA": f"sleeps={lasts},exit=77",
+            "FAKE_JVM": f"sleeps={lasts},exit=7" if name == "java" else "create-fails"})
         return result, log.read_text().splitlines()
 
     undisturbed, calls = run()
-    assert undisturbed.code == code, undisturbed
-    calls, seen = [call for call in calls if not version or call not in WATCHER], set()
+    assert undisturbed.code == road.code, undisturbed
+    counts = collections.Counter(call for call in calls if not road.version or call not in WATCHING)
     # Of the calls made for every byte the short form takes the first, some, and the last.
-    tried = [(call, n, error) for call, count in sorted(Counter(calls).items()) for n in range(1, count + 1)
+    tried = [(call, n, error) for call, count in sorted(counts.items()) for n in range(1, count + 1)
              if n <= 25 or n % scale(20, 1) == 0 or n > count - 5 for error in ERRORS.get(call, (8,))]
+    seen = set()
     for call, n, error in tried:
-        result, made = run(f"{call}:{n}:{error}")
+        result, made = run(call, n, error)
         what = f"{call} {n} fails with {error}: {result}"
-        assert f"{call} failed" in made and (result.code == code or call in codes.get(result.code, "").split()), what
+        assert f"{call} failed" in made, what
+        assert result.code == road.code or call in road.others.get(result.code, ()), what
         assert call == "_write" or (result.code == 255) == bool(re.search(TOLD, result.out)), what
-        assert call not in WARNED or f"Warning: {WARNED[call]}, cannot terminate on its exit\n" in result.out, what
+        if call in WARNED:
+            assert f"Warning: {WARNED[call]}, cannot terminate on its exit\n" in result.out, what
         assert {path.name: path.read_text() for path in target.iterdir()} in whole, what
         seen.add(result.code)
-    assert set(codes) <= seen | {1}
-    figure(f"faults: {name}: {len(tried)} points, {len(set(calls))} different calls, codes {sorted(seen)}")
+    assert set(road.others) <= seen | {1}
+    figure(f"faults: {name}: {len(tried)} points, {len(counts)} different calls, codes {sorted(seen)}")
 
 
 def test_seam_covers_every_call(product):
     def symbols(archive, kind):
-        listed = subprocess.check_output(["nm", "-C", product.build / "utilities/launch" / archive], text=True)
+        path = product.build / "utilities/launch" / archive
+        listed = subprocess.check_output(["nm", "-C", path], text=True)
         return set(re.findall(rf" {kind} (\w+)(?:\(|$)", listed, re.M))
 
     used = symbols("launcher/liblauncher.a", "U") & symbols("host/libhost_layer.a", "T")
     seam = (pathlib.Path(__file__).parents[1] / "fakes/FaultyCalls.h").read_text()
-    assert {"CopyFileA", "WSARecv"} <= used and used - CANNOT_FAIL <= set(re.findall(r"^#define (\w+)\(", seam, re.M))
+    covered = set(re.findall(r"^#define (\w+)\(", seam, re.M))
+    assert {"CopyFileA", "WSARecv"} <= used and used - CANNOT_FAIL <= covered
 
 
 # What strace injects into the launcher, or a shell command around it; the target that fails, error and text.
@@ -100,11 +112,12 @@ REFUSED = {
 
 @pytest.mark.parametrize("name", REFUSED)
 def test_update_refused(request, workspace, assistant, behind, tmp_path, name):
-    """The failure text, -1, and each file either new or old and whole; the Assistant is not told to restart."""
+    """The failure text, -1, and each file either new or old and whole, and no word to the Assistant."""
     (command, failing, error, words), target = REFUSED[name], tmp_path / "target"
     target.mkdir()
     if name == "disk full":
-        if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=700k", "tmpfs", target], capture_output=True).returncode:
+        mount = ["mount", "-t", "tmpfs", "-o", "size=700k", "tmpfs", target]
+        if subprocess.run(mount, capture_output=True).returncode:
             pytest.skip("only root can mount a small disk")
         request.addfinalizer(lambda: subprocess.run(["umount", target], check=True))
     expected = {}
@@ -119,7 +132,8 @@ def test_update_refused(request, workspace, assistant, behind, tmp_path, name):
     assert (code, out) == (255, "Version mis-match, restarting Assistant with version 2.8.10\n" + failure(
         f"CopyFile returned error code {error} when copying {copy}: {words}\r\n"))
     assert all(line.startswith("strace: ") for line in err.splitlines())
-    assert {path.name: path.read_text() for path in target.iterdir()} == expected and assistant.version == "2.8.9"
+    assert {path.name: path.read_text() for path in target.iterdir()} == expected
+    assert assistant.version == "2.8.9"
 
 
 def test_order_of_closing_and_one_write_a_line(workspace, tmp_path, behind, assistant):
@@ -137,10 +151,10 @@ def test_order_of_closing_and_one_write_a_line(workspace, tmp_path, behind, assi
 @pytest.mark.parametrize("command", ["Checksum", "Build"])
 def test_memory_and_descriptors(workspace, tmp_path, assistant, behind, command):
     """No error, no lost memory, and at the exit no descriptor but the standard ones and the watcher's own."""
-    workspace.use_jvm("sleeps=200,exit=5")
+    workspace.use_jvm("sleeps=1000,exit=5")
     assistant.answer(" one", "!two", code=5)
-    behind("exec valgrind --leak-check=full --errors-for-leak-kinds=definite,indirect,possible --track-fds=yes "
-           f'--log-file={tmp_path}/memcheck "$@"')
+    behind("exec valgrind --leak-check=full --errors-for-leak-kinds=definite,indirect,possible "
+           f'--track-fds=yes --log-file={tmp_path}/memcheck "$@"')
     result, said = workspace.run(command, "T", "--debug"), (tmp_path / "memcheck").read_text()
     assert result.code == 5 and "ERROR SUMMARY: 0 errors from 0 contexts" in said, said
     # Memcheck does not know how the host opens another process, so the watcher gives up and says so.

@@ -264,8 +264,8 @@ def test_cut_at_every_byte(workspace, product, assistant):
     assert not workspace.logged()
 
 
-# Output, code, standard output. After a bad string the code is read from the next four bytes, which tell how much of
-# the string was consumed.
+# Output, code, standard output. After a bad string the code is read from the next four bytes: so it shows how
+# much of the string was consumed.
 HOSTILE = [
     (NULL, LOST, ""),
     (number(-2**31) + NULL + number(-3), -3, "\n"),
