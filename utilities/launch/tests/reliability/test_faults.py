@@ -1,5 +1,5 @@
-"""Each call to the system fails once in turn, and the update meets a full disk and its like: the launcher ends
-by itself, with a code and a text that are meant, and leaves whole files behind."""
+"""Each call to the system fails once in turn, and the update meets a full disk and its like: the launcher
+ends by itself, with a code and a text that are meant, and leaves whole files behind."""
 import collections
 import pathlib
 import re
@@ -21,8 +21,8 @@ UNKNOWN, UNOPENED = "Parent process unknown", "Failed to get handle to parent pr
 WARNED = {"CreateToolhelp32Snapshot": UNKNOWN, "Process32First": UNKNOWN, "OpenProcess": UNOPENED}
 TOLD = r"\nLaunching Torvel failed: \w.*\n|CreateProcess returned error|Java process returned -1\n"
 
-# How a command runs: its arguments, the Assistant's version, the code undisturbed, and by codes the calls whose
-# failure may give another.
+# How a command runs: arguments, the Assistant's version, the code undisturbed, and other codes with the calls
+# whose failure may give them.
 Road = collections.namedtuple("Road", "args version code others")
 SEARCH, CONNECT = {"fopen", "_getcwd"}, {"WSAStartup", "WSASocketA", "WSAConnect"}
 TRANSFER = {"WSASend", "WSARecv"}
