@@ -51,7 +51,7 @@ class Machine:
         command = re.search('QuietUninstallString    REG_SZ    "(.*)" (.*)\r', self.registry(INSTALLED)).groups()
         assert self.wine(*command)[0] == 0
         last = self.folder / "Uninstall.exe" if (self.folder / "JRE").exists() else self.folder
-        wait_until(lambda: not last.exists(), f"the end of {last}", 30)
+        wait_until(lambda: not last.exists(), f"the end of {last}")
 
 
 @pytest.fixture(scope="module")
@@ -119,7 +119,7 @@ def test_zip_holds_the_sample_ready_to_use(machine, build, tmp_path):
         r"The Java in Z:.*17 has no compiler: a build needs a JDK\.\ncode 1\n"
         r"The Assistant is started in C:\\users\\.*\\TorvelAssistant: .*\ncode 0\n",
         said := run(r"..\Torvel checksum game\Game.java", r"..\Torvel build game Release", "call assistant.cmd")), said
-    wait_until(lambda: run(r"..\Torvel assistantclose") == "The Assistant has ended.\ncode 0\n", "the Assistant", 60)
+    wait_until(lambda: run(r"..\Torvel assistantclose") == "The Assistant has ended.\ncode 0\n", "the Assistant")
 
 
 @pytest.mark.parametrize("kind, text, added", [

@@ -28,7 +28,7 @@ class Sample:
         return self.product.start(*args, cwd=self.root / cwd, env=self.env | (env or {}), **how)
 
     def run(self, *args, **how):
-        return self.start(*args, **how).wait(60)
+        return self.start(*args, **how).wait()
 
     def open_assistant(self, version=None):
         """The workspace's or one of another version, in a directory beside. What only starts it lets go of its output."""
@@ -41,7 +41,7 @@ class Sample:
         else:
             command = [SAMPLE / "assistant", self.home, *([version] if version else [])]
             self.process = subprocess.Popen(command, stdout=subprocess.DEVNULL, env=self.env, start_new_session=True)
-        wait_until(self.status, "the Assistant", 60)
+        wait_until(self.status, "the Assistant")
 
     @property
     def wine_env(self):
