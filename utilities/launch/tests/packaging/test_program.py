@@ -4,7 +4,8 @@ import subprocess
 import zipfile
 
 TOOLS = {"host": [["readelf", "-hldW", "--dyn-syms"]],
-         "windows": [["x86_64-w64-mingw32-objdump", "-hp"], ["x86_64-w64-mingw32-windres", "-J", "coff", "-O", "rc"]]}
+         "windows": [["x86_64-w64-mingw32-objdump", "-hp"],
+                     ["x86_64-w64-mingw32-windres", "-J", "coff", "-O", "rc"]]}
 TEXTS = {"FileDescription": "Command-line launcher of the Torvel build tool", "FileVersion": "2.8.10",
          "InternalName": "Torvel", "OriginalFilename": "Torvel.exe", "ProductName": "Torvel",
          "ProductVersion": "2.8.10"}
