@@ -12,30 +12,11 @@ from harness import wait_until
 from scripted_assistant import NULL, number, text
 
 
-def requests_in_a_row(runner, pid, count, expected):
-    """Builds, one after the other; then the Assistant has no more descriptors and threads than before."""
-    def held(what="fd"):
+def test_requests_in_a_row(sample, scale, figure):
+    """Builds, one after the other: then the Assistant has no more descriptors, threads and live objects."""
+    def held(what):
         return len(os.listdir(f"/proc/{pid}/{what}"))
 
-    descriptors, threads, times = held(), held("task"), []
-    for _ in range(count):
-        began = time.monotonic()
-        assert runner.run("Build", "game", "Release") == expected
-        times.append((time.monotonic() - began) * 1000)
-    first, last = min(times[:count // 5]), min(times[-count // 5:])
-    wait_until(lambda: held() <= descriptors and held("task") <= threads, "the end of all connections")
-    told = f"median {sorted(times)[count // 2]:.1f} ms, shortest {first:.1f} ms, at the end {last:.1f} ms"
-    return f"{count} requests, {told}", f"descriptors {descriptors}, then {held()}"
-
-
-def test_requests_to_a_scripted_assistant(workspace, assistant, scale, figure):
-    assistant.answer(" compiling", "!warning", code=3)
-    told = requests_in_a_row(workspace, os.getpid(), scale(300, 10_000), (3, "compiling\n", "warning\n"))
-    figure(f"scripted Assistant: {told[0]}")
-
-
-def test_requests_to_the_sample(sample, scale, figure):
-    """What its Assistant keeps on its heap is as much at the end."""
     def live_bytes():
         histogram = subprocess.check_output(["jcmd", pid, "GC.class_histogram"], text=True)
         return int(histogram.splitlines()[-1].split()[2])
@@ -44,12 +25,17 @@ def test_requests_to_the_sample(sample, scale, figure):
     pid = sample.status()["pid"]
     for _ in range(20):
         assert sample.run("Build", "game", "Release").code == 0
-    heap = live_bytes()
-    expected = (0, "Everything is up to date.\n", "")
-    told, descriptors = requests_in_a_row(sample, pid, scale(60, 1000), expected)
+    heap, descriptors, threads, count, times = live_bytes(), held("fd"), held("task"), scale(60, 5000), []
+    for _ in range(count):
+        began = time.monotonic()
+        assert sample.run("Build", "game", "Release") == (0, "Everything is up to date.\n", "")
+        times.append((time.monotonic() - began) * 1000)
+    wait_until(lambda: held("fd") <= descriptors and held("task") <= threads, "the end of all connections")
     grown = live_bytes() - heap
     assert grown < heap * 0.05
-    figure(f"sample's Assistant: {told}; heap {heap} bytes, then {grown:+}; {descriptors}")
+    first, last, median = min(times[:count // 5]), min(times[-count // 5:]), sorted(times)[count // 2]
+    figure(f"{count} requests: shortest {first:.1f} ms, at the end {last:.1f} ms, median {median:.1f} ms; the "
+           f"Assistant's heap {heap} bytes, then {grown:+}; descriptors {descriptors}, then {held('fd')}")
 
 
 def test_every_line_arrives(workspace, assistant, behind, scale, figure):

@@ -133,16 +133,3 @@ def test_ninja_killed(workspace, product, found, tmp_path):
         wait_until(lambda: "\n" in read_text(report), "the process that watches")
         parent.kill()
     assert watcher.wait(LIMIT) == 0 and read_text(report).splitlines()[1] == "exit 1"
-
-
-def test_output_through_cmake(workspace, product, found):
-    """Which reads a pipe, and gets what Java prints in a child process too."""
-    found("21", "child")
-    cmake = in_cache("windows-tools/cmake/bin/cmake.exe")
-    (workspace.root / "run.cmake").write_text(
-        f"execute_process(COMMAND [[{product.path(product.program)}]] launch arguments 0 [[a b]]\n"
-        "  OUTPUT_VARIABLE out RESULT_VARIABLE code)\nfile(WRITE said \"${out}${code}\")\n")
-    env = product.wine_env | {"WINEPATH": workspace.env["PATH"]}
-    command = ["wine64", cmake, "-P", "run.cmake"]
-    subprocess.run(command, cwd=workspace.root, env=env, timeout=LIMIT, check=True)
-    assert read_text(workspace.root / "said") == "java.exe with Java 21\r\n[a b]\r\n0"
