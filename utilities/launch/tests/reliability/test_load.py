@@ -34,7 +34,7 @@ def test_requests_in_a_row(sample, scale, figure):
     grown = live_bytes() - heap
     assert grown < heap * 0.05
     first, last, median = min(times[:count // 5]), min(times[-count // 5:]), sorted(times)[count // 2]
-    figure(f"{count} requests: shortest {first:.1f} ms, at the end {last:.1f} ms, median {median:.1f} ms; the "
+    figure(f"{count} requests: fastest {first:.1f} ms, at the end {last:.1f} ms, median {median:.1f} ms; the "
            f"Assistant's heap {heap} bytes, then {grown:+}; descriptors {descriptors}, then {held('fd')}")
 
 
