@@ -43,4 +43,11 @@ std::vector<std::string> SplitCommandLine(std::string_view line) {
   return arguments;
 }
 
+void AdaptJavaOption(std::string& option) {
+  if (option.rfind("-Djava.class.path=", 0) == 0) {
+    std::replace(option.begin(), option.end(), ';', ':');
+    std::replace(option.begin(), option.end(), '\\', '/');
+  }
+}
+
 }  // namespace host

@@ -1,5 +1,5 @@
 #pragma once
-// One command line text into arguments.
+// Command lines made for Windows.
 
 #include <string>
 #include <string_view>
@@ -10,5 +10,8 @@ namespace host {
 // By the rules of the Microsoft C runtime, with which the program on the other side reads its
 // command line on Windows. The first element is the program's name; an empty line has it empty.
 std::vector<std::string> SplitCommandLine(std::string_view line);
+
+// Turns the separators of Java's class path and of the paths in it. Leaves other options alone.
+void AdaptJavaOption(std::string& option);
 
 }  // namespace host

@@ -16,9 +16,6 @@
 
 namespace {
 
-constexpr mode_t kPermissions = 0777;
-constexpr mode_t kWritePermissions = 0222;
-
 // False with errno set.
 bool CopyContents(int target, int source) {
   constexpr std::size_t kLargest = 0x7FFFF000;  // that one call moves
@@ -46,8 +43,7 @@ bool CopyStatus(int target, const struct stat& status) {
     return result == 0 || errno == EPERM || errno == EOPNOTSUPP;
   };
   const timespec times[] = {status.st_atim, status.st_mtim};
-  return isDone(::fchmod(target, status.st_mode & kPermissions)) &&
-         isDone(::futimens(target, times));
+  return isDone(::fchmod(target, status.st_mode & 0777)) && isDone(::futimens(target, times));
 }
 
 // Follows the target's links. Returns the error that keeps it from being replaced.
@@ -85,23 +81,6 @@ DWORD Replace(const std::string& target, int source, const struct stat& status) 
   return host::FileError(error, target);
 }
 
-DWORD CopyTo(std::string target, const std::string& source) {
-  struct stat status {};
-  if (::stat(source.c_str(), &status) != 0) {
-    return host::FileError(errno, source);
-  }
-  // Asked before the open, which would wait for the far end of a pipe.
-  if (!S_ISREG(status.st_mode)) {
-    return ERROR_ACCESS_DENIED;
-  }
-  const host::Descriptor file(::open(source.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!file) {
-    return host::FileError(errno, source);
-  }
-  const DWORD refusal = RefusalOf(target, status);
-  return refusal != ERROR_SUCCESS ? refusal : Replace(target, file.Get(), status);
-}
-
 }  // namespace
 
 // Differs from Windows:
@@ -113,9 +92,25 @@ DWORD CopyTo(std::string target, const std::string& source) {
 // - Permissions and the time of last write come along where the file system keeps them, nothing
 //   else.
 BOOL CopyFileA(LPCSTR existing, LPCSTR target, BOOL failIfExists) {
-  const DWORD error = failIfExists != FALSE
-                          ? ERROR_INVALID_PARAMETER
-                          : CopyTo(host::HostPath(target), host::HostPath(existing));
+  if (failIfExists != FALSE) {
+    return host::Fail(ERROR_INVALID_PARAMETER);
+  }
+  const std::string source = host::HostPath(existing);
+  std::string path = host::HostPath(target);
+  struct stat status {};
+  if (::stat(source.c_str(), &status) != 0) {
+    return host::Fail(host::FileError(errno, source));
+  }
+  // Not opened, which would wait for the far end of a pipe.
+  if (!S_ISREG(status.st_mode)) {
+    return host::Fail(ERROR_ACCESS_DENIED);
+  }
+  const host::Descriptor file(::open(source.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file) {
+    return host::Fail(host::FileError(errno, source));
+  }
+  DWORD error = RefusalOf(path, status);
+  error = error == ERROR_SUCCESS ? Replace(path, file.Get(), status) : error;
   return error == ERROR_SUCCESS ? TRUE : host::Fail(error);
 }
 
@@ -139,10 +134,9 @@ BOOL SetFileAttributesA(LPCSTR fileName, DWORD attributes) {
   if (::stat(path.c_str(), &status) != 0) {
     return host::Fail(host::FileError(errno, path));
   }
-  const mode_t permissions = (attributes & FILE_ATTRIBUTE_READONLY) != 0
-                                 ? status.st_mode & kPermissions & ~kWritePermissions
-                                 : (status.st_mode & kPermissions) | S_IWUSR;
-  return ::chmod(path.c_str(), permissions) == 0 ? TRUE : host::Fail(host::ErrorFromErrno(errno));
+  const bool isReadOnly = (attributes & FILE_ATTRIBUTE_READONLY) != 0;
+  const mode_t mode = isReadOnly ? status.st_mode & ~0222u : status.st_mode | S_IWUSR;
+  return ::chmod(path.c_str(), mode) == 0 ? TRUE : host::Fail(host::ErrorFromErrno(errno));
 }
 
 // Differs from Windows:

@@ -4,7 +4,6 @@
 #include <poll.h>
 
 #include <chrono>
-#include <climits>
 #include <system_error>
 #include <thread>
 
@@ -30,11 +29,6 @@ struct ThreadExit {};
 }  // namespace
 
 namespace host {
-
-int DescriptorOf(HANDLE handle) {
-  const auto value = reinterpret_cast<std::intptr_t>(handle);
-  return value > STDERR_FILENO ? static_cast<int>(value) : INT_MAX;
-}
 
 Descriptor RunThread(std::function<void()> body) {
   int ends[2];

@@ -8,7 +8,6 @@
 #include <cstring>
 
 #include "Paths.h"
-#include "winsock2.h"
 
 namespace {
 
@@ -44,22 +43,17 @@ constexpr Error kErrors[] = {
     {1921, {ELOOP}, "The name of the file cannot be resolved by the system."},
 };
 
-// Null when no row fits.
-template <typename Fits>
-const Error* FindError(Fits fits) {
-  const Error* found = std::find_if(std::begin(kErrors), std::end(kErrors), fits);
-  return found == std::end(kErrors) ? nullptr : found;
-}
-
 }  // namespace
 
 namespace host {
 
 DWORD ErrorFromErrno(int error) {
-  const Error* found = FindError([&](const Error& row) {
-    return std::find(std::begin(row.causes), std::end(row.causes), error) != std::end(row.causes);
-  });
-  return found != nullptr ? found->code : ERROR_GEN_FAILURE;
+  for (const Error& row : kErrors) {
+    if (std::find(std::begin(row.causes), std::end(row.causes), error) != std::end(row.causes)) {
+      return row.code;
+    }
+  }
+  return ERROR_GEN_FAILURE;
 }
 
 DWORD FileError(int error, const std::string& hostPath) {
@@ -79,14 +73,6 @@ void SetLastError(DWORD code) {
   t_LastError = code;
 }
 
-int WSAGetLastError() {
-  return static_cast<int>(t_LastError);
-}
-
-void WSASetLastError(int code) {
-  t_LastError = static_cast<DWORD>(code);
-}
-
 // Differs from Windows:
 // - Only the form ALLOCATE_BUFFER + FROM_SYSTEM + IGNORE_INSERTS; anything else is refused with 87.
 // - Texts are Windows' English ones whatever the language asked for, and only for what files,
@@ -98,15 +84,16 @@ DWORD FormatMessageA(DWORD flags, std::nullptr_t, DWORD code, DWORD /*language*/
   if (flags != kSupported) {
     return host::Fail(ERROR_INVALID_PARAMETER, DWORD{0});
   }
-  const Error* error = FindError([&](const Error& row) { return row.code == code; });
-  if (error == nullptr) {
-    return host::Fail(ERROR_MR_MID_NOT_FOUND, DWORD{0});
+  for (const Error& row : kErrors) {
+    if (row.code == code) {
+      const std::string text = std::string(row.text) + "\r\n";
+      char* copy = ::strdup(text.c_str());
+      // With ALLOCATE_BUFFER the argument is the address of the caller's pointer.
+      std::memcpy(buffer, &copy, sizeof copy);
+      return static_cast<DWORD>(text.size());
+    }
   }
-  const std::string text = std::string(error->text) + "\r\n";
-  char* copy = ::strdup(text.c_str());
-  // With ALLOCATE_BUFFER the argument is the address of the caller's pointer.
-  std::memcpy(buffer, &copy, sizeof copy);
-  return static_cast<DWORD>(text.size());
+  return host::Fail(ERROR_MR_MID_NOT_FOUND, DWORD{0});
 }
 
 LPVOID LocalFree(LPVOID memory) {

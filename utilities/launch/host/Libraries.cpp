@@ -2,17 +2,17 @@
 #include <jni.h>
 #include <link.h>
 
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
 
-#include "JavaRuntime.h"
+#include "CommandLineText.h"
 #include "LastError.h"
 #include "Paths.h"
 
 namespace {
 
-constexpr char kCreateJavaVM[] = "JNI_CreateJavaVM";
 using CreateJavaVM = jint(JNICALL*)(JavaVM**, void**, void*);
 CreateJavaVM g_CreateJavaVM = nullptr;
 
@@ -46,8 +46,7 @@ HMODULE LoadLibraryA(LPCSTR fileName) {
   if (library == nullptr) {
     // The loader says why only in words, in the C locale unless the program set another.
     const char* words = path.empty() ? nullptr : ::dlerror();
-    const bool isFault =
-        words != nullptr && std::strstr(words, "cannot open shared object file") == nullptr;
+    const bool isFault = words != nullptr && std::strstr(words, "cannot open shared") == nullptr;
     SetLastError(isFault ? ERROR_BAD_EXE_FORMAT : ERROR_MOD_NOT_FOUND);
   }
   return static_cast<HMODULE>(library);
@@ -60,29 +59,22 @@ FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
   if (address == nullptr) {
     return host::Fail(ERROR_PROC_NOT_FOUND, FARPROC{});
   }
-  if (std::strcmp(name, kCreateJavaVM) == 0) {
+  if (std::strcmp(name, "JNI_CreateJavaVM") == 0) {
     g_CreateJavaVM = reinterpret_cast<CreateJavaVM>(address);
     address = reinterpret_cast<void*>(&CreateAdaptedJavaVM);
   }
   return reinterpret_cast<FARPROC>(address);
 }
 
+// Differs from Windows:
+// - Every link is followed.
 DWORD GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size) {
   const link_map* map = nullptr;
-  if (::dlinfo(module, RTLD_DI_LINKMAP, &map) != 0) {
-    return host::Fail(ERROR_MOD_NOT_FOUND, DWORD{0});
-  }
-  // A search path that is relative gives a relative name.
-  std::string name = map->l_name;
-  if (name[0] != '/') {
-    name = host::ResolvedPath(".") + "/" + name;
-  }
-  if (name.size() >= size) {
-    buffer[name.copy(buffer, size - 1)] = '\0';
-    return host::Fail(ERROR_INSUFFICIENT_BUFFER, size);
-  }
-  buffer[name.copy(buffer, size)] = '\0';
-  return static_cast<DWORD>(name.size());
+  ::dlinfo(module, RTLD_DI_LINKMAP, &map);
+  const std::string path = host::ResolvedPath(map->l_name);
+  std::snprintf(buffer, size, "%s", path.c_str());
+  return path.size() < size ? static_cast<DWORD>(path.size())
+                            : host::Fail(ERROR_INSUFFICIENT_BUFFER, size);
 }
 
 // Differs from Windows:

@@ -8,7 +8,6 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
-#include <vector>
 
 #include "LastError.h"
 #include "direct.h"
@@ -19,38 +18,6 @@ bool IsProgram(const std::string& path) {
   struct stat status {};
   return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
          ::access(path.c_str(), X_OK) == 0;
-}
-
-std::string CurrentDirectory() {
-  const std::string current = host::ResolvedPath(".");
-  return current.empty() ? "." : current;
-}
-
-// Those of PATH, or the system's own where it is unset, as for execvp.
-void AppendPath(std::vector<std::string>& directories) {
-  const char* path = std::getenv("PATH");
-  const std::string list = path != nullptr ? path : "/bin:/usr/bin";
-  for (std::size_t begin = 0, end = 0; begin < list.size(); begin = end + 1) {
-    end = std::min(list.find(':', begin), list.size());
-    if (end > begin) {
-      const std::string root = list[begin] == '/' ? "" : CurrentDirectory() + "/";
-      directories.push_back(root + list.substr(begin, end - begin));
-    }
-  }
-}
-
-// In each directory with the extension before the name as given.
-std::string FindIn(const std::vector<std::string>& directories, const std::string& name,
-                   const std::string& extension) {
-  for (const std::string& directory : directories) {
-    std::string path = directory + (directory.back() == '/' ? "" : "/") + name;
-    for (const std::string& candidate : {path + extension, path}) {
-      if (IsProgram(candidate)) {
-        return candidate;
-      }
-    }
-  }
-  return "";
 }
 
 }  // namespace
@@ -65,10 +32,8 @@ std::string HostPath(const char* path) {
 
 std::string DirectoryOf(const std::string& hostPath) {
   const std::size_t separator = hostPath.rfind('/');
-  if (separator == std::string::npos) {
-    return ".";
-  }
-  return separator == 0 ? "/" : hostPath.substr(0, separator);
+  const std::string above = hostPath.substr(0, std::max<std::size_t>(separator, 1));
+  return separator == std::string::npos ? "." : above;
 }
 
 std::string ResolvedPath(const std::string& hostPath) {
@@ -76,10 +41,25 @@ std::string ResolvedPath(const std::string& hostPath) {
   return ::realpath(hostPath.c_str(), resolved) != nullptr ? resolved : std::string();
 }
 
-std::string FindOnPath(const std::string& name) {
-  std::vector<std::string> directories;
-  AppendPath(directories);
-  return FindIn(directories, name, "");
+std::string FindProgram(std::vector<std::string> directories, const std::string& name,
+                        const std::string& extension) {
+  const char* path = std::getenv("PATH");
+  const std::string list = path != nullptr ? path : "/bin:/usr/bin";
+  for (std::size_t begin = 0, end = 0; begin < list.size(); begin = end + 1) {
+    end = std::min(list.find(':', begin), list.size());
+    if (end > begin) {
+      const std::string root = list[begin] == '/' ? "" : ResolvedPath(".") + "/";
+      directories.push_back(root + list.substr(begin, end - begin));
+    }
+  }
+  for (const std::string& directory : directories) {
+    for (const std::string& found : {directory + "/" + name + extension, directory + "/" + name}) {
+      if (IsProgram(found)) {
+        return found;
+      }
+    }
+  }
+  return "";
 }
 
 }  // namespace host
@@ -90,20 +70,14 @@ std::string FindOnPath(const std::string& name) {
 // - The name without the extension is found too; what is no executable regular file is not.
 DWORD SearchPathA(std::nullptr_t, LPCSTR fileName, LPCSTR extension, DWORD size, LPSTR buffer,
                   std::nullptr_t) {
-  const std::string name = host::HostPath(fileName);
-  std::vector<std::string> directories = {host::DirectoryOf(host::ResolvedPath("/proc/self/exe")),
-                                          CurrentDirectory()};
-  AppendPath(directories);
-  const std::string found = FindIn(directories, name, extension);
+  const std::string found = host::FindProgram(
+      {host::DirectoryOf(host::ResolvedPath("/proc/self/exe")), host::ResolvedPath(".")},
+      host::HostPath(fileName), extension);
   if (found.empty()) {
     return host::Fail(ERROR_FILE_NOT_FOUND, DWORD{0});
   }
-  const auto length = static_cast<DWORD>(found.size());
-  if (length >= size) {
-    return length + 1;
-  }
-  buffer[found.copy(buffer, size)] = '\0';
-  return length;
+  std::snprintf(buffer, size, "%s", found.c_str());
+  return static_cast<DWORD>(found.size() < size ? found.size() : found.size() + 1);
 }
 
 char* _getcwd(char* buffer, int size) {

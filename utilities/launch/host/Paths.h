@@ -2,6 +2,7 @@
 // Paths as the host wants them, from paths as Windows allows them.
 
 #include <string>
+#include <vector>
 
 namespace host {
 
@@ -14,7 +15,9 @@ std::string DirectoryOf(const std::string& hostPath);
 // Absolute, every symbolic link followed; empty when there is no such file.
 std::string ResolvedPath(const std::string& hostPath);
 
-// The path of a program in the directories of PATH; empty when there is none.
-std::string FindOnPath(const std::string& name);
+// The path of a program in these directories, then in those of PATH (the system's own where it is
+// unset, as for execvp), in each with the extension before the bare name. Empty when there is none.
+std::string FindProgram(std::vector<std::string> directories, const std::string& name,
+                        const std::string& extension);
 
 }  // namespace host

@@ -9,7 +9,6 @@
 
 #include "CommandLineText.h"
 #include "Handles.h"
-#include "JavaRuntime.h"
 #include "LastError.h"
 #include "Paths.h"
 #include "direct.h"
@@ -43,12 +42,12 @@ int Spawn(pid_t& id, const std::string& program, std::vector<std::string>& argum
 // a thread waits for the child, and the system keeps the child's id with the thread's pipe.
 host::Descriptor OpenChild(pid_t id) {
   siginfo_t info{};
-  host::Descriptor child = OpenPidfd(id);
-  if (child &&
-      ::waitid(P_PIDFD, static_cast<id_t>(child.Get()), &info, WEXITED | WNOHANG | WNOWAIT) == 0) {
-    return child;
+  host::Descriptor process = OpenPidfd(id);
+  if (process && ::waitid(P_PIDFD, static_cast<id_t>(process.Get()), &info,
+                          WEXITED | WNOHANG | WNOWAIT) == 0) {
+    return process;
   }
-  child = host::RunThread([id] {
+  host::Descriptor child = host::RunThread([id] {
     siginfo_t ended{};
     while (::waitid(P_PID, static_cast<id_t>(id), &ended, WEXITED | WNOWAIT) != 0 &&
            errno == EINTR) {
@@ -58,21 +57,6 @@ host::Descriptor OpenChild(pid_t id) {
     ::fcntl(child.Get(), F_SETOWN, id);
   }
   return child;
-}
-
-// Gives the new child its two handles, or ends it. Returns an error code.
-DWORD AdoptChild(pid_t id, PROCESS_INFORMATION& information) {
-  host::Descriptor process = OpenChild(id);
-  host::Descriptor thread(process ? ::fcntl(process.Get(), F_DUPFD_CLOEXEC, 0) : -1);
-  if (!thread) {
-    const DWORD error = host::ErrorFromErrno(errno);
-    ::kill(id, SIGKILL);
-    ::waitpid(id, nullptr, 0);
-    return error;
-  }
-  information = {host::HandleOf(std::move(process)), host::HandleOf(std::move(thread)),
-                 static_cast<DWORD>(id)};
-  return ERROR_SUCCESS;
 }
 
 }  // namespace
@@ -100,10 +84,20 @@ BOOL CreateProcessA(LPCSTR application, LPSTR commandLine, LPSECURITY_ATTRIBUTES
   // Ignored, as a parent can hand it down, this signal would lose the exit code.
   ::signal(SIGCHLD, SIG_DFL);
   pid_t id = 0;
-  const int failure = Spawn(id, program, arguments);
-  const DWORD error =
-      failure != 0 ? host::FileError(failure, program) : AdoptChild(id, *information);
-  return error == ERROR_SUCCESS ? TRUE : host::Fail(error);
+  if (const int error = Spawn(id, program, arguments)) {
+    return host::Fail(host::FileError(error, program));
+  }
+  host::Descriptor child = OpenChild(id);
+  host::Descriptor thread(child ? ::fcntl(child.Get(), F_DUPFD_CLOEXEC, 0) : -1);
+  if (!thread) {
+    const DWORD error = host::ErrorFromErrno(errno);
+    ::kill(id, SIGKILL);
+    ::waitpid(id, nullptr, 0);
+    return host::Fail(error);
+  }
+  *information = {host::HandleOf(std::move(child)), host::HandleOf(std::move(thread)),
+                  static_cast<DWORD>(id)};
+  return TRUE;
 }
 
 // Differs from Windows:

@@ -4,8 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "Descriptor.h"
-#include "JavaRuntime.h"
+#include "Handles.h"
 #include "Paths.h"
 #include "windows.h"
 
@@ -15,6 +14,15 @@ using host::Registry;
 using host::RegistryValues;
 
 constexpr char kRoot[] = "hkey_local_machine";
+
+// The names of keys and values ignore case. ASCII letters only.
+std::string FoldedName(std::string_view name) {
+  std::string folded(name);
+  for (char& c : folded) {
+    c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  }
+  return folded;
+}
 
 std::string_view Trimmed(std::string_view text) {
   constexpr char kBlanks[] = " \t\r";
@@ -54,19 +62,10 @@ void ReadValue(std::string_view line, RegistryValues& values) {
   }
   line = Trimmed(line);
   if (std::optional<std::string> text = TakeQuoted(line); text && line.empty()) {
-    values[host::FoldedName(*name)] = std::move(text);
+    values[FoldedName(*name)] = std::move(text);
   } else if (TakePrefix(line, "dword:") || TakePrefix(line, "hex:") || TakePrefix(line, "hex(")) {
-    values[host::FoldedName(*name)] = std::nullopt;
+    values[FoldedName(*name)] = std::nullopt;
   }
-}
-
-RegistryValues& AddKey(Registry& registry, std::string_view path) {
-  const std::string folded = host::FoldedName(path);
-  for (std::size_t end = folded.find('\\'); end != std::string::npos;
-       end = folded.find('\\', end + 1)) {
-    registry[folded.substr(0, end)];
-  }
-  return registry[folded];
 }
 
 Registry ReadRegistry() {
@@ -84,8 +83,8 @@ Registry ReadRegistry() {
   Registry registry;
   if (std::string library = host::FindJavaLibrary(); !library.empty()) {
     const std::string java = std::string(kRoot) + "\\software\\javasoft\\java runtime environment";
-    AddKey(registry, java)["currentversion"] = "1";
-    AddKey(registry, java + "\\1")["runtimelib"] = std::move(library);
+    registry[java]["currentversion"] = "1";
+    registry[java + "\\1"]["runtimelib"] = std::move(library);
   }
   return registry;
 }
@@ -104,12 +103,22 @@ const Registry::value_type& EntryOf(HKEY key) {
 
 namespace host {
 
-std::string FoldedName(std::string_view name) {
-  std::string folded(name);
-  for (char& c : folded) {
-    c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+std::string FindJavaLibrary() {
+  const char* variable = std::getenv("JAVA_HOME");
+  std::string home = variable != nullptr ? variable : "";
+  const std::string program = home.empty() ? ResolvedPath(FindProgram({}, "java", "")) : "";
+  if (!program.empty()) {
+    home = DirectoryOf(DirectoryOf(program));
   }
-  return folded;
+  // Java 9 and later; then Java 8 as a JDK and as a JRE.
+  for (const char* directory : {"/lib/server", "/jre/lib/amd64/server", "/lib/amd64/server",
+                                "/jre/lib/aarch64/server", "/lib/aarch64/server"}) {
+    std::string library = home + directory + "/libjvm.so";
+    if (!home.empty() && ::access(library.c_str(), F_OK) == 0) {
+      return library;
+    }
+  }
+  return "";
 }
 
 Registry ParseRegistryText(std::string_view text) {
@@ -122,7 +131,7 @@ Registry ParseRegistryText(std::string_view text) {
     if (TakePrefix(line, "[")) {
       // A leading '-' deletes a key, which an export never does.
       const bool isKey = line.size() > 1 && line.back() == ']' && line.front() != '-';
-      values = isKey ? &AddKey(registry, line.substr(0, line.size() - 1)) : nullptr;
+      values = isKey ? &registry[FoldedName(line.substr(0, line.size() - 1))] : nullptr;
     } else if (values != nullptr) {
       ReadValue(line, *values);
     }
@@ -133,12 +142,13 @@ Registry ParseRegistryText(std::string_view text) {
 }  // namespace host
 
 // Differs from Windows:
-// - HKEY_LOCAL_MACHINE alone, for reading whatever is asked. Its entries are those of the file that
+// - HKEY_LOCAL_MACHINE alone, for reading whatever is asked, and no key above those that are named.
+// Its entries are those of the file that
 //   TORVEL_HOST_REGISTRY names, as they were when first asked for; without that variable, Java's
 //   two entries for the Java of JAVA_HOME, else of `java` on PATH.
 LSTATUS RegOpenKeyExA(HKEY key, LPCSTR subKey, DWORD /*options*/, DWORD /*access*/, HKEY* result) {
   const std::string parent = key == HKEY_LOCAL_MACHINE ? kRoot : EntryOf(key).first;
-  const auto found = Entries().find(parent + '\\' + host::FoldedName(subKey));
+  const auto found = Entries().find(parent + '\\' + FoldedName(subKey));
   if (found == Entries().end()) {
     return ERROR_FILE_NOT_FOUND;
   }
@@ -151,7 +161,7 @@ LSTATUS RegOpenKeyExA(HKEY key, LPCSTR subKey, DWORD /*options*/, DWORD /*access
 LSTATUS RegQueryValueExA(HKEY key, LPCSTR valueName, std::nullptr_t, LPDWORD type, BYTE* data,
                          LPDWORD size) {
   const RegistryValues& values = EntryOf(key).second;
-  const auto found = values.find(host::FoldedName(valueName));
+  const auto found = values.find(FoldedName(valueName));
   if (found == values.end()) {
     return ERROR_FILE_NOT_FOUND;
   }

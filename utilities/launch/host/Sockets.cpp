@@ -31,8 +31,7 @@ struct Record {
   const char* served = nullptr;
   const char* servedEnd = nullptr;
   const char* readEnd = nullptr;     // of what was read ahead
-  int sendError = WSAENOTCONN;       // why nothing can be sent, 0 when it can
-  int receiveError = WSAENOTCONN;    // the same for receiving
+  int error = WSAENOTCONN;           // why nothing can be sent or received, 0 when it can
   std::unique_ptr<char[]> gathered;  // made with the first byte, like the next
   std::unique_ptr<char[]> readAhead;
 };
@@ -61,8 +60,6 @@ int SocketError(int error) {
       return WSAEISCONN;
     case ENOTCONN:
       return WSAENOTCONN;
-    case ETIMEDOUT:
-      return WSAETIMEDOUT;
     case ECONNREFUSED:
       return WSAECONNREFUSED;
     default:
@@ -70,16 +67,10 @@ int SocketError(int error) {
   }
 }
 
-// What was read ahead counts no more.
-void EndReceiving(Record& record, int error) {
-  record.receiveError = error;
+// For good; what was read ahead counts no more. Returns the code.
+int End(Record& record, int code) {
   record.served = record.servedEnd = record.readEnd;
-}
-
-// The stream is broken for good.
-void Break(Record& record) {
-  record.sendError = SocketError(errno);
-  EndReceiving(record, record.sendError);
+  return record.error = code;
 }
 
 void SendAll(Record& record, const char* data, const char* end) {
@@ -87,20 +78,11 @@ void SendAll(Record& record, const char* data, const char* end) {
     const ssize_t sent =
         ::send(record.descriptor.Get(), data, static_cast<std::size_t>(end - data), MSG_NOSIGNAL);
     if (sent < 0 && errno != EINTR) {
-      return Break(record);
+      End(record, SocketError(errno));
+      return;
     }
     data += sent > 0 ? sent : 0;
   }
-}
-
-void BeginGathering(Record& record) {
-  if (record.gathered == nullptr) {
-    record.gathered.reset(new char[kBufferSize]);
-  }
-  t_Gathering = &record;
-  record.room = record.gathered.get();
-  record.roomEnd = record.room + kBufferSize;
-  record.servedEnd = record.served;
 }
 
 // Not inline, like ReadAhead: what the rare paths need, every byte would pay for.
@@ -110,23 +92,26 @@ void BeginGathering(Record& record) {
     return Refuse(flags != 0 ? WSAEOPNOTSUPP : WSAEINVAL);
   }
   host::SendGathered();
-  if (record.sendError == 0) {
-    BeginGathering(record);
-    if (buffer.len < kBufferSize) {
-      std::memcpy(record.room, buffer.buf, buffer.len);
-      record.room += buffer.len;
-    } else {
-      SendAll(record, buffer.buf, buffer.buf + buffer.len);
+  if (record.error == 0 && buffer.len >= kBufferSize) {
+    SendAll(record, buffer.buf, buffer.buf + buffer.len);
+  } else if (record.error == 0) {
+    if (record.gathered == nullptr) {
+      record.gathered.reset(new char[kBufferSize]);
     }
+    t_Gathering = &record;
+    std::memcpy(record.gathered.get(), buffer.buf, buffer.len);
+    record.room = record.gathered.get() + buffer.len;
+    record.roomEnd = record.gathered.get() + kBufferSize;
+    record.servedEnd = record.served;
   }
-  return record.sendError == 0 ? 0 : Refuse(record.sendError);
+  return record.error == 0 ? 0 : Refuse(record.error);
 }
 
 // Makes sure that there is something to serve, unless the stream has ended.
 [[gnu::noinline]] int ReadAhead(Record& record) {
   host::SendGathered();
-  if (record.receiveError != 0 || record.served != record.servedEnd) {
-    return record.receiveError;
+  if (record.error != 0 || record.served != record.servedEnd) {
+    return record.error;
   }
   if (record.readAhead == nullptr) {
     record.readAhead.reset(new char[kBufferSize]);
@@ -136,8 +121,7 @@ void BeginGathering(Record& record) {
     length = ::recv(record.descriptor.Get(), record.readAhead.get(), kBufferSize, 0);
   } while (length < 0 && errno == EINTR);
   if (length < 0) {
-    Break(record);
-    return record.receiveError;
+    return End(record, SocketError(errno));
   }
   record.served = record.readAhead.get();
   record.servedEnd = record.readEnd = record.served + length;
@@ -182,11 +166,7 @@ int WSAStartup(WORD versionRequested, WSADATA* data) {
 // - Sockets that are open stay so.
 int WSACleanup() {
   host::SendGathered();
-  if (g_Startups == 0) {
-    return Refuse(WSANOTINITIALISED);
-  }
-  --g_Startups;
-  return 0;
+  return g_Startups == 0 ? Refuse(WSANOTINITIALISED) : (--g_Startups, 0);
 }
 
 // Differs from Windows:
@@ -227,7 +207,7 @@ int WSAConnect(SOCKET socket, const sockaddr* name, int nameLength, std::nullptr
     ::connect(record.descriptor.Get(), &none, sizeof none);
     return Refuse(WSAECONNREFUSED);
   }
-  record.sendError = record.receiveError = 0;
+  record.error = 0;
   return 0;
 }
 
@@ -240,7 +220,7 @@ int WSASend(SOCKET socket, LPWSABUF buffers, DWORD bufferCount, LPDWORD sent, DW
   const std::size_t length = buffers->len;
   *sent = buffers->len;
   if (bufferCount != 1 || flags != 0 ||
-      length > static_cast<std::size_t>(record.roomEnd - record.room)) {
+      length >= static_cast<std::size_t>(record.roomEnd - record.room)) {
     return SendOtherwise(record, *buffers, bufferCount, flags);
   }
   if (length == 1) {
@@ -279,19 +259,13 @@ int WSARecv(SOCKET socket, LPWSABUF buffers, DWORD bufferCount, LPDWORD received
   return 0;
 }
 
-int shutdown(SOCKET socket, int how) {
+int shutdown(SOCKET socket, SD_HOW) {
   host::SendGathered();
   Record& record = RecordOf(socket);
-  static_assert(SHUT_RD == SD_RECEIVE && SHUT_WR == SD_SEND && SHUT_RDWR == SD_BOTH);
-  if (::shutdown(record.descriptor.Get(), how) != 0) {
+  if (::shutdown(record.descriptor.Get(), SHUT_RDWR) != 0) {
     return Refuse(SocketError(errno));
   }
-  if (how != SD_SEND) {
-    EndReceiving(record, WSAESHUTDOWN);
-  }
-  if (how != SD_RECEIVE) {
-    record.sendError = WSAESHUTDOWN;
-  }
+  End(record, WSAESHUTDOWN);
   return 0;
 }
 
@@ -305,13 +279,10 @@ extern "C" hostent* __real_gethostbyname(const char* name);
 extern "C" hostent* __wrap_gethostbyname(const char* name);
 
 // Every gethostbyname of the program comes here (see CMakeLists.txt): on Windows it reports through
-// the last error, and a success leaves none.
+// the last error, and a success leaves none. Whatever keeps a name from being found is 11001 here.
 hostent* __wrap_gethostbyname(const char* name) {
   host::SendGathered();
   hostent* found = __real_gethostbyname(name);
-  static_assert(WSANO_RECOVERY - NO_RECOVERY == WSAHOST_NOT_FOUND - HOST_NOT_FOUND);
-  WSASetLastError(found != nullptr ? 0
-                  : h_errno > 0    ? h_errno + WSAHOST_NOT_FOUND - HOST_NOT_FOUND
-                                   : WSANO_RECOVERY);
+  WSASetLastError(found != nullptr ? 0 : WSAHOST_NOT_FOUND);
   return found;
 }

@@ -14,9 +14,7 @@ using SOCKET = std::uintptr_t;
 
 constexpr SOCKET INVALID_SOCKET = ~SOCKET{0};
 constexpr int SOCKET_ERROR = -1;
-constexpr int SD_RECEIVE = 0;
-constexpr int SD_SEND = 1;
-constexpr int SD_BOTH = 2;
+enum SD_HOW { SD_BOTH = 2 };
 constexpr DWORD WSA_FLAG_OVERLAPPED = 1;
 
 constexpr int WSAEINVAL = 10022;
@@ -28,11 +26,9 @@ constexpr int WSAECONNRESET = 10054;
 constexpr int WSAEISCONN = 10056;
 constexpr int WSAENOTCONN = 10057;
 constexpr int WSAESHUTDOWN = 10058;
-constexpr int WSAETIMEDOUT = 10060;
 constexpr int WSAECONNREFUSED = 10061;
 constexpr int WSANOTINITIALISED = 10093;
 constexpr int WSAHOST_NOT_FOUND = 11001;
-constexpr int WSANO_RECOVERY = 11003;
 
 struct WSADATA {
   WORD wVersion;
@@ -70,9 +66,13 @@ int WINAPI WSASend(SOCKET socket, LPWSABUF buffers, DWORD bufferCount, LPDWORD s
 int WINAPI WSARecv(SOCKET socket, LPWSABUF buffers, DWORD bufferCount, LPDWORD received,
                    LPDWORD flags, LPWSAOVERLAPPED overlapped,
                    LPWSAOVERLAPPED_COMPLETION_ROUTINE completion);
-int WINAPI shutdown(SOCKET socket, int how);
+int WINAPI shutdown(SOCKET socket, SD_HOW how);
 int WINAPI closesocket(SOCKET socket);
 
 // The same slot as GetLastError and SetLastError.
-int WINAPI WSAGetLastError();
-void WINAPI WSASetLastError(int code);
+inline int WSAGetLastError() {
+  return static_cast<int>(GetLastError());
+}
+inline void WSASetLastError(int code) {
+  SetLastError(static_cast<DWORD>(code));
+}

@@ -1,12 +1,12 @@
 #pragma once
-#include <algorithm>
-#include <string>
+// Sockets under test, and the far side of their connections.
+
 #include <utility>
 
 #include "Support.h"
 #include "Platform.h"
 
-// The far side, by the system's own calls: a listener on a free port, and what it accepted.
+// By the system's own calls: a listener on a free port, and what it accepted.
 class Peer {
  public:
   Peer() {
@@ -38,21 +38,64 @@ class Peer {
   }
   // Fewer bytes at the end of the stream.
   std::string Receive(std::size_t length) const {
-    std::string text;
-    char piece[4096];
-    while (text.size() < length) {
-      const auto size = static_cast<PeerLength>(std::min(sizeof piece, length - text.size()));
-      const auto got = ::recv(m_Connection, piece, size, 0);
-      if (got <= 0) break;
-      text.append(piece, static_cast<std::size_t>(got));
-    }
-    return text;
+    std::string text(length, '\0');
+    const auto size = static_cast<PeerLength>(length);
+    const auto got = ::recv(m_Connection, text.data(), size, MSG_WAITALL);
+    return text.substr(0, got > 0 ? static_cast<std::size_t>(got) : 0);
   }
   void Close() { ClosePeer(std::exchange(m_Connection, kNoPeer)); }
   void StopListening() { ClosePeer(std::exchange(m_Listener, kNoPeer)); }
 
+  decltype(::socket(0, 0, 0)) m_Connection = kNoPeer;
+
  private:
   sockaddr_in m_Address = {};
   decltype(::socket(0, 0, 0)) m_Listener = ::socket(AF_INET, SOCK_STREAM, 0);
-  decltype(::socket(0, 0, 0)) m_Connection = kNoPeer;
+};
+
+class Sockets : public testing::Test {
+ protected:
+  Sockets() {
+    WSADATA data = {};
+    EXPECT_EQ(WSAStartup(MAKEWORD(2, 2), &data), 0);
+    EXPECT_EQ(data.wVersion, MAKEWORD(2, 2));
+    m_Socket = Create();
+  }
+  ~Sockets() override {
+    closesocket(m_Socket);
+    EXPECT_EQ(WSACleanup(), 0);
+  }
+  static SOCKET Create(int family = AF_INET, int type = SOCK_STREAM) {
+    return WSASocketA(family, type, 0, nullptr, 0, WSA_FLAG_OVERLAPPED);
+  }
+  // A new socket, connected to the peer.
+  void Join(Peer& peer) {
+    closesocket(std::exchange(m_Socket, Create()));
+    ASSERT_EQ(peer.Join(m_Socket), 0) << WSAGetLastError();
+  }
+  // The count of bytes moved, -1 on an error.
+  int Send(std::string text, DWORD buffers = 1, DWORD flags = 0) {
+    WSABUF buffer = {static_cast<DWORD>(text.size()), text.data()};
+    DWORD sent = 0;
+    const int result = WSASend(m_Socket, &buffer, buffers, &sent, flags, nullptr, nullptr);
+    return result == 0 ? static_cast<int>(sent) : -1;
+  }
+  int Receive(std::string& bytes, DWORD buffers = 1, DWORD flags = 0) {
+    WSABUF buffer = {static_cast<DWORD>(bytes.size()), bytes.data()};
+    DWORD got = 0;
+    const int result = WSARecv(m_Socket, &buffer, buffers, &got, &flags, nullptr, nullptr);
+    return result == 0 ? static_cast<int>(got) : -1;
+  }
+  // In calls of at most so many bytes; fewer at the end of the stream or on an error.
+  std::string ReceiveText(std::size_t length, std::size_t piece = 1) {
+    std::string text, bytes(piece, '\0');
+    for (int got = 1; got > 0 && text.size() < length;) {
+      got = Receive(bytes);
+      text.append(bytes, 0, got > 0 ? static_cast<std::size_t>(got) : 0);
+    }
+    return text;
+  }
+
+  SOCKET m_Socket = INVALID_SOCKET;
+  std::string m_Byte = "?";
 };

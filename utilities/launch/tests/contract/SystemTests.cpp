@@ -2,6 +2,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 
 #include "Platform.h"
 #include "Support.h"
@@ -54,7 +55,7 @@ TEST_F(Files, CopyReplacesOrSaysWhyNot) {
   EXPECT_EQ(ReadText("old"), "new");
 }
 
-TEST_F(Files, ReadOnlyAttributeIsSetAndCleared) {
+TEST_F(Files, AttributesAreSetAndCleared) {
   for (const DWORD attribute : {DWORD{FILE_ATTRIBUTE_READONLY}, DWORD{FILE_ATTRIBUTE_NORMAL}}) {
     EXPECT_TRUE(SetFileAttributesA(".\\old", attribute));
     EXPECT_EQ((GetFileAttributesA("folder\\../old") ^ attribute) & FILE_ATTRIBUTE_READONLY, 0u);
@@ -63,20 +64,18 @@ TEST_F(Files, ReadOnlyAttributeIsSetAndCleared) {
   EXPECT_TRUE(Fails(SetFileAttributesA("no\\x", FILE_ATTRIBUTE_NORMAL), ERROR_PATH_NOT_FOUND));
 }
 
-TEST_F(Files, RuntimeTakesEitherSeparatorAndTellsAFileFromADirectory) {
-  const std::string root = fs::current_path().string();
+TEST_F(Files, AreFoundAndWrittenByEitherSeparator) {
+  const fs::path folder = fs::current_path() / "folder";
+  const std::size_t size = folder.string().size() + 1;
+  char path[1000];
   WriteText("folder/inner/file", "text");
   EXPECT_EQ(_chdir("folder\\inner/.."), 0);
   EXPECT_EQ(_chdir("missing"), -1);
-  std::string buffer(root.size() + 8, '?');  // which "/folder" and a NUL fill
-  ASSERT_NE(_getcwd(buffer.data(), static_cast<int>(buffer.size())), nullptr);
-  EXPECT_EQ(fs::path(buffer.c_str()), fs::path(root) / "folder");
-  EXPECT_EQ(_getcwd(buffer.data(), static_cast<int>(buffer.size() - 1)), nullptr);
-  ASSERT_NE(_fullpath(buffer.data(), "inner\\..", buffer.size()), nullptr);
-  EXPECT_EQ(fs::path(buffer.c_str()), fs::path(root) / "folder");
-  EXPECT_EQ(_fullpath(buffer.data(), "inner\\..", buffer.size() - 1), nullptr);
+  EXPECT_TRUE(_getcwd(path, static_cast<int>(size)) && path == folder);
+  EXPECT_FALSE(_getcwd(path, static_cast<int>(size - 1)));
+  EXPECT_TRUE(_fullpath(path, "inner\\..", size) && path == folder);
+  EXPECT_FALSE(_fullpath(path, "inner\\..", size - 1));
   std::FILE* file = std::fopen("inner\\file", "r+b");
-  ASSERT_NE(file, nullptr);
   EXPECT_EQ(_write(_fileno(file), "TE", 2), 2);
   std::fclose(file);
   EXPECT_EQ(ReadText("inner/file"), "TExt");
@@ -106,8 +105,8 @@ TEST_F(Process, RunsAndGivesItsExitCode) {
   EXPECT_TRUE(GetExitCodeProcess(child.hProcess, &code));
   EXPECT_EQ(code, DWORD{STILL_ACTIVE});
   EXPECT_EQ(WaitForSingleObject(child.hProcess, 20), DWORD{WAIT_TIMEOUT});
-  const HANDLE opened =
-      OpenProcess(SYNCHRONIZE | PROCESS_QUERY_INFORMATION, FALSE, child.dwProcessId);
+  constexpr DWORD kRights = SYNCHRONIZE | PROCESS_QUERY_INFORMATION;
+  const HANDLE opened = OpenProcess(kRights, FALSE, child.dwProcessId);
   EXPECT_EQ(WaitForSingleObject(opened, INFINITE), DWORD{WAIT_OBJECT_0});
   EXPECT_TRUE(GetExitCodeProcess(opened, &code));
   EXPECT_EQ(code, 7u);
@@ -120,8 +119,7 @@ TEST_F(Process, RunsAndGivesItsExitCode) {
     EXPECT_TRUE(Fails(GetExitCodeProcess(handle, &code), ERROR_INVALID_HANDLE));
     EXPECT_TRUE(Fails(WaitForSingleObject(handle, 0) != WAIT_FAILED, ERROR_INVALID_HANDLE));
   }
-  const HANDLE unknown = OpenProcess(SYNCHRONIZE, FALSE, 0x7FFFFFF0);
-  EXPECT_TRUE(Fails(unknown != nullptr, ERROR_INVALID_PARAMETER));
+  EXPECT_TRUE(Fails(OpenProcess(kRights, FALSE, 0x7FFFFFF0) != nullptr, ERROR_INVALID_PARAMETER));
   EXPECT_EQ(RunProgram(g_Program, "contract_tests --terminate 0 9"), 9u);
 }
 
@@ -136,16 +134,15 @@ TEST_F(Process, IsRefusedWithTheReason) {
   }
 }
 
-TEST_F(Process, IsFoundBesideThisOneAndThisOneInASnapshot) {
-  std::string path(g_Program.size() + 1, '?');
+TEST_F(Process, IsFoundBesideThisOneAndHasItForAParent) {
+  char path[1000];
   const auto search = [&](const char* name, std::size_t size) {
-    return SearchPathA(nullptr, name, ".exe", static_cast<DWORD>(size), path.data(), nullptr);
+    return SearchPathA(nullptr, name, ".exe", static_cast<DWORD>(size), path, nullptr);
   };
-  EXPECT_EQ(search("contract_tests", path.size()), g_Program.size());
-  EXPECT_TRUE(fs::equivalent(path.c_str(), g_Program));
-  EXPECT_EQ(search("contract_tests", path.size() - 1), path.size());
-  EXPECT_TRUE(Fails(search("no_such_program", path.size()) != 0, ERROR_FILE_NOT_FOUND));
-
+  const std::size_t length = g_Program.size();
+  EXPECT_TRUE(search("contract_tests", length + 1) == length && fs::equivalent(path, g_Program));
+  EXPECT_EQ(search("contract_tests", length), length + 1);
+  EXPECT_TRUE(Fails(search("no_such_program", length) != 0, ERROR_FILE_NOT_FOUND));
   const std::string id = std::to_string(GetCurrentProcessId());
   EXPECT_EQ(RunProgram(g_Program, "contract_tests --parent-is 0 " + id), 0u);
 }
@@ -164,35 +161,32 @@ TEST(Thread, IsWaitedForUntilItExits) {
 }
 
 TEST_F(Registry, GivesTypeSizeAndTextOrTheReason) {
-  WriteText("contract.reg",
-            "REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Contract Test\\Sub Key]\r\n"
-            "\"Text\"=\"C:\\\\a \\\"b\\\"\"\r\n\"Number\"=dword:00000102\r\n"
-            "\"Expand\"=hex(2):25,\\\r\n  41,25,00\r\n\"Empty\"=\"\"\r\n@=\"default\"\r\n\r\n");
+  const std::string name = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Contract Test";
+  WriteText("contract.reg", "REGEDIT4\r\n\r\n" + name + "]\r\n" + name + "\\Sub Key]\r\n" +
+                                "\"Text\"=\"C:\\\\a \\\"b\\\"\"\r\n\"Number\"=dword:00000102\r\n"
+                                "\"Expand\"=hex(2):25,\\\r\n  41,25,00\r\n@=\"\"\r\n\r\n");
   LoadRegistry("contract.reg");
-  HKEY parent = nullptr;
-  HKEY key = nullptr;
+  HKEY parent = nullptr, key = nullptr;
   ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "software\\contract TEST", 0, KEY_READ, &parent), 0);
   EXPECT_EQ(RegOpenKeyExA(parent, "Sub", 0, KEY_READ, &key), ERROR_FILE_NOT_FOUND);
   ASSERT_EQ(RegOpenKeyExA(parent, "Sub Key", 0, KEY_READ, &key), 0);
-  const std::pair<const char*, std::string> rows[] = {
-      {"TEXT", "C:\\a \"b\""}, {"Empty", ""}, {"", "default"}};
   BYTE data[100];
   DWORD type = 0, size = 0;
-  for (const auto& [name, text] : rows) {
-    size = static_cast<DWORD>(text.size() + 1);  // a NUL comes with it
-    EXPECT_EQ(RegQueryValueExA(key, name, nullptr, &type, data, &size), 0) << name;
-    EXPECT_EQ(type, DWORD{REG_SZ}) << name;
-    EXPECT_EQ(std::string(data, data + size), text + '\0');
-    --size;
-    EXPECT_EQ(RegQueryValueExA(key, name, nullptr, &type, data, &size), ERROR_MORE_DATA) << name;
+  const auto query = [&](const char* value, std::size_t room) {
+    size = static_cast<DWORD>(room);
+    return RegQueryValueExA(key, value, nullptr, &type, data, &size);
+  };
+  for (const auto& [value, text] :
+       std::map<const char*, std::string>{{"TEXT", "C:\\a \"b\""}, {"", ""}}) {
+    EXPECT_EQ(query(value, text.size() + 1), 0) << text;  // a NUL comes with it
+    EXPECT_TRUE(type == REG_SZ && std::string(data, data + size) == text + '\0');
+    EXPECT_EQ(query(value, text.size()), ERROR_MORE_DATA) << text;
     EXPECT_EQ(size, text.size() + 1);
   }
-  for (const char* name : {"Number", "Expand"}) {
-    size = sizeof data;
-    EXPECT_EQ(RegQueryValueExA(key, name, nullptr, &type, data, &size), 0) << name;
-    EXPECT_NE(type, DWORD{REG_SZ}) << name;
+  for (const char* value : {"Number", "Expand"}) {
+    EXPECT_TRUE(query(value, sizeof data) == ERROR_SUCCESS && type != REG_SZ) << value;
   }
-  EXPECT_EQ(RegQueryValueExA(key, "No", nullptr, &type, data, &size), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(query("No", sizeof data), ERROR_FILE_NOT_FOUND);
   EXPECT_EQ(RegCloseKey(key) + RegCloseKey(parent), 0);
 }
 

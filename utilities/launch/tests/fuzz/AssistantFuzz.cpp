@@ -9,37 +9,24 @@
 #include "assistant/AssistantConnection.h"
 #include "assistant/BuildCommands.h"
 
-// Sockets and streams in memory: what the program defines counts before the layer's.
+// The system's calls in memory: what the program defines counts before the libraries'.
 static std::string_view g_incoming;
 static std::string g_written[3];
 
+extern "C" int connect(int, const sockaddr*, socklen_t) {
+  return 0;
+}
+extern "C" ssize_t send(int, const void*, size_t length, int) {
+  return static_cast<ssize_t>(length);
+}
+extern "C" ssize_t recv(int, void* buffer, size_t size, int) {
+  const size_t length = g_incoming.copy(static_cast<char*>(buffer), std::min<size_t>(size, 99));
+  g_incoming.remove_prefix(length);
+  return static_cast<ssize_t>(length);
+}
 int _write(int descriptor, const void* data, unsigned size) {
   g_written[descriptor].append(static_cast<const char*>(data), size);
   return static_cast<int>(size);
-}
-
-SOCKET WSASocketA(int, int, int, LPWSAPROTOCOL_INFOA, unsigned, DWORD) {
-  return 1;
-}
-int WSAConnect(SOCKET, const sockaddr*, int, std::nullptr_t, std::nullptr_t, LPQOS, LPQOS) {
-  return 0;
-}
-int WSASend(SOCKET, LPWSABUF buffers, DWORD, LPDWORD sent, DWORD, LPWSAOVERLAPPED,
-            LPWSAOVERLAPPED_COMPLETION_ROUTINE) {
-  *sent = buffers->len;
-  return 0;
-}
-int WSARecv(SOCKET, LPWSABUF buffers, DWORD, LPDWORD received, LPDWORD, LPWSAOVERLAPPED,
-            LPWSAOVERLAPPED_COMPLETION_ROUTINE) {
-  *received = static_cast<DWORD>(g_incoming.copy(buffers->buf, buffers->len));
-  g_incoming.remove_prefix(*received);
-  return 0;
-}
-int shutdown(SOCKET, int) {
-  return 0;
-}
-int closesocket(SOCKET) {
-  return 0;
 }
 
 namespace {
@@ -97,6 +84,7 @@ void Try(std::string_view input) {
   static char* none[] = {nullptr};
   _environ = none;  // a build sends it
   for (std::string& text : g_written) text.clear();
+  static const SocketStartup startup;
   const int code = RunAssistedCommand(*std::make_unique<AssistantConnection>(
       std::make_unique<Socket>("127.0.0.1", uint16_t{8118}, 1, 2, 0)));
   Check(g_written[1] == expected[0] && g_written[2] == expected[1] && code == expectedCode);

@@ -8,9 +8,6 @@
 static std::string Written(const host::Registry& registry) {
   std::ostringstream text;
   for (const auto& [path, values] : registry) {
-    const size_t above = path.rfind('\\');
-    Check(path == host::FoldedName(path));
-    Check(above == std::string::npos || registry.count(path.substr(0, above)) == 1);
     text << '[' << path << "]\n";
     for (const auto& [name, value] : values) {
       text << std::quoted(name) << '=';

@@ -1,22 +1,16 @@
-// Copies, children, program search, Java and the registry file as this host has them.
+// Copies, children, program search, Java, the registry file and sockets as this host has them.
 #include <fcntl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <csignal>
 #include <cstdlib>
-#include <functional>
-#include <thread>
 
 #include <direct.h>
 #include <mstcpip.h>
 
-#include "JavaRuntime.h"
+#include "Peer.h"
 #include "Registry.h"
-#include "Support.h"
 
 namespace {
 
@@ -36,42 +30,6 @@ class Search : public InScratch {
     return SearchPathA(nullptr, name.c_str(), ".exe", sizeof path, path, nullptr) ? path : "";
   }
   const std::string m_Root = fs::current_path(), m_Path = std::getenv("PATH");
-};
-
-// A connected socket, and the descriptor of its peer.
-class Pair : public testing::Test {
- protected:
-  Pair() {
-    WSADATA data = {};
-    WSAStartup(MAKEWORD(2, 2), &data);
-    sockaddr_in address = {AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
-    auto* name = reinterpret_cast<sockaddr*>(&address);
-    socklen_t length = sizeof address;
-    const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
-    EXPECT_EQ(::bind(listener, name, length) + ::listen(listener, 1), 0);
-    ::getsockname(listener, name, &length);
-    m_Socket = WSASocketA(AF_INET, SOCK_STREAM, 0, nullptr, 0, 0);
-    EXPECT_EQ(WSAConnect(m_Socket, name, sizeof address, nullptr, nullptr, nullptr, nullptr), 0);
-    m_Peer = ::accept(listener, nullptr, nullptr);
-    ::close(listener);
-  }
-  ~Pair() override {
-    closesocket(m_Socket);
-    ::close(m_Peer);
-    WSACleanup();
-  }
-  int Send(DWORD count = 1, DWORD flags = 0) {
-    return WSASend(m_Socket, &m_Buffer, count, &m_Moved, flags, nullptr, nullptr);
-  }
-  int Receive(DWORD count = 1, DWORD flags = 0) {
-    return WSARecv(m_Socket, &m_Buffer, count, &m_Moved, &flags, nullptr, nullptr);
-  }
-
-  SOCKET m_Socket;
-  int m_Peer;
-  char m_Byte = '?';
-  WSABUF m_Buffer = {1, &m_Byte};
-  DWORD m_Moved = 0;
 };
 
 }  // namespace
@@ -97,7 +55,10 @@ TEST_F(Copy, ReplacesTheFileKeepsPermissionsAndRefusesWhatIsNoFile) {
   EXPECT_TRUE(Fails(CopyFileA("source", "pipe", FALSE), ERROR_ACCESS_DENIED));
   // Which may not be written now, for the superuser either.
   EXPECT_TRUE(Fails(CopyFileA("source", "target", FALSE), ERROR_ACCESS_DENIED));
-  EXPECT_EQ(std::distance(fs::directory_iterator("."), {}), 5);
+  char path[4096];
+  ASSERT_NE(_fullpath(path, ".\\link", sizeof path), nullptr);
+  EXPECT_EQ(path, fs::current_path().string() + "/target");
+  EXPECT_EQ(_fullpath(path, "missing", sizeof path), nullptr);
 }
 
 TEST_F(Child, EndsWithEightBitsOrASignal) {
@@ -110,9 +71,9 @@ TEST_F(Child, EndsWithEightBitsOrASignal) {
 TEST_F(Child, HasTheStandardStreamsAndNoOther) {
   std::ofstream open("other.txt");
   const int input = ::dup(0);
-  ::close(0);  // a thread's handle does not take its place
-  const HANDLE thread = CreateThread(
-      nullptr, 0, [](void*) -> DWORD { return 0; }, nullptr, 0, nullptr);
+  ::close(0);  // no handle takes its place
+  const LPTHREAD_START_ROUTINE end = [](void*) -> DWORD { return 0; };
+  const HANDLE thread = CreateThread(nullptr, 0, end, nullptr, 0, nullptr);
   EXPECT_EQ(::dup2(input, 0), 0);
   EXPECT_EQ(WaitForSingleObject(thread, INFINITE), WAIT_OBJECT_0);
   EXPECT_TRUE(CloseHandle(thread));
@@ -125,9 +86,9 @@ TEST_F(Child, IsAScriptOrAJavaWithAnAdaptedClassPath) {
   WriteText("script.exe", "#!/bin/sh\nexit $#\n", fs::perms::owner_all);
   WriteText("java", "#!/bin/sh\necho \"$*\" > java.txt\n", fs::perms::owner_all);
   EXPECT_EQ(RunProgram(".\\./script.exe", "x \"a b\" c"), 2u);
-  EXPECT_EQ(
-      RunProgram(".\\java", "java -Da=b;c\\d -Djava.class.path=a\\b;\"c d\" M -Djava.class.path=e;f"), 0u);
-  EXPECT_EQ(ReadText("java.txt"), "-Da=b;c\\d -Djava.class.path=a/b:c d M -Djava.class.path=e;f\n");
+  const std::string line = "-Da=b;c\\d -Djava.class.path=a\\b;c\\d M -Djava.class.path=e;f";
+  EXPECT_EQ(RunProgram(".\\java", "java " + line), 0u);
+  EXPECT_EQ(ReadText("java.txt"), "-Da=b;c\\d -Djava.class.path=a/b:c/d M -Djava.class.path=e;f\n");
 }
 
 TEST_F(Search, GoesOwnDirectoryCurrentDirectoryPath) {
@@ -149,10 +110,8 @@ TEST_F(Search, GoesOwnDirectoryCurrentDirectoryPath) {
 
 TEST_F(Search, JavaOfferedIsThatOfJavaHomeElseOfThePath) {
   const std::string library = "/lib/server/libjvm.so", old = "/jre/lib/amd64/server/libjvm.so";
-  WriteText("new" + library, "");
+  for (const auto& path : {"new" + library, "old" + old, "." + library}) WriteText(path, "");
   WriteText("new/bin/java", "", fs::perms::owner_all);
-  WriteText("old" + old, "");
-  WriteText("." + library, "");  // which no Java found leads to
   fs::create_directory("links");
   fs::create_symlink("../new/bin/java", "links/java");
   const std::tuple<std::string, std::string, std::string> rows[] = {
@@ -168,97 +127,81 @@ TEST_F(Search, JavaOfferedIsThatOfJavaHomeElseOfThePath) {
   }
 }
 
-TEST_F(Copy, FullPathFollowsLinksAndLeadsSomewhere) {
-  char path[4096];
-  WriteText("home/bin/java", "");
-  fs::create_symlink("home/bin/java", "link");
-  ASSERT_NE(_fullpath(path, ".\\home/..\\link", sizeof path), nullptr);
-  EXPECT_EQ(path, fs::current_path().string() + "/home/bin/java");
-  EXPECT_EQ(_fullpath(path, "missing", sizeof path), nullptr);
-}
-
 TEST(RegistryText, ValuesHaveTheirFormsAndMalformedLinesNone) {
   const std::string key = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\A]\n";
   const std::pair<std::string, std::string> rows[] = {
       {key + "  \"V\" = \"a b\"  \r\n", "v=a b"},
       {"REGEDIT4\n" + key + "\"v\"=\"C:\\\\d\\\\\\\"q\\\"\"", "v=C:\\d\\\"q\""},
-      {key + "\"v\"=dword:00636261", "v is none"},
-      {key + "\"v\"=hex(2):61,\\\n  62,\\\r\n  00\n\"w\"=hex:61", "v is none,w is none"},
+      {key + "\"u\"=hex(2):61,\\\n  62,\\\r\n  00\n\"v\"=hex:61\n\"w\"=dword:0", "u-v-w-"},
       // Malformed: the line is skipped, what stood before and after holds.
       {key + "\"v\"=\"good\"\n\"v\"=\"bad\n\"v\"=\"bad\" x\n\"v\"=bad\nv=\"bad\"\n\"v\"=hexa\n"
-             "\"v\"=\"\\b\"\n\"v\"=\"\\\n\"v\"=-\n\"v\n=\n;\"v\"=\"bad\"\n\x01\xFF "
-             "garbage\n@=\"last\"",
-       "=last,v=good"},
+             "\"v\"=\"\\b\"\n\"v\"=\"\\\n\"v\"=-\n\"v\n=\n;\"v\"=\"bad\"\n\x01\xFF bad\n@=\"last\"",
+       "=lastv=good"},
       {key + "[-HKEY_LOCAL_MACHINE\\SOFTWARE\\A]\n\"v\"=\"lost\"", ""},
       {key + "[HKEY_LOCAL_MACHINE\\SOFTWARE\\B\n\"v\"=\"lost\"", ""},
       {"\"v\"=\"lost\"\n" + key, ""}};
   for (const auto& [text, expected] : rows) {
-    host::Registry registry = host::ParseRegistryText(text);
-    EXPECT_EQ(registry.count("hkey_local_machine\\software"), 1u);
     std::string values;
-    for (const auto& [name, value] : registry["hkey_local_machine\\software\\a"]) {
-      values += (values.empty() ? "" : ",") + name + (value ? "=" + *value : " is none");
+    const host::Registry registry = host::ParseRegistryText(text);
+    for (const auto& [name, value] : registry.at("hkey_local_machine\\software\\a")) {
+      values += name + (value ? "=" + *value : "-");
     }
     EXPECT_EQ(values, expected) << text;
   }
 }
 
-TEST_F(Pair, RefusesWhatItDoesNotDo) {
-  const auto start = [](void*) -> DWORD { return 0; };
-  char* text = nullptr;
+TEST_F(Sockets, RefuseWhatTheLayerDoesNotDoAsOtherCallsDo) {
   PROCESS_INFORMATION child = {};
-  const std::pair<std::function<bool()>, DWORD> rows[] = {
-      {[&] { return Start("/bin/true", "true", child, 4); }, ERROR_INVALID_PARAMETER},
-      {[&] { return CreateThread(nullptr, 1, start, nullptr, 0, nullptr); },
-       ERROR_INVALID_PARAMETER},
-      {[&] { return CreateThread(nullptr, 0, start, nullptr, 4, nullptr); },
-       ERROR_INVALID_PARAMETER},
-      {[] { return CopyFileA("/bin/sh", "/dev/null", TRUE); }, ERROR_INVALID_PARAMETER},
-      {[&] {
-         return FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, 2, 0,
-                               reinterpret_cast<char*>(&text), 0, nullptr);
-       },
-       ERROR_INVALID_PARAMETER},
-      {[] { return TerminateProcess(HANDLE{}, 1); }, ERROR_NOT_SUPPORTED},
-      {[] { return WSASocketA(AF_INET6, SOCK_STREAM, 0, nullptr, 0, 0) != INVALID_SOCKET; },
-       WSAEAFNOSUPPORT},
-      {[] { return WSASocketA(AF_INET, SOCK_DGRAM, 0, nullptr, 0, 0) != INVALID_SOCKET; },
-       WSAESOCKTNOSUPPORT},
-      {[&] {
-         return WSAIoctl(m_Socket, SIO_TCP_INITIAL_RTO, nullptr, 0, nullptr, 0, nullptr, nullptr,
-                         nullptr) == 0;
-       },
-       WSAEOPNOTSUPP},
-      {[&] { return Send(2) == 0; }, WSAEINVAL},
-      {[&] { return Send(1, MSG_OOB) == 0; }, WSAEOPNOTSUPP},
-      {[&] { return Receive(0) == 0; }, WSAEINVAL},
-      {[&] { return Receive(1, MSG_PEEK) == 0; }, WSAEOPNOTSUPP}};
-  for (const auto& [call, error] : rows) {
-    SetLastError(0);
-    EXPECT_TRUE(Fails(call(), error)) << &call - &rows[0].first;
-  }
+  const LPTHREAD_START_ROUTINE end = [](void*) -> DWORD { return 0; };
+  const auto thread = [&](std::size_t stack, DWORD flags) {
+    return CreateThread(nullptr, stack, end, nullptr, flags, nullptr) != nullptr;
+  };
+  const auto format = [](DWORD flags) {
+    return FormatMessageA(flags, nullptr, 2, 0, nullptr, 0, nullptr) != 0;
+  };
+  EXPECT_TRUE(Fails(Start("/bin/true", "true", child, 4), ERROR_INVALID_PARAMETER));
+  EXPECT_TRUE(Fails(thread(1, 0), ERROR_INVALID_PARAMETER));
+  EXPECT_TRUE(Fails(thread(0, 4), ERROR_INVALID_PARAMETER));
+  EXPECT_TRUE(Fails(CopyFileA("/bin/sh", "/dev/null", TRUE), ERROR_INVALID_PARAMETER));
+  EXPECT_TRUE(Fails(format(FORMAT_MESSAGE_FROM_SYSTEM), ERROR_INVALID_PARAMETER));
+  EXPECT_TRUE(Fails(TerminateProcess(HANDLE{}, 1), ERROR_NOT_SUPPORTED));
+  EXPECT_TRUE(Fails(Create(AF_INET6) != INVALID_SOCKET, WSAEAFNOSUPPORT));
+  EXPECT_TRUE(Fails(Create(AF_INET, SOCK_DGRAM) != INVALID_SOCKET, WSAESOCKTNOSUPPORT));
+  const int asked =
+      WSAIoctl(m_Socket, SIO_TCP_INITIAL_RTO, nullptr, 0, nullptr, 0, nullptr, nullptr, nullptr);
+  EXPECT_TRUE(Fails(asked == 0, WSAEOPNOTSUPP));
+  Peer peer;
+  EXPECT_TRUE(Fails(Send("x") >= 0, WSAENOTCONN));
+  Join(peer);
+  EXPECT_EQ(Send("x"), 1);
+  EXPECT_TRUE(Fails(Send("x", 2) >= 0, WSAEINVAL));
+  EXPECT_TRUE(Fails(Send("x", 1, MSG_OOB) >= 0, WSAEOPNOTSUPP));
+  EXPECT_TRUE(Fails(Receive(m_Byte, 0) >= 0, WSAEINVAL));
+  EXPECT_TRUE(Fails(Receive(m_Byte, 1, MSG_PEEK) >= 0, WSAEOPNOTSUPP));
 }
 
-TEST_F(Pair, AfterAResetNothingIsMovedAnyMore) {
-  EXPECT_EQ(::send(m_Peer, "ab", 2, 0), 2);
-  EXPECT_EQ(Receive(), 0);
-  EXPECT_EQ(Send(), 0);
+TEST_F(Sockets, MoveNothingAnyMoreAfterAReset) {
+  Peer peer;
+  Join(peer);
+  peer.Send("ab");
+  EXPECT_EQ(ReceiveText(1), "a");
+  EXPECT_EQ(Send("x"), 1);
   const linger abort = {1, 0};
-  ::setsockopt(m_Peer, SOL_SOCKET, SO_LINGER, &abort, sizeof abort);
-  ::close(std::exchange(m_Peer, -1));
-  for (int i = 0; i < 2; ++i) {
-    EXPECT_TRUE(Fails(Receive() == 0, WSAECONNRESET));  // what was gathered cannot leave
-    EXPECT_TRUE(Fails(Send() == 0, WSAECONNRESET));
+  ::setsockopt(peer.m_Connection, SOL_SOCKET, SO_LINGER, &abort, sizeof abort);
+  peer.Close();
+  for (int i = 0; i < 2; ++i) {  // what was gathered cannot leave
+    EXPECT_TRUE(Fails(Receive(m_Byte) >= 0, WSAECONNRESET));
+    EXPECT_TRUE(Fails(Send("x") >= 0, WSAECONNRESET));
   }
 }
 
-TEST_F(Pair, NoSocketConnectsToItself) {
+TEST_F(Sockets, DoNotConnectToThemselves) {
   sockaddr_in address = {AF_INET, htons(33332), {htonl(INADDR_LOOPBACK)}, {}};
   const auto* name = reinterpret_cast<const sockaddr*>(&address);
   for (int i = 0; i < 30000; ++i) {  // through the ports that the system takes own ones from
-    const SOCKET socket = WSASocketA(AF_INET, SOCK_STREAM, 0, nullptr, 0, 0);
-    const int result = WSAConnect(socket, name, sizeof address, nullptr, nullptr, nullptr, nullptr);
+    closesocket(std::exchange(m_Socket, Create()));
+    const int result =
+        WSAConnect(m_Socket, name, sizeof address, nullptr, nullptr, nullptr, nullptr);
     ASSERT_TRUE(Fails(result == 0, WSAECONNREFUSED)) << i;
-    closesocket(socket);
   }
 }
