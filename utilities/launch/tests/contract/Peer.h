@@ -1,6 +1,7 @@
 #pragma once
 // Sockets under test, and the far side of their connections.
 
+#include <algorithm>
 #include <utility>
 
 #include "Support.h"
@@ -38,10 +39,15 @@ class Peer {
   }
   // Fewer bytes at the end of the stream.
   std::string Receive(std::size_t length) const {
-    std::string text(length, '\0');
-    const auto size = static_cast<PeerLength>(length);
-    const auto got = ::recv(m_Connection, text.data(), size, MSG_WAITALL);
-    return text.substr(0, got > 0 ? static_cast<std::size_t>(got) : 0);
+    std::string text;
+    char piece[4096];
+    while (text.size() < length) {
+      const auto size = static_cast<PeerLength>(std::min(sizeof piece, length - text.size()));
+      const auto got = ::recv(m_Connection, piece, size, 0);
+      if (got <= 0) break;
+      text.append(piece, static_cast<std::size_t>(got));
+    }
+    return text;
   }
   void Close() { ClosePeer(std::exchange(m_Connection, kNoPeer)); }
   void StopListening() { ClosePeer(std::exchange(m_Listener, kNoPeer)); }
