@@ -88,7 +88,7 @@ class Host(Product):
     windows, library, exe, path_list = False, "libjvm.so", "", ":"
     messages = {2: "The system cannot find the file specified.",
                 3: "The system cannot find the path specified.",
-                5: "Access is denied.",
+                5: "Access is denied.", 206: "The filename or extension is too long.",
                 32: "The process cannot access the file because it is being used by another process."}
     code = staticmethod(lambda code: code & 0xFF)
     path = staticmethod(str)

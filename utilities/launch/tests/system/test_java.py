@@ -158,15 +158,20 @@ def test_quotes_pass_unescaped(workspace):
     assert workspace.logged()[-8:-2] == [f"argument {each}" for each in arguments]
 
 
-def test_no_java_to_start(workspace, product):
-    for code in [2] if product.windows else [2, 5]:
+def test_no_java_to_start(workspace, product, tmp_path):
+    """None is there; one is, but as a directory, passed over by the search; one's path is too long."""
+    for code in [2] if product.windows else [2, 5, 206]:
+        where = ["Couldn't find java on the path, assuming in CWD"]
         if code == 5:
-            (workspace.root / "java").mkdir()  # passed over by the search, refused in the current directory
+            (workspace.root / "java").mkdir()
+        if code == 206:
+            where, workspace.tools = [], tmp_path / ("d" * 130) / ("e" * 130)
+            workspace.env["PATH"] = str(workspace.tools)
+            workspace.use_java()
         result = workspace.run("Checksum", "--debug")
         assert (result.code, debug_tail(result, "No JRE version key found")) == (product.code(-1), [
             "DLL Invocation failed, falling back to command-line.",
-            "Exec: " + " ".join(["java", *options(";"), CLASS]),
-            "Couldn't find java on the path, assuming in CWD",
+            "Exec: " + " ".join(["java", *options(";"), CLASS]), *where,
             f"Error launching 'java': CreateProcess returned error code {code}: {product.messages[code]}", "",
             "Java process returned -1"])
 

@@ -56,9 +56,23 @@ TEST(CopyFileWithRetry, CutsItsMessage) {
   }
 }
 
-TEST(Socket, KeepsTheErrorOfItsOwnFailures) {
+TEST(Socket, KnowsItsStateAndTheErrorOfItsOwnFailures) {
   const SocketStartup startup;
-  Socket socket("127.0.0.1", 1, SOCK_STREAM, AF_INET, 0);  // where nobody listens
+  Peer peer;
+  Socket socket("127.0.0.1", peer.GetPort(), SOCK_STREAM, AF_INET, 0);
+  peer.Accept();
+  peer.Send("x");
+  peer.Close();
+  char byte = 0;
+  EXPECT_EQ(socket.Receive(&byte, 1, 0), 1);
+  EXPECT_TRUE(socket.IsConnected());
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(socket.Receive(&byte, 1, 0), 0);
+    EXPECT_FALSE(socket.IsConnected());
+  }
+  peer.StopListening();
+  EXPECT_TRUE(socket.Create(SOCK_STREAM, AF_INET, 0));
+  EXPECT_EQ(socket.Connect("127.0.0.1", peer.GetPort()), -1);
   EXPECT_FALSE(socket.IsConnected());
   EXPECT_EQ(socket.GetError(), static_cast<uint32_t>(WSAECONNREFUSED));
   EXPECT_EQ(WSAGetLastError(), 0);
