@@ -25,6 +25,7 @@ host::Descriptor OpenPidfd(pid_t id) {
 // streams and nothing else of ours. Returns errno's value.
 int Spawn(pid_t& id, const std::string& program, std::vector<std::string>& arguments) {
   std::vector<char*> pointers;
+  pointers.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) {
     pointers.push_back(argument.data());
   }

@@ -173,7 +173,7 @@ LSTATUS RegQueryValueExA(HKEY key, LPCSTR valueName, std::nullptr_t, LPDWORD typ
   if (fits && text) {
     std::memcpy(data, text->c_str(), needed);
   }
-  return fits ? ERROR_SUCCESS : ERROR_MORE_DATA;
+  return static_cast<LSTATUS>(fits ? ERROR_SUCCESS : ERROR_MORE_DATA);
 }
 
 LSTATUS RegCloseKey(HKEY /*key: the registry stays as it is*/) {

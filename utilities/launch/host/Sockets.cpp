@@ -204,7 +204,7 @@ int WSAConnect(SOCKET socket, const sockaddr* name, int nameLength, std::nullptr
   }
   if (IsConnectedToItself(record.descriptor.Get())) {
     const sockaddr none{AF_UNSPEC, {}};  // which takes the connection back
-    ::connect(record.descriptor.Get(), &none, sizeof none);
+    (void)::connect(record.descriptor.Get(), &none, sizeof none);
     return Refuse(WSAECONNREFUSED);
   }
   record.error = 0;

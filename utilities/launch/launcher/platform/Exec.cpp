@@ -28,7 +28,7 @@ std::string BuildCommandLine(const std::vector<std::string>& args) {
 // The path to start: the found file, or the name itself, to be taken relative to the current
 // directory. Nothing when that is longer than a path may be.
 std::optional<std::string> ChooseProgram(const std::string& name) {
-  const std::optional<std::string> found = SearchProgram(name);
+  std::optional<std::string> found = SearchProgram(name);
   if (!found || !found->empty()) {
     if (found) {
       DebugPrint("Found %s @ %s\n", name.c_str(), found->c_str());
