@@ -18,9 +18,10 @@ def pytest_addoption(parser):
     parser.addoption("--build", type=pathlib.Path, help="build folder, build/<product> by default")
 
 
-def pytest_ignore_collect(collection_path, config):
-    """Java for Windows says nothing of the host's product."""
-    return collection_path.name == "test_real_java.py" and config.getoption("--product") == "host" or None
+def pytest_collection_modifyitems(config, items):
+    """What only one product has, or shows as well as the other, is tried there alone."""
+    others = {"host": "windows_only", "windows": "host_only"}[config.getoption("--product")]
+    items[:] = [item for item in items if not item.get_closest_marker(others)]
 
 
 @pytest.fixture(scope="session")

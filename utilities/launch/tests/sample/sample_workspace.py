@@ -8,7 +8,7 @@ import subprocess
 from contextlib import suppress
 
 import pytest
-from harness import in_cache, wait_until
+from harness import LIMIT, in_cache, wait_until
 from scripted_assistant import PORT, number, text
 
 SAMPLE = pathlib.Path(__file__).parents[4] / "sample"
@@ -22,7 +22,8 @@ class Sample:
             java = product.path(in_cache("java-windows/17/bin"))
             self.env = {"PATH": f"{java}\\server;{java}"}
         else:
-            self.env = {name: os.environ[name] for name in ("PATH", "JAVA_HOME", "HOME") if name in os.environ}
+            kept = {"PATH", "JAVA_HOME", "HOME"} & set(os.environ)
+            self.env = {name: os.environ[name] for name in kept}
 
     def start(self, *args, cwd="", env=None, **how):
         return self.product.start(*args, cwd=self.root / cwd, env=self.env | (env or {}), **how)
@@ -31,16 +32,19 @@ class Sample:
         return self.start(*args, **how).wait()
 
     def open_assistant(self, version=None):
-        """The workspace's or one of another version, in a directory beside. What only starts it lets go of its output."""
+        """The workspace's or one of another version, in a directory beside."""
         if self.product.windows:
             if version:
                 assemble(self.product, root := self.root.with_name("other"), version)
             script = self.product.path((root if version else self.root) / "assistant.cmd")
-            subprocess.run(["wine64", "cmd", "/c", script, self.product.path(self.home)], env=self.wine_env, check=True,
-                           stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, timeout=60)
+            command = ["wine64", "cmd", "/c", script, self.product.path(self.home)]
+            subprocess.run(command, env=self.wine_env, check=True, timeout=LIMIT,
+                           stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)  # of which it lets go
         else:
             command = [SAMPLE / "assistant", self.home, *([version] if version else [])]
-            self.process = subprocess.Popen(command, stdout=subprocess.DEVNULL, env=self.env, start_new_session=True)
+            # A restarted Assistant is another process of the same session.
+            self.process = subprocess.Popen(command, stdout=subprocess.DEVNULL, env=self.env,
+                                            start_new_session=True)
         wait_until(self.status, "the Assistant")
 
     @property
@@ -50,7 +54,7 @@ class Sample:
     def end_assistant(self):
         """Whatever it does."""
         if self.process:
-            os.killpg(self.process.pid, signal.SIGKILL)  # a restarted Assistant is another process of the same session
+            os.killpg(self.process.pid, signal.SIGKILL)
             self.process.wait()
         elif status := self.status():
             subprocess.run(["wine64", "taskkill", "/f", "/pid", status["pid"]], env=self.wine_env, check=True,
@@ -59,19 +63,21 @@ class Sample:
 
     def status(self):
         """The Assistant's answer, empty without an Assistant."""
-        with suppress(OSError), socket.create_connection(("127.0.0.1", PORT), 60) as peer, peer.makefile("rb") as stream:
+        with suppress(OSError), socket.create_connection(("127.0.0.1", PORT), LIMIT) as peer, \
+                peer.makefile("rb") as stream:
             peer.sendall(text("Status"))
             answer = stream.read(int.from_bytes(stream.read(4), "big")).decode()
             return dict(pair.split("=", 1) for pair in answer.split("|"))
         return {}
 
     def ask(self, *request):
-        """The strings of the Assistant's answer to a request up to the null string, as None, and the return code behind it."""
+        """The strings of the Assistant's answer up to the null string, as None, and the return code."""
         with socket.create_connection(("127.0.0.1", PORT)) as peer, peer.makefile("rb") as stream:
             def receive():
                 size = int.from_bytes(stream.read(4), "big", signed=True)
                 return None if size < 0 else stream.read(size).decode()
-            peer.sendall(text("Status") + text(request[0]) + number(len(request) - 1) + b"".join(map(text, request[1:])))
+            verb, *parameters = map(text, request)
+            peer.sendall(text("Status") + verb + number(len(parameters)) + b"".join(parameters))
             receive()
             return (*iter(receive, None), None, int.from_bytes(stream.read(4), "big"))
 
@@ -86,8 +92,8 @@ def assemble(product, root, *version, compiler=None):
 def assembled(product, tmp_path_factory):
     """On Windows with the compiler of a JDK of the version that runs it there."""
     root = tmp_path_factory.mktemp("sample") / "ws"
-    assemble(product, root, compiler=next(pathlib.Path("/usr/lib/jvm").glob("java-17-*/jmods/jdk.compiler.jmod"))
-             if product.windows else None)
+    compilers = pathlib.Path("/usr/lib/jvm").glob("java-17-*/jmods/jdk.compiler.jmod")
+    assemble(product, root, compiler=next(compilers) if product.windows else None)
     return root
 
 

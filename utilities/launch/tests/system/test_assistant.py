@@ -301,10 +301,9 @@ def test_output_above_every_buffer(workspace, assistant):
     assert workspace.run("Build") == (4, out, err)
 
 
-def test_reader_that_goes(workspace, product, assistant):
+@pytest.mark.host_only
+def test_reader_that_goes(workspace, assistant):
     """The run ends, by itself or by the system's way with such writers."""
-    if product.windows:
-        pytest.skip("the host's pipes are at hand")
     assistant.answers(text(" " + "." * 90) * 3000 + NULL + number(9))
     reading, writing = os.pipe()
     os.close(reading)
@@ -313,11 +312,10 @@ def test_reader_that_goes(workspace, product, assistant):
     assert run.wait().code in (9, -13)
 
 
+@pytest.mark.host_only
 @pytest.mark.parametrize("kind", ["full disk", "stream that would block"])
-def test_output_that_cannot_be_written(workspace, product, assistant, kind):
+def test_output_that_cannot_be_written(workspace, assistant, kind):
     """A stream that would block is waited for; of a full disk the user is told, once."""
-    if product.windows:
-        pytest.skip("the host's devices and pipes are at hand")
     assistant.answers(b"".join(text(f" {i:099}") for i in range(3000)) + NULL + number(9))
     if kind == "full disk":
         with open("/dev/full", "wb") as full:

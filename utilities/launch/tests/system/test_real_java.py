@@ -6,6 +6,7 @@ import subprocess
 import pytest
 from harness import LIMIT, Workspace, in_cache, read_text, wait_until
 
+pytestmark = pytest.mark.windows_only
 JAVASOFT = "JavaSoft\\Java Runtime Environment"
 SOURCE = """
 package com.drel.torvel.commands;
