@@ -63,11 +63,11 @@ TEST(Socket, KnowsItsStateAndTheErrorOfItsOwnFailures) {
   peer.Accept();
   peer.Send("x");
   peer.Close();
-  char byte = 0;
-  EXPECT_EQ(socket.Receive(&byte, 1, 0), 1);
+  char received = 0;
+  EXPECT_EQ(socket.Receive(&received, 1, 0), 1);
   EXPECT_TRUE(socket.IsConnected());
   for (int i = 0; i < 2; ++i) {
-    EXPECT_EQ(socket.Receive(&byte, 1, 0), 0);
+    EXPECT_EQ(socket.Receive(&received, 1, 0), 0);
     EXPECT_FALSE(socket.IsConnected());
   }
   peer.StopListening();
