@@ -136,6 +136,38 @@ def test_update_refused(request, workspace, assistant, behind, tmp_path, name):
     assert assistant.version == "2.8.9"
 
 
+STRACE = "strace -f -qq -o /dev/null"
+OWN_PROCESSES = "[ $UID != 0 ] || set -- unshare -pf bash -c '\"$@\"; exit $?' bash \"$@\"; "
+WARNING = "Warning: Failed to get handle to parent process, cannot terminate on its exit\n"
+SURROUNDINGS = {
+    **{f"{closed} closed": "exec \"$@\" " + " ".join(f"{stream}>&-" for stream in closed)
+       for closed in ("0", "1", "2", "01", "02", "12", "012")},
+    "no process descriptors": STRACE + ' -e inject=pidfd_open:error=ENOSYS "$@"',
+    "a stranger's /proc": OWN_PROCESSES + '"$@"',
+    "no permissions": STRACE + ' -e inject=fchmod,utimensat:error=EPERM "$@"',
+    "no sendfile": STRACE + ' -e inject=sendfile:error=EINVAL "$@"',
+}
+
+
+@pytest.mark.parametrize("name", SURROUNDINGS)
+def test_works_all_the_same(workspace, assistant, behind, tmp_path, name):
+    """An update and a build, then a child: their codes, all that was printed, whole files."""
+    workspace.add_update_set()
+    workspace.use_java("sleeps=50,exit=77")
+    assistant.version, assistant.directory = "2.8.9", tmp_path / "target"
+    assistant.directory.mkdir()
+    assistant.answer(" one", "!two")
+    behind(SURROUNDINGS[name])
+    build, child = workspace.run("Build", "T"), workspace.run("Checksum")
+    warned = [WARNING] if name == "no process descriptors" else []
+    told = ["Version mis-match, restarting Assistant with version 2.8.10\n", "one\n", *warned]
+    assert (build.code, child.code, build.err, child.err) == (5, 77, "" if "2" in name else "two\n", "")
+    assert sorted(build.out.splitlines(True)) == ([] if "1" in name else sorted(told))
+    assert child.out == "".join(warned)
+    copied = [(assistant.directory / file).read_text() for file in TARGETS]
+    assert copied == [f"new bin/{file}" for file in UPDATE_SET]
+
+
 def test_order_of_closing_and_one_write_a_line(workspace, tmp_path, behind, assistant):
     behind(f'strace -f -qq -s 9999 -e trace=shutdown,write -o {tmp_path}/calls "$@"')
     assistant.answer(" one", "!two", " " + "3" * 5000)
