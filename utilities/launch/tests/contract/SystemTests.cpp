@@ -148,7 +148,7 @@ TEST_F(Process, IsFoundBesideThisOneAndHasItForAParent) {
 }
 
 TEST(Thread, IsWaitedForUntilItExits) {
-  std::atomic<bool> mayEnd{false};
+  static std::atomic<bool> mayEnd{false};  // outlives the thread for whoever cannot see the wait
   const LPTHREAD_START_ROUTINE wait = [](void* flag) -> DWORD {
     while (!*static_cast<std::atomic<bool>*>(flag)) Sleep(1);
     ExitThread(0);
@@ -221,7 +221,7 @@ static int RunChild(const std::string& how, unsigned milliseconds, unsigned valu
 int main(int argc, char** argv) {
   const auto number = [&](int i) { return static_cast<unsigned>(std::atoi(argv[i])); };
   if (argc == 4) return RunChild(argv[1], number(2), number(3));
-  g_Program = fs::absolute(argv[0]).string();
+  g_Program = fs::absolute(argv[0]).lexically_normal().string();
   testing::InitGoogleTest(&argc, argv);
   return RUN_ALL_TESTS();
 }
