@@ -59,16 +59,20 @@ TEST(CopyFileWithRetry, CutsItsMessage) {
 TEST(Socket, KnowsItsStateAndTheErrorOfItsOwnFailures) {
   const SocketStartup startup;
   Peer peer;
-  Socket socket("127.0.0.1", peer.GetPort(), SOCK_STREAM, AF_INET, 0);
-  peer.Accept();
-  peer.Send("x");
-  peer.Close();
-  char received = 0;
-  EXPECT_EQ(socket.Receive(&received, 1, 0), 1);
-  EXPECT_TRUE(socket.IsConnected());
-  for (int i = 0; i < 2; ++i) {
-    EXPECT_EQ(socket.Receive(&received, 1, 0), 0);
+  Socket socket("127.0.0.1", 1, SOCK_STREAM, AF_INET, 0);  // where nobody listens
+  for (const char* unread : {"", "y"}) {                   // a close over unread bytes is a reset
+    EXPECT_TRUE(socket.Create(SOCK_STREAM, AF_INET, 0));
+    EXPECT_EQ(socket.Connect("127.0.0.1", peer.GetPort()), 0);
+    peer.Accept();
+    peer.Send("x");
+    socket.Send(unread, static_cast<int32_t>(strlen(unread)), 0);
+    char received = 0;
+    EXPECT_EQ(socket.Receive(&received, 1, 0), 1);
+    EXPECT_TRUE(socket.IsConnected());
+    peer.Close();
+    EXPECT_LE(socket.Receive(&received, 1, 0), 0);
     EXPECT_FALSE(socket.IsConnected());
+    EXPECT_LE(socket.Receive(&received, 1, 0), 0);
   }
   peer.StopListening();
   EXPECT_TRUE(socket.Create(SOCK_STREAM, AF_INET, 0));
