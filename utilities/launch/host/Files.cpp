@@ -1,11 +1,7 @@
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 

@@ -1,4 +1,3 @@
-// Handles, and the threads and waits they are for.
 #include "Handles.h"
 
 #include <poll.h>

@@ -84,10 +84,7 @@ BOOL SetDllDirectoryA(LPCSTR /*path*/) {
 }
 
 // Differs from Windows:
-// - No effect: the host shows no dialogs. The old mode is always 0.
-BOOL SetThreadErrorMode(DWORD /*mode*/, LPDWORD oldMode) {
-  if (oldMode != nullptr) {
-    *oldMode = 0;
-  }
+// - No effect: the host shows no dialogs. The old mode is not told.
+BOOL SetThreadErrorMode(DWORD /*mode*/, LPDWORD /*oldMode*/) {
   return TRUE;
 }

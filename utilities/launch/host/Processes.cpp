@@ -140,7 +140,7 @@ DWORD GetCurrentProcessId() {
 
 // Differs from Windows:
 // - The own process alone; another is refused with 50.
-BOOL TerminateProcess(HANDLE process, UINT exitCode) {
+BOOL TerminateProcess(HANDLE process, unsigned exitCode) {
   if (process != GetCurrentProcess()) {
     return host::Fail(ERROR_NOT_SUPPORTED);
   }

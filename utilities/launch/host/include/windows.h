@@ -14,7 +14,6 @@ using BOOL = int;
 using BYTE = std::uint8_t;
 using WORD = std::uint16_t;
 using DWORD = std::uint32_t;
-using UINT = unsigned int;
 using LPSTR = char*;
 using LPCSTR = const char*;
 using LPDWORD = DWORD*;
@@ -121,7 +120,7 @@ HANDLE WINAPI OpenProcess(DWORD access, BOOL inheritHandle, DWORD processId);
 BOOL WINAPI GetExitCodeProcess(HANDLE process, LPDWORD exitCode);
 HANDLE WINAPI GetCurrentProcess();  // no handle to wait for or to close
 DWORD WINAPI GetCurrentProcessId();
-BOOL WINAPI TerminateProcess(HANDLE process, UINT exitCode);
+BOOL WINAPI TerminateProcess(HANDLE process, unsigned exitCode);
 DWORD WINAPI WaitForSingleObject(HANDLE handle, DWORD milliseconds);
 BOOL WINAPI CloseHandle(HANDLE handle);
 

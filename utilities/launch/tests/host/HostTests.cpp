@@ -78,8 +78,8 @@ TEST_F(Child, HasTheStandardStreamsAndNoOther) {
   EXPECT_EQ(WaitForSingleObject(thread, INFINITE), WAIT_OBJECT_0);
   EXPECT_TRUE(CloseHandle(thread));
   ::close(input);
-  EXPECT_EQ(Shell("(ls /proc/$$/fd) > child.txt"), 0u);
-  EXPECT_EQ(ReadText("child.txt"), "0\n1\n2\n");
+  EXPECT_EQ(Shell("(ls /proc/$$/fd; echo $0) > child.txt"), 0u);
+  EXPECT_EQ(ReadText("child.txt"), "0\n1\n2\nsh\n");
 }
 
 TEST_F(Child, IsAScriptOrAJavaWithAnAdaptedClassPath) {
