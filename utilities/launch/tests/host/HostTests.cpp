@@ -86,9 +86,9 @@ TEST_F(Child, IsAScriptOrAJavaWithAnAdaptedClassPath) {
   WriteText("script.exe", "#!/bin/sh\nexit $#\n", fs::perms::owner_all);
   WriteText("java", "#!/bin/sh\necho \"$*\" > java.txt\n", fs::perms::owner_all);
   EXPECT_EQ(RunProgram(".\\./script.exe", "x \"a b\" c"), 2u);
-  const std::string line = "-Da=b;c\\d -Djava.class.path=a\\b;c\\d M -Djava.class.path=e;f";
+  const std::string line = "-Djava.class.path=a\\b;c\\d -Da=b;c\\d M -Djava.class.path=e;f";
   EXPECT_EQ(RunProgram(".\\java", "java " + line), 0u);
-  EXPECT_EQ(ReadText("java.txt"), "-Da=b;c\\d -Djava.class.path=a/b:c/d M -Djava.class.path=e;f\n");
+  EXPECT_EQ(ReadText("java.txt"), "-Djava.class.path=a/b:c/d -Da=b;c\\d M -Djava.class.path=e;f\n");
 }
 
 TEST_F(Search, GoesOwnDirectoryCurrentDirectoryPath) {
