@@ -31,7 +31,10 @@ class Peer {
     if (result == 0) Accept();
     return result;
   }
-  void Accept() { m_Connection = ::accept(m_Listener, nullptr, nullptr); }
+  void Accept() {
+    Close();
+    m_Connection = ::accept(m_Listener, nullptr, nullptr);
+  }
   std::uint16_t GetPort() const { return ntohs(m_Address.sin_port); }
   void Send(const std::string& text) const {
     const auto length = static_cast<PeerLength>(text.size());
