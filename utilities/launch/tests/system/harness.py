@@ -177,9 +177,12 @@ class Windows(Product):
                  subprocess.list2cmdline([self.path(self.program), *args]),
                  *(f"{name}={value}" for name, value in sorted(env.items()))]
         files.request.write_bytes("\n".join(asked).encode("latin-1"))
-        run = Run(self, files, self.parent(cwd, files.report, "--of", self.path(files.request)))
-        wait_until(lambda: run.reported(r"\n"), "the launcher")
-        return run
+        for _ in range(3):  # Wine loses one program in a thousand while it starts it, before any of its code
+            run = Run(self, files, self.parent(cwd, files.report, "--of", self.path(files.request)))
+            wait_until(lambda: run.reported(r"\n") or run.process.poll() is not None, "the launcher")
+            if run.reported(r"\n"):
+                return run
+        raise AssertionError("the launcher's parent ended without a word")
 
     def parent(self, cwd, report, *asked):
         command = ["wine64", self.fakes / "parent.exe", self.path(report), *asked]
