@@ -9,7 +9,7 @@ from contextlib import suppress
 
 import pytest
 from harness import LIMIT, in_cache, wait_until
-from scripted_assistant import PORT, number, text
+from scripted_assistant import PORT, text
 
 SAMPLE = pathlib.Path(__file__).parents[4] / "sample"
 
@@ -69,17 +69,6 @@ class Sample:
             answer = stream.read(int.from_bytes(stream.read(4), "big")).decode()
             return dict(pair.split("=", 1) for pair in answer.split("|"))
         return {}
-
-    def ask(self, *request):
-        """The strings of the Assistant's answer up to the null string, as None, and the return code."""
-        with socket.create_connection(("127.0.0.1", PORT)) as peer, peer.makefile("rb") as stream:
-            def receive():
-                size = int.from_bytes(stream.read(4), "big", signed=True)
-                return None if size < 0 else stream.read(size).decode()
-            verb, *parameters = map(text, request)
-            peer.sendall(text("Status") + verb + number(len(parameters)) + b"".join(parameters))
-            receive()
-            return (*iter(receive, None), None, int.from_bytes(stream.read(4), "big"))
 
 
 def assemble(product, root, *version, compiler=None):
