@@ -36,10 +36,10 @@ def in_cache(*parts):
     return path
 
 
-def wait_until(true, what, limit=LIMIT):
-    end = time.monotonic() + limit
+def wait_until(true, what):
+    end = time.monotonic() + LIMIT
     while not true():
-        assert time.monotonic() < end, f"{what} did not come within {limit} s"
+        assert time.monotonic() < end, f"{what} did not come within {LIMIT} s"
         time.sleep(0.002)
 
 
@@ -60,9 +60,9 @@ class Run:
         parent.kill()
         parent.wait()
 
-    def wait(self, limit=LIMIT):
+    def wait(self):
         try:
-            wait_until(lambda: self.product.has_ended(self), "the end of the launcher", limit)
+            wait_until(lambda: self.product.has_ended(self), "the end of the launcher")
         except AssertionError:
             self.kill()
             raise
@@ -254,8 +254,8 @@ class Workspace:
     def start(self, *args, cwd=None, env=None, **how):
         return self.product.start(*args, cwd=cwd or self.root, env=self.env | (env or {}), **how)
 
-    def run(self, *args, limit=LIMIT, **how):
-        return self.start(*args, **how).wait(limit)
+    def run(self, *args, **how):
+        return self.start(*args, **how).wait()
 
     def search(self, not_in=(), jar="bin/", lib="bin/lib/", listed=None, start=""):
         """The debug lines of a search that starts below the root, up to and with the start path."""

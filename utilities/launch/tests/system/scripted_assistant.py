@@ -123,10 +123,10 @@ class ScriptedAssistant:
             self.faults.append(fault)
             connection.close()
 
-    def wait_for(self, seen, count, limit=LIMIT):
+    def wait_for(self, seen, count):
         with self.changed:
-            came = self.changed.wait_for(lambda: len(seen) >= count, limit)
-            assert came, f"not {count} after {limit} s: {seen}"
+            came = self.changed.wait_for(lambda: len(seen) >= count, LIMIT)
+            assert came, f"not {count} after {LIMIT} s: {seen}"
 
     def received(self, index):
         return bytes(self.connections[index].bytes)
