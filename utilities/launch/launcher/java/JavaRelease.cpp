@@ -30,7 +30,7 @@ int FeatureVersion(const std::string& version) {
 // What the file's line JAVA_VERSION="..." says; 0 when there is none.
 int VersionIn(const std::string& releaseFile) {
   const std::string name = "JAVA_VERSION=";
-  for (const std::string& line : Split(ReadFile(releaseFile), '\n')) {
+  for (const std::string& line : Split(ReadFileText(releaseFile), '\n')) {
     if (line.compare(0, name.size(), name) == 0) {
       const size_t quotes = line.compare(name.size(), 1, "\"") == 0 ? 1 : 0;
       return FeatureVersion(line.substr(name.size() + quotes));

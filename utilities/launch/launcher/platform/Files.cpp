@@ -41,7 +41,7 @@ bool FileExists(const std::string& path) {
   return true;
 }
 
-std::string ReadFile(const std::string& path) {
+std::string ReadFileText(const std::string& path) {
   FILE* file = fopen(path.c_str(), "rb");
   if (file == nullptr) {
     return "";

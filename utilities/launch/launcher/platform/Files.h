@@ -10,7 +10,7 @@
 bool FileExists(const std::string& path);
 
 // The file's first 64 KiB; empty when it cannot be read.
-std::string ReadFile(const std::string& path);
+std::string ReadFileText(const std::string& path);
 
 // Without a separator at its end, except at the top of a drive; empty when it cannot be read or has
 // more than 259 characters.
