@@ -9,6 +9,7 @@
 #include <direct.h>
 #include <mstcpip.h>
 
+#include "CommandLineText.h"
 #include "Peer.h"
 #include "Registry.h"
 
@@ -18,7 +19,7 @@ DWORD Shell(const std::string& script) {
   return RunProgram("/bin/sh", "sh -c \"" + script + "\"");
 }
 
-class Copy : public InScratch {};
+class Files : public InScratch {};
 class Child : public InScratch {};
 
 // Changes PATH and gives it back.
@@ -34,10 +35,10 @@ class Search : public InScratch {
 
 }  // namespace
 
-TEST_F(Copy, ReplacesTheFileKeepsPermissionsAndRefusesWhatIsNoFile) {
+TEST_F(Files, AreReplacedWholeWithTheirPermissions) {
   WriteText("source", "new");
   WriteText("target", "old");
-  ::chmod("source", 0554);
+  ::chmod("source", 0754);
   const timespec times[] = {{1000000, 0}, {2000000, 0}};
   ::utimensat(AT_FDCWD, "source", times, 0);
   fs::create_symlink("target", "link");
@@ -48,17 +49,29 @@ TEST_F(Copy, ReplacesTheFileKeepsPermissionsAndRefusesWhatIsNoFile) {
   EXPECT_TRUE(fs::is_symlink("link"));
   EXPECT_EQ(ReadText("target"), "new");
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(reader), {}), "old");  // whole, as opened
-  EXPECT_EQ(fs::status("target").permissions(), fs::perms(0554));
+  EXPECT_EQ(fs::status("target").permissions(), fs::perms(0754));
   EXPECT_EQ(fs::last_write_time("target"), fs::last_write_time("source"));
   EXPECT_TRUE(Fails(CopyFileA("source", "dangling", FALSE), ERROR_FILE_NOT_FOUND));
   EXPECT_TRUE(Fails(CopyFileA("pipe", "new", FALSE), ERROR_ACCESS_DENIED));
   EXPECT_TRUE(Fails(CopyFileA("source", "pipe", FALSE), ERROR_ACCESS_DENIED));
+  EXPECT_TRUE(Fails(CopyFileA("missing\\new", "target", FALSE), ERROR_PATH_NOT_FOUND));
   // Which may not be written now, for the superuser either.
+  EXPECT_TRUE(SetFileAttributesA("target", FILE_ATTRIBUTE_READONLY));
+  EXPECT_EQ(fs::status("target").permissions(), fs::perms(0554));
   EXPECT_TRUE(Fails(CopyFileA("source", "target", FALSE), ERROR_ACCESS_DENIED));
-  char path[4096];
-  ASSERT_NE(_fullpath(path, ".\\link", sizeof path), nullptr);
-  EXPECT_EQ(path, fs::current_path().string() + "/target");
-  EXPECT_EQ(_fullpath(path, "missing", sizeof path), nullptr);
+}
+
+TEST_F(Files, AreFoundByEitherSeparator) {
+  const fs::path folder = fs::current_path() / "folder";
+  const std::size_t size = folder.string().size() + 1;
+  char path[1000];
+  WriteText("folder/inner/file", "text");
+  EXPECT_TRUE(CopyFileA("folder\\inner/file", "folder\\inner\\copy", FALSE));
+  EXPECT_EQ(_chdir("folder\\inner/.."), 0);
+  EXPECT_TRUE(_fullpath(path, "inner\\..", size) && path == folder);
+  EXPECT_FALSE(_fullpath(path, "inner\\..", size - 1));
+  EXPECT_EQ(ReadText("inner/copy"), "text");
+  EXPECT_EQ(std::fopen("inner", "rb"), nullptr);  // a directory is no file
 }
 
 TEST_F(Child, EndsWithEightBitsOrASignal) {
@@ -72,7 +85,7 @@ TEST_F(Child, HasTheStandardStreamsAndNoOther) {
   std::ofstream open("other.txt");
   const int input = ::dup(0);
   ::close(0);  // no handle takes its place
-  const LPTHREAD_START_ROUTINE end = [](void*) -> DWORD { return 0; };
+  const LPTHREAD_START_ROUTINE end = [](void*) -> DWORD { ExitThread(0); };
   const HANDLE thread = CreateThread(nullptr, 0, end, nullptr, 0, nullptr);
   EXPECT_EQ(::dup2(input, 0), 0);
   EXPECT_EQ(WaitForSingleObject(thread, INFINITE), WAIT_OBJECT_0);
@@ -82,10 +95,8 @@ TEST_F(Child, HasTheStandardStreamsAndNoOther) {
   EXPECT_EQ(ReadText("child.txt"), "0\n1\n2\nsh\n");
 }
 
-TEST_F(Child, IsAScriptOrAJavaWithAnAdaptedClassPath) {
-  WriteText("script.exe", "#!/bin/sh\nexit $#\n", fs::perms::owner_all);
+TEST_F(Child, IsAJavaWithAnAdaptedClassPath) {
   WriteText("java", "#!/bin/sh\necho \"$*\" > java.txt\n", fs::perms::owner_all);
-  EXPECT_EQ(RunProgram(".\\./script.exe", "x \"a b\" c"), 2u);
   const std::string line = "-Djava.class.path=a\\b;c\\d -Da=b;c\\d M -Djava.class.path=e;f";
   EXPECT_EQ(RunProgram(".\\java", "java " + line), 0u);
   EXPECT_EQ(ReadText("java.txt"), "-Djava.class.path=a/b:c/d -Da=b;c\\d M -Djava.class.path=e;f\n");
@@ -102,6 +113,9 @@ TEST_F(Search, GoesOwnDirectoryCurrentDirectoryPath) {
   EXPECT_EQ(Find("other"), m_Root + "/first/other.exe");
   WriteText("tool", "", fs::perms::owner_all);
   EXPECT_EQ(Find("tool"), m_Root + "/tool");
+  char path[4096];
+  const auto size = static_cast<DWORD>(Find("tool").size());
+  EXPECT_EQ(SearchPathA(nullptr, "tool", ".exe", size, path, nullptr), size + 1);
   EXPECT_NE(Find("host_tests"), "");
   EXPECT_EQ(Find("sh"), "");
   ::unsetenv("PATH");
@@ -124,6 +138,19 @@ TEST_F(Search, JavaOfferedIsThatOfJavaHomeElseOfThePath) {
     ::setenv("JAVA_HOME", home.c_str(), 1);
     ::setenv("PATH", (m_Root + path).c_str(), 1);
     EXPECT_EQ(host::FindJavaLibrary(), expected) << home << " " << path;
+  }
+}
+
+TEST(CommandLine, IsSplitByTheRulesOfTheCRuntime) {
+  const std::pair<const char*, std::vector<std::string>> rows[] = {
+      {"", {""}},
+      {"\"a \"\"b\\\" c", {"a b\\", "c"}},  // a program's name knows no escapes
+      {"p  a\tb \"\" ", {"p", "a", "b", ""}},
+      {"p a\"b c\"d \"e", {"p", "ab cd", "e"}},
+      {"p \"a\"\"b\" \\\"c", {"p", "a\"b", "\"c"}},
+      {"p a\\\\b \"c\\\\\" \\\\\\\"d", {"p", "a\\\\b", "c\\", "\\\"d"}}};
+  for (const auto& [line, arguments] : rows) {
+    EXPECT_EQ(host::SplitCommandLine(line), arguments) << line;
   }
 }
 
