@@ -1,6 +1,7 @@
 """What the reliability tests share, on top of the harness of the system tests; for the host's product alone.
 
 `--long` makes the full number of runs (see scripts/soak); without it each test is a sample of a few seconds.
+What a test prints are its figures.
 """
 import contextlib
 import struct
@@ -9,21 +10,9 @@ import pytest
 from sample_workspace import assembled, sample  # noqa: F401: fixtures
 from scripted_assistant import NULL, ScriptedAssistant, number, text
 
-FIGURES = []
-
 
 def pytest_addoption(parser):
     parser.addoption("--long", action="store_true", help="the full number of runs")
-
-
-def pytest_terminal_summary(terminalreporter):
-    terminalreporter.write("".join(f"{figure}\n" for figure in FIGURES))
-
-
-@pytest.fixture
-def figure():
-    """Notes a line for the end of the whole run."""
-    return FIGURES.append
 
 
 @pytest.fixture

@@ -1,9 +1,4 @@
 """The sample's Java program and Assistant, through the launcher: the two sides prove each other."""
-import hashlib
-import re
-import subprocess
-import zlib
-
 import pytest
 from harness import TARGETS, UPDATE_SET, read_text, wait_until
 
@@ -14,10 +9,8 @@ BUILT = "".join(COMPILED) + "Compiled 4 files.\n"
 
 @pytest.mark.host_only
 def test_java_commands_without_an_assistant(sample):
-    source = (sample.root / "game/Game.java").read_bytes()
-    sums = f"CRC-32   {zlib.crc32(source):08x}\nSHA-256  {hashlib.sha256(source).hexdigest()}\n"
     for args, code, out in [
-            ("Checksum game/Game.java", 0, sums), ("Checksum nonesuch", 1, ""), ("AssistantClose", 1, ""),
+            ("Checksum nonesuch", 1, ""), ("AssistantClose", 1, ""), ("Validate nonesuch Release", 1, ""),
             ("ListDependencies game Release", 0, "game imports engine, engine/math\nengine imports"),
             ("Build game Release", 0, BUILT), ("Launch --configuration=Release game.Game 3", 3, "Step 3: "),
             ("Checksum -Xnonesuch --debug", 1, "\nJava process returned 1\n")]:
@@ -63,22 +56,10 @@ def test_one_build_at_a_time(sample, end, pause, code):
 
 
 @pytest.mark.host_only
-def test_builds_that_break_off(sample):
-    """Each ends with a return code, whatever the compiler throws."""
+def test_build_that_breaks_off(sample):
+    """With a return code, whatever the compiler throws."""
     (sample.root / "deep").mkdir()
     (sample.root / "deep/Deep.java").write_text(f"class Deep {{ int x = {'(' * 30000}1{')' * 30000}; }}")
     sample.open_assistant()
     broken = "The build broke off: java.lang.IllegalStateException: java.lang.StackOverflowError\n"
-    none = f"Target 'none' is not a directory of the workspace {sample.root}.\n"
-    for target, out, err in [("deep", "Validating deep/Deep.java\n", broken), ("none", "", none)]:
-        assert sample.run("Validate", target, "Release") == (1, out, err)
-
-
-@pytest.mark.host_only
-def test_index_is_replaced_at_once(sample):
-    """Another build beside it always finds one: the former or the new."""
-    sample.run("Build", "game", "Release")
-    command = ["strace", "-f", "--seccomp-bpf", "-e", "trace=unlink,rename", sample.product.program,
-               "Tidy", "game", "Release"]
-    calls = subprocess.run(command, cwd=sample.root, env=sample.env, capture_output=True, text=True).stderr
-    assert re.findall(r'(\w+)\(.*/index.txt"', calls) == ["rename"]
+    assert sample.run("Validate", "deep", "Release") == (1, "Validating deep/Deep.java\n", broken)

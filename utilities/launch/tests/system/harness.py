@@ -52,6 +52,10 @@ class Run:
     def reported(self, pattern):
         return re.search(pattern, read_text(self.files.report), re.M)
 
+    def held_processes(self):
+        """On the host: how many handles of other processes the launcher has."""
+        return sum("pidfd" in str(file.resolve()) for file in pathlib.Path(f"/proc/{self.pid}/fd").iterdir())
+
     def kill(self):
         os.kill(self.pid, 9)
 

@@ -80,23 +80,20 @@ FOUND_CLASS = [*CREATED, f"Found {CLASS}"]
 FOUND_MAIN = [*FOUND_CLASS, "Found main()"]
 CALLING = [*FOUND_MAIN, "Calling main..."]
 RETURNED = [*CALLING, "Cleaning up VM..."]
-NO_CLASS, NO_MAIN = f"JVMDLL: Failed to find the class {CLASS}", "JVMDLL: Failed to find main()"
-NO_ARRAY = "JVMDLL: Failed to find create arguments"
 # What the runtime is asked.
 RAN = [*called(["a"]), "ExceptionCheck"]
-THREW = [*RAN, "ExceptionDescribe", "ExceptionClear"]
 # The runtime's scenario, the exit code, what it is asked, what is said.
 RUNS = [
     ("prints", 0, RAN, [*CALLING, "fake main runs", "Cleaning up VM..."]),
     ("exit=300", 300, RAN, RETURNED),
     (f"exit={LOST}", -1, RAN, RETURNED),
-    ("exception,exit=4", 4, THREW, RETURNED),
+    ("exception,exit=4", 4, [*RAN, "ExceptionDescribe", "ExceptionClear"], RETURNED),
 ]
 # The library and its scenario, what it is asked, what is said before a child runs the class instead.
 FALLS_BACK = [
-    ("fake_jvm", "no-class", FINDS_CLASS, [*CREATED, NO_CLASS]),
-    ("fake_jvm", "no-main", FINDS_MAIN, [*FOUND_CLASS, NO_MAIN]),
-    ("fake_jvm", "no-array", makes_array(1), [*FOUND_MAIN, NO_ARRAY]),
+    ("fake_jvm", "no-class", FINDS_CLASS, [*CREATED, f"JVMDLL: Failed to find the class {CLASS}"]),
+    ("fake_jvm", "no-main", FINDS_MAIN, [*FOUND_CLASS, "JVMDLL: Failed to find main()"]),
+    ("fake_jvm", "no-array", makes_array(1), [*FOUND_MAIN, "JVMDLL: Failed to find create arguments"]),
     ("fake_jvm", "create-fails", [], ATTEMPT),
     ("fake_jvm_no_create", "", [], []),
     ("fake_jvm_no_defaults", "", [], []),

@@ -1,5 +1,4 @@
 """The launcher ends with its parent, wherever it is waiting, and all it had to say has left it by then."""
-import pathlib
 import time
 
 import pytest
@@ -25,11 +24,8 @@ def test_parent_killed(workspace, product, assistant, where):
                "the wait")
     if product.windows:
         time.sleep(0.2)  # the watcher is a thread of its own and may be the last to find its place
-    else:  # here its hold on the parent is to be seen, beside the two on a child
-        open_files = pathlib.Path(f"/proc/{run.pid}/fd")
-        processes = 3 if where == "child" else 1
-        wait_until(lambda: sum("pidfd" in str(file.resolve()) for file in open_files.iterdir()) == processes,
-                   "the watcher")
+    else:  # here its handle of the parent is to be seen, beside the two of a child
+        wait_until(lambda: run.held_processes() == (3 if where == "child" else 1), "the watcher")
     said = read_text(run.files.out)
     assert PLACES[where] in said.splitlines()[-1]
     run.kill_parent()
