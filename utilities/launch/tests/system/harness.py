@@ -56,9 +56,6 @@ class Run:
         """On the host: how many handles of other processes the launcher has."""
         return sum("pidfd" in str(file.resolve()) for file in pathlib.Path(f"/proc/{self.pid}/fd").iterdir())
 
-    def kill(self):
-        os.kill(self.pid, 9)
-
     def kill_parent(self):
         parent, self.process = self.process, self.product.watched(self)
         parent.kill()
@@ -68,7 +65,7 @@ class Run:
         try:
             wait_until(lambda: self.product.has_ended(self), "the end of the launcher")
         except AssertionError:
-            self.kill()
+            os.kill(self.pid, 9)
             raise
         out, err = (self.product.lines(read_text(path)) for path in (self.files.out, self.files.err))
         return Result(self.code, out, err)
