@@ -157,7 +157,7 @@ TEST(CommandLine, IsSplitByTheRulesOfTheCRuntime) {
 TEST(RegistryText, ValuesHaveTheirFormsAndMalformedLinesNone) {
   const std::string key = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\A]\n";
   const std::pair<std::string, std::string> rows[] = {
-      {key + "  \"V\" = \"a b\"  \r\n", "v=a b"},
+      {key + "  \"Z\" = \"a b\"  \r\n", "z=a b"},
       {"REGEDIT4\n" + key + "\"v\"=\"C:\\\\d\\\\\\\"q\\\"\"", "v=C:\\d\\\"q\""},
       {key + "\"u\"=hex(2):61,\\\n  62,\\\r\n  00\n\"v\"=hex:61\n\"w\"=dword:0", "u-v-w-"},
       // Malformed: the line is skipped, what stood before and after holds.

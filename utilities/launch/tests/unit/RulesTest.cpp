@@ -16,6 +16,8 @@
 TEST(Paths, StartIsWhatLiesBelowTheRoot) {
   const std::tuple<const char*, const char*, const char*> rows[] = {
       {"C:\\work/", "c:\\WORK\\src/", "src/"},
+      {"C:\\work/", "C:\\work\\\\src/", "src/"},
+      {"C:\\work/", "C:\\work//src/", "/src/"},
       {"C:\\work/", "C:\\workshop/src/", ""},
       // At the top of a drive, or of the host's tree, the separator is there already.
       {"C:\\/", "C:\\src\\game/", "src\\game/"},
