@@ -225,7 +225,7 @@ TEST_F(Sockets, MoveNothingAnyMoreAfterAReset) {
 TEST_F(Sockets, DoNotConnectToThemselves) {
   sockaddr_in address = {AF_INET, htons(33332), {htonl(INADDR_LOOPBACK)}, {}};
   const auto* name = reinterpret_cast<const sockaddr*>(&address);
-  for (int i = 0; i < 30000; ++i) {  // through the ports that the system takes own ones from
+  for (int i = 0; i < 100000; ++i) {  // through the ports that the system takes own ones from
     closesocket(std::exchange(m_Socket, Create()));
     const int result =
         WSAConnect(m_Socket, name, sizeof address, nullptr, nullptr, nullptr, nullptr);
