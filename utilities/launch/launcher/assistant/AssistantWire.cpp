@@ -25,14 +25,10 @@ uint8_t Continuation(int code, int shift) {
   return static_cast<uint8_t>(0x80 | ((code >> shift) & 0x3F));
 }
 
-// The number of bytes written; 0 for a code point that needs more than four.
+// Of a code point from 0x80 on: the number of bytes written; 0 when it needs more than four.
 int EncodeUtf8(int code, uint8_t (&bytes)[4]) {
   if (code < 0 || code > 0x1FFFFF) {
     return 0;
-  }
-  if (code < 0x80) {
-    bytes[0] = static_cast<uint8_t>(code);
-    return 1;
   }
   if (code < 0x800) {
     bytes[0] = static_cast<uint8_t>(0xC0 | (code >> 6));
@@ -86,6 +82,14 @@ bool AssistantWire::ReceiveInt(int32_t& value) {
 }
 
 bool AssistantWire::SendChar(int code) {
+  if (code < 0 || code >= 0x80) {
+    return SendSequence(code);
+  }
+  const uint8_t octet = static_cast<uint8_t>(code);
+  return m_Connection->Send(&octet, 1, 0) == 1;
+}
+
+[[gnu::noinline]] bool AssistantWire::SendSequence(int code) {
   uint8_t bytes[4];
   const int length = EncodeUtf8(code, bytes);
   if (length == 0) {

@@ -35,6 +35,7 @@ class AssistantWire {
   bool Request(const std::string& request, std::string& answer);
 
  private:
+  bool SendSequence(int code);  // of more bytes than one
   int ReceiveSequence(int lead);
 
   std::unique_ptr<Socket> m_Connection;

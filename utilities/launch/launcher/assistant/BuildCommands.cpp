@@ -28,8 +28,8 @@ namespace {
 constexpr int32_t kNoReturnCode = 666;
 
 // Variables of Visual Studio's build integration, which concern only the process that it started.
-const char* const kExcludedVariables[] = {"VCBuildHelper_CancelEvent", "VCBuildHelper_Command",
-                                          "VS_UNICODE_OUTPUT"};
+constexpr std::string_view kExcludedVariables[] = {"VCBuildHelper_CancelEvent",
+                                                   "VCBuildHelper_Command", "VS_UNICODE_OUTPUT"};
 
 CommandLineParameters& Parameters() {
   return Singleton<CommandLineParameters>::GetInstance();
