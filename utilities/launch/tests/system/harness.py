@@ -84,7 +84,6 @@ class Product:
         target.parent.mkdir(parents=True, exist_ok=True)
         shutil.copy(self.fakes / name, target)
 
-
     def may_have_lost_a_child(self, result):
         """Wine loses one in thousands while it starts it, with error 1359, which only --debug tells of."""
         silent = result[1:] == ("", "") or "returned error code 1359:" in result.out
