@@ -143,6 +143,7 @@ SURROUNDINGS = {
     "no process descriptors": STRACE + ' -e inject=pidfd_open:error=ENOSYS "$@"',
     "a stranger's /proc": OWN_PROCESSES + '"$@"',
     "no permissions": STRACE + ' -e inject=fchmod,utimensat:error=EPERM "$@"',
+    "interrupted calls": STRACE + ' -e inject=sendto,recvfrom,write,sendfile,poll:error=EINTR:when=1+2 "$@"',
     "no sendfile": STRACE + ' -e inject=sendfile:error=EINVAL "$@"',
 }
 
