@@ -213,6 +213,7 @@ def public(version, key=None, **values):
 # whether one is loaded.
 DISCOVERY = {
     "nothing registered": ({}, [], [*NO_KEY, "No JRE version key found"], False),
+    "client before server": (OWN, [CLIENT, SERVER], [LOOKING, FOUND + CLIENT, LOADED + CLIENT], True),
     "client broken": (OWN, [CLIENT + "!", SERVER], [LOOKING, FOUND + CLIENT, LOADED + SERVER], True),
     "own is empty, public 1.10 is key 1.1": (
         OWN | public("1.10", "1.1", RuntimeLib="@pub\\jvm.dll"), ["pub\\jvm.dll"],
