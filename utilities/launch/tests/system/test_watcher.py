@@ -23,7 +23,7 @@ def test_parent_killed(workspace, product, assistant, where):
     wait_until(lambda: assistant.connections[1:] or begun & {line.split()[0] for line in workspace.logged()},
                "the wait")
     if product.windows:
-        time.sleep(0.2)  # the watcher is a thread of its own and may be the last to find its place
+        time.sleep(0.5)  # the watcher is a thread of its own and may be the last to find its place
     else:  # here its handle of the parent is to be seen, beside the two of a child
         wait_until(lambda: run.held_processes() == (3 if where == "child" else 1), "the watcher")
     said = read_text(run.files.out)
