@@ -21,31 +21,21 @@ bool IsContinuation(int byte) {
   return byte >= 0 && (byte & 0xC0) == 0x80;
 }
 
-uint8_t Continuation(int code, int shift) {
-  return static_cast<uint8_t>(0x80 | ((code >> shift) & 0x3F));
-}
-
 // Of a code point from 0x80 on: the number of bytes written; 0 when it needs more than four.
-int EncodeUtf8(int code, uint8_t (&bytes)[4]) {
-  if (code < 0 || code > 0x1FFFFF) {
-    return 0;
+int EncodeUtf8(uint32_t code, uint8_t (&bytes)[4]) {
+  for (const LeadByte& form : kLeadBytes) {
+    const uint32_t ownBits = code >> form.m_Shift;
+    if (ownBits > static_cast<uint32_t>(~form.m_Mask & 0xFF)) {
+      continue;
+    }
+    int length = 0;
+    bytes[length++] = static_cast<uint8_t>(form.m_Mark | ownBits);
+    for (int shift = form.m_Shift - 6; shift >= 0; shift -= 6) {
+      bytes[length++] = static_cast<uint8_t>(0x80 | ((code >> shift) & 0x3F));
+    }
+    return length;
   }
-  if (code < 0x800) {
-    bytes[0] = static_cast<uint8_t>(0xC0 | (code >> 6));
-    bytes[1] = Continuation(code, 0);
-    return 2;
-  }
-  if (code < 0x10000) {
-    bytes[0] = static_cast<uint8_t>(0xE0 | (code >> 12));
-    bytes[1] = Continuation(code, 6);
-    bytes[2] = Continuation(code, 0);
-    return 3;
-  }
-  bytes[0] = static_cast<uint8_t>(0xF0 | (code >> 18));
-  bytes[1] = Continuation(code, 12);
-  bytes[2] = Continuation(code, 6);
-  bytes[3] = Continuation(code, 0);
-  return 4;
+  return 0;
 }
 
 void ReportLongSequence() {
@@ -91,7 +81,7 @@ bool AssistantWire::SendChar(int code) {
 
 [[gnu::noinline]] bool AssistantWire::SendSequence(int code) {
   uint8_t bytes[4];
-  const int length = EncodeUtf8(code, bytes);
+  const int length = EncodeUtf8(static_cast<uint32_t>(code), bytes);
   if (length == 0) {
     ReportLongSequence();
     return false;

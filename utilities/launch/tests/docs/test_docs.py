@@ -43,10 +43,11 @@ def test_links_resolve():
             assert anchor in anchors, f"{document} {path} {anchor}"
 
 
-def test_security_names_what_is_there():
+def test_documents_name_what_is_there():
     named = re.findall(r"`([\w/.]+):(\w+)`", DOCUMENTS[ROOT / "SECURITY.md"])
     assert len(named) > 20
-    for path, name in named:
+    tests = re.findall(r"`(test_\w+)(?:\[|`)", "".join(DOCUMENTS.values()))
+    for path, name in [*named, *(("*/test_*.py", test) for test in tests)]:
         sources = [file.read_text() for file in LAUNCH.glob(f"*/{path}")]
         assert any(re.search(rf"\b{name}\b", source) for source in sources), f"{path}:{name}"
 

@@ -6,9 +6,10 @@
 //                                program's variables, NAME=VALUE each
 //   parent REPORT PID            waits for a program that another parent started
 //
-// Two lines are added to the report: the program's id, at its end "exit CODE". A call that fails
-// ends it, with "failed CODE".
+// Lines are added to the report: the program's id; "watched" once somebody holds a handle of the
+// parent; at the program's end "exit CODE". A call that fails ends it, with "failed CODE".
 #include <windows.h>
+#include <winternl.h>
 
 #include <fstream>
 #include <string>
@@ -37,6 +38,12 @@ static void Start(const char* request, PROCESS_INFORMATION& program) {
                    &startup, &program);
 }
 
+static bool IsWatched() {
+  PUBLIC_OBJECT_BASIC_INFORMATION own{};
+  NtQueryObject(GetCurrentProcess(), ObjectBasicInformation, &own, sizeof own, nullptr);
+  return own.HandleCount > 0;
+}
+
 int main(int, char** argv) {
   std::ofstream report(argv[1], std::ios::app);
   PROCESS_INFORMATION program{};
@@ -53,7 +60,11 @@ int main(int, char** argv) {
   }
   report << program.dwProcessId << std::endl;
   DWORD code = 0;
-  WaitForSingleObject(program.hProcess, INFINITE);
+  for (bool told = false;
+       WaitForSingleObject(program.hProcess, told ? INFINITE : 10) == WAIT_TIMEOUT;) {
+    told = IsWatched();
+    if (told) report << "watched" << std::endl;
+  }
   GetExitCodeProcess(program.hProcess, &code);
   report << "exit " << code << std::endl;
 }

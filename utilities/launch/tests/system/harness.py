@@ -206,7 +206,7 @@ class Windows(Product):
     def watched(self, run):
         """By another process, so that its code is seen although its parent is gone."""
         watcher = self.parent("/", run.files.report, run.reported(r"^\d+")[0])
-        wait_until(lambda: run.reported(r"\n.*\n"), "the other process")
+        wait_until(lambda: run.reported(r"\n\d+\r\n"), "the other process")
         return watcher
 
     def has_ended(self, run):

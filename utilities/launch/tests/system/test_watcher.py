@@ -1,6 +1,4 @@
 """The launcher ends with its parent, wherever it is waiting, and all it had to say has left it by then."""
-import time
-
 import pytest
 from harness import read_text, wait_until
 
@@ -22,8 +20,9 @@ def test_parent_killed(workspace, product, assistant, where):
     begun = {"call", "in", "loading"}  # the fakes' words for it
     wait_until(lambda: assistant.connections[1:] or begun & {line.split()[0] for line in workspace.logged()},
                "the wait")
+    # The watcher is a thread of its own and may be the last to find its place.
     if product.windows:
-        time.sleep(0.5)  # the watcher is a thread of its own and may be the last to find its place
+        wait_until(lambda: run.reported("^watched"), "the watcher")
     else:  # here its handle of the parent is to be seen, beside the two of a child
         wait_until(lambda: run.held_processes() == (3 if where == "child" else 1), "the watcher")
     said = read_text(run.files.out)
