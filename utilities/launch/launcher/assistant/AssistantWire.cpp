@@ -22,10 +22,10 @@ bool IsContinuation(int byte) {
 }
 
 // Of a code point from 0x80 on: the number of bytes written; 0 when it needs more than four.
-int EncodeUtf8(uint32_t code, uint8_t (&bytes)[4]) {
+int EncodeUtf8(int code, uint8_t (&bytes)[4]) {
   for (const LeadByte& form : kLeadBytes) {
-    const uint32_t ownBits = code >> form.m_Shift;
-    if (ownBits > static_cast<uint32_t>(~form.m_Mask & 0xFF)) {
+    const int ownBits = code >> form.m_Shift;
+    if (ownBits < 0 || ownBits > (~form.m_Mask & 0xFF)) {
       continue;
     }
     int length = 0;
@@ -81,7 +81,7 @@ bool AssistantWire::SendChar(int code) {
 
 [[gnu::noinline]] bool AssistantWire::SendSequence(int code) {
   uint8_t bytes[4];
-  const int length = EncodeUtf8(static_cast<uint32_t>(code), bytes);
+  const int length = EncodeUtf8(code, bytes);
   if (length == 0) {
     ReportLongSequence();
     return false;

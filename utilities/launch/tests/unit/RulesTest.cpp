@@ -111,6 +111,7 @@ TEST(AssistantWire, SendsAnyCodePointOfFourBytes) {
     expected += bytes;
   }
   EXPECT_FALSE(wire.SendChar(0x200000));
+  EXPECT_FALSE(wire.SendChar(-1));
   peer.Send("!");
   EXPECT_EQ(wire.ReceiveByte(), '!');  // what was sent has left by now
   EXPECT_EQ(peer.Receive(expected.size()), expected);
