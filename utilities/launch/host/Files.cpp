@@ -140,7 +140,6 @@ BOOL SetFileAttributesA(LPCSTR fileName, DWORD attributes) {
 // - Where somebody made the stream non-blocking, the call waits.
 // - A pipe that nobody reads ends the program by its signal, unless that is ignored.
 int _write(int descriptor, const void* data, unsigned size) {
-  host::SendGathered();
   const char* next = static_cast<const char*>(data);
   const char* const end = next + size;
   while (next != end) {

@@ -59,6 +59,14 @@ DWORD WINAPI FormatMessageA(DWORD flags, std::nullptr_t source, DWORD code, DWOR
                             LPSTR buffer, DWORD size, std::nullptr_t arguments);
 LPVOID WINAPI LocalFree(LPVOID memory);
 
+struct OSVERSIONINFOA {
+  DWORD dwOSVersionInfoSize;
+  DWORD dwMajorVersion;
+  DWORD dwMinorVersion;
+  DWORD dwBuildNumber;
+};
+BOOL WINAPI GetVersionExA(OSVERSIONINFOA* information);
+
 // --- Registry, read only. Results are error codes; the last error stays as it is. ---
 
 using HKEY = struct HKEY__*;

@@ -5,7 +5,7 @@
 // one UTF-8 sequence of 1 to 4 bytes; N = -1 is the null string, without characters. Texts are
 // 8-bit: each byte is sent as the code point of its number, and of each received code point the low
 // 8 bits are kept. Each byte of an integer, each character's sequence and each received byte is one
-// call of the socket.
+// call of the buffered socket; see there when bytes leave.
 //
 // A failed unit gives false or -1; the position in the stream is then lost. Nothing is retried or
 // thrown. One thread at a time.
@@ -14,7 +14,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/Socket.h"
+#include "platform/BufferedSocket.h"
 
 class AssistantWire {
  public:
@@ -34,9 +34,12 @@ class AssistantWire {
   // Sends a string and receives one; a null string counts as a failure.
   bool Request(const std::string& request, std::string& answer);
 
+  // Sends what the operations above have gathered. False when a send has failed.
+  bool Flush() { return m_Connection.Flush(); }
+
  private:
   bool SendSequence(int code);  // of more bytes than one
   int ReceiveSequence(int lead);
 
-  std::unique_ptr<Socket> m_Connection;
+  BufferedSocket m_Connection;
 };
