@@ -71,12 +71,9 @@ bool AssistantWire::ReceiveInt(int32_t& value) {
   return true;
 }
 
-bool AssistantWire::SendChar(int code) {
-  if (code < 0 || code >= 0x80) {
-    return SendSequence(code);
-  }
-  const uint8_t octet = static_cast<uint8_t>(code);
-  return m_Connection.Send(&octet, 1) == 1;
+int AssistantWire::ReportEndOfStream() {
+  DebugPrint("Assistant: EOF\n");
+  return -1;
 }
 
 bool AssistantWire::SendSequence(int code) {
@@ -87,20 +84,6 @@ bool AssistantWire::SendSequence(int code) {
     return false;
   }
   return m_Connection.Send(bytes, length) == length;
-}
-
-int AssistantWire::ReceiveByte() {
-  uint8_t octet = 0;
-  if (m_Connection.Receive(&octet, 1) != 1) {
-    DebugPrint("Assistant: EOF\n");
-    return -1;
-  }
-  return octet;
-}
-
-int AssistantWire::ReceiveChar() {
-  const int lead = ReceiveByte();
-  return lead < 0x80 ? lead : ReceiveSequence(lead);
 }
 
 // The bytes are judged in the order in which they arrive; a lead byte that starts no sequence only

@@ -23,9 +23,25 @@ class AssistantWire {
 
   bool SendInt(int32_t value);
   bool ReceiveInt(int32_t& value);  // leaves `value` as it was on failure
-  bool SendChar(int code);          // code points up to 0x1FFFFF
-  int ReceiveByte();                // 0 to 255, or -1
-  int ReceiveChar();                // a code point, or -1
+
+  // Code points up to 0x1FFFFF.
+  bool SendChar(int code) {
+    const uint8_t octet = static_cast<uint8_t>(code);
+    return code >= 0 && code < 0x80 ? m_Connection.Send(&octet, 1) == 1 : SendSequence(code);
+  }
+
+  // 0 to 255, or -1.
+  int ReceiveByte() {
+    uint8_t octet = 0;
+    return m_Connection.Receive(&octet, 1) == 1 ? octet : ReportEndOfStream();
+  }
+
+  // A code point, or -1.
+  int ReceiveChar() {
+    const int lead = ReceiveByte();
+    return lead < 0x80 ? lead : ReceiveSequence(lead);
+  }
+
   bool SendString(const std::string& text);
 
   // False for a null string too, which leaves `text` as it was; an error leaves what was read.
@@ -40,6 +56,7 @@ class AssistantWire {
  private:
   bool SendSequence(int code);  // of more bytes than one
   int ReceiveSequence(int lead);
+  static int ReportEndOfStream();  // -1
 
   BufferedSocket m_Connection;
 };

@@ -1,5 +1,6 @@
 #include "platform/BufferedSocket.h"
 
+#include <algorithm>
 #include <utility>
 
 BufferedSocket::BufferedSocket(std::unique_ptr<Socket> socket) : m_Socket(std::move(socket)) {}
@@ -12,21 +13,23 @@ bool BufferedSocket::Flush() {
   if (m_HasFailed || m_Gathered == nullptr) {
     return !m_HasFailed;
   }
-  const int32_t gathered = kBufferSize - m_Room;
-  m_Room = kBufferSize;
-  return SendAll(m_Gathered.get(), gathered);
+  const char* end = m_Free;
+  m_Free = m_Gathered.get();
+  return SendAll(m_Gathered.get(), end);
 }
 
-int32_t BufferedSocket::SendBeyondRoom(const void* bytes, int32_t length) {
+int32_t BufferedSocket::SendBeyondFree(const void* bytes, int32_t length) {
   if (!Flush()) {
     return -1;
   }
   if (length >= kBufferSize) {
-    return SendAll(static_cast<const char*>(bytes), length) ? length : -1;
+    const char* begin = static_cast<const char*>(bytes);
+    return SendAll(begin, begin + length) ? length : -1;
   }
   if (m_Gathered == nullptr) {
     m_Gathered.reset(new char[kBufferSize]);
-    m_Room = kBufferSize;
+    m_Free = m_Gathered.get();
+    m_FreeEnd = m_Free + kBufferSize;
   }
   return Send(bytes, length);
 }
@@ -39,21 +42,21 @@ int32_t BufferedSocket::ReadAhead() {
     m_ReadAhead.reset(new char[kBufferSize]);
   }
   const int32_t received = m_Socket->Receive(m_ReadAhead.get(), kBufferSize, 0);
-  m_Next = 0;
-  m_End = std::max(received, 0);
+  m_Unread = m_ReadAhead.get();
+  m_UnreadEnd = m_Unread + std::max(received, 0);
   return received;
 }
 
-bool BufferedSocket::SendAll(const char* bytes, int32_t length) {
-  while (length > 0) {
-    const int32_t sent = m_Socket->Send(bytes, length, 0);
+bool BufferedSocket::SendAll(const char* bytes, const char* end) {
+  while (bytes != end) {
+    const int32_t sent = m_Socket->Send(bytes, static_cast<int32_t>(end - bytes), 0);
     if (sent <= 0) {
       m_HasFailed = true;
-      m_Room = m_Next = m_End = 0;
+      m_Free = m_FreeEnd = nullptr;
+      m_Unread = m_UnreadEnd = nullptr;
       return false;
     }
     bytes += sent;
-    length -= sent;
   }
   return true;
 }

@@ -25,26 +25,28 @@ class BufferedSocket {
 
   // `length`, or -1.
   int32_t Send(const void* bytes, int32_t length) {
-    if (length > m_Room) {
-      return SendBeyondRoom(bytes, length);
+    if (length >= m_FreeEnd - m_Free) {
+      return SendBeyondFree(bytes, length);
     }
-    memcpy(m_Gathered.get() + (kBufferSize - m_Room), bytes, static_cast<size_t>(length));
-    m_Room -= length;
+    memcpy(m_Free, bytes, static_cast<size_t>(length));
+    m_Free += length;
     return length;
   }
 
   // The number of bytes received, at most `capacity`; 0 when the peer has closed the connection,
   // -1 on failure.
   int32_t Receive(void* bytes, int32_t capacity) {
-    if (m_Next == m_End) {
+    if (m_Unread == m_UnreadEnd) {
       const int32_t result = ReadAhead();
       if (result <= 0) {
         return result;
       }
     }
-    const int32_t length = std::min(capacity, m_End - m_Next);
-    memcpy(bytes, m_ReadAhead.get() + m_Next, static_cast<size_t>(length));
-    m_Next += length;
+    // For a single byte, which is the usual case, the length is then a constant.
+    const int32_t length =
+        capacity == 1 ? 1 : std::min(capacity, static_cast<int32_t>(m_UnreadEnd - m_Unread));
+    memcpy(bytes, m_Unread, static_cast<size_t>(length));
+    m_Unread += length;
     return length;
   }
 
@@ -54,15 +56,16 @@ class BufferedSocket {
  private:
   static constexpr int32_t kBufferSize = 32768;
 
-  int32_t SendBeyondRoom(const void* bytes, int32_t length);
+  int32_t SendBeyondFree(const void* bytes, int32_t length);
   int32_t ReadAhead();
-  bool SendAll(const char* bytes, int32_t length);
+  bool SendAll(const char* bytes, const char* end);
 
   std::unique_ptr<Socket> m_Socket;
   std::unique_ptr<char[]> m_Gathered;
   std::unique_ptr<char[]> m_ReadAhead;
-  int32_t m_Room = 0;  // left in m_Gathered; none before it is allocated and after a failure
-  int32_t m_Next = 0;  // of the bytes in m_ReadAhead that were not yet taken
-  int32_t m_End = 0;
+  char* m_Free = nullptr;  // what is left of m_Gathered; nothing after a failure
+  char* m_FreeEnd = nullptr;
+  const char* m_Unread = nullptr;  // what is left of m_ReadAhead
+  const char* m_UnreadEnd = nullptr;
   bool m_HasFailed = false;
 };
