@@ -75,9 +75,11 @@ def test_picture_is_drawn_from_its_source():
     assert sorted(drawn) == sorted(line.strip() for label in labels for line in label.split("\\n"))
 
 
-def test_readme_and_manual_list_every_command():
+def test_readme_and_manual_list_every_command_and_the_same_options():
     assert sorted(re.findall(r"\w+", " ".join(re.findall(r"^\| ([A-Z].*?) \|", README, re.M)))) == COMMANDS
     assert sorted(re.findall(r"^\.It Cm (\w+)", MANUAL.read_text(), re.M)) == COMMANDS
+    options = re.findall(r"^\| `--(\w+)", README, re.M)
+    assert options and options == re.findall(r"^\.It Fl -(\w+)", MANUAL.read_text(), re.M)
     assert subprocess.run(["mandoc", "-Tlint", MANUAL], capture_output=True, text=True).stdout == ""
 
 
