@@ -1,4 +1,5 @@
 """The command line, the commands and the search for the workspace."""
+import pytest
 from harness import failure
 
 USAGE = """\
@@ -59,6 +60,12 @@ REFUSED = [
 def test_refused(workspace, product):
     for args, out in REFUSED:
         assert (args, *workspace.run(*args)) == (args, product.code(-1), out, "")
+
+
+@pytest.mark.windows_only
+@pytest.mark.parametrize("out", ["|", ""], ids=["pipe without a reader", "no output"])
+def test_nobody_reads(workspace, product, out):
+    assert workspace.run("--help", out=out) == (product.code(-1), "", "")
 
 
 def test_failed_search(workspace, product, tmp_path):
