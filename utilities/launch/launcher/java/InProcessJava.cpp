@@ -81,6 +81,7 @@ class JavaMachine {
     args.ignoreUnrecognized = JNI_FALSE;
     DebugPrint("Attempting to create VM...\n");
     const RuntimeLibraries libraries(runtime.m_Library);
+    libraries.LoadForLater();
     void* environment = nullptr;
     if (runtime.m_Create(&m_Machine, &environment, &args) == JNI_OK) {
       m_Environment = static_cast<JNIEnv*>(environment);

@@ -209,8 +209,8 @@ def public(version, key=None, **values):
     return {JAVASOFT: {"CurrentVersion": version}} | ({f"{JAVASOFT}\\{key}": values} if key else {})
 
 
-# Registry ({key: {value: text}}; "@" is the test's folder), libraries ("!" behind one: it is none), lines,
-# whether one is loaded.
+# Registry ({key: {value: text}}; "@" is the test's folder), libraries ("!" behind one: it is none; one with "."
+# lies in the workspace), lines, whether one is loaded.
 DISCOVERY = {
     "nothing registered": ({}, [], [*NO_KEY, "No JRE version key found"], False),
     "client before server": (OWN, [CLIENT, SERVER], [LOOKING, FOUND + CLIENT, LOADED + CLIENT], True),
@@ -229,6 +229,9 @@ DISCOVERY = {
     "path that fits": (public("9", "9", RuntimeLib=FITS), [], NO_KEY, False),
     "path that does not": (
         public("9", "9", RuntimeLib=FITS + "x"), [], [*NO_KEY, NO_LIBRARY % 9, NO_VERSION], False),
+    "own is relative to the root": (
+        {"Torvel": {"Install_Dir": "."}}, [".\\JRE\\bin\\server\\jvm.dll"],
+        [LOOKING, *(said[:-1] + ".\\JRE\\bin\\server\\jvm.dll" for said in (FOUND, LOADED))], True),
     "first client in the path becomes server": (
         public("9", "9", RuntimeLib="@clients\\client\\jvm.dll"),
         ["servers\\client\\jvm.dll", "clients\\server\\jvm.dll!"],
@@ -243,7 +246,8 @@ def test_discovery(workspace, product, registry, tmp_path, tmp_path_factory, key
     workspace.use_jvm("exit=8", folder=tmp_path / "unused")
     workspace.use_java("exit=77")
     for library in libraries:
-        target = home.joinpath(*library.rstrip("!").split("\\"))
+        above = workspace.root if library[0] == "." else home
+        target = above.joinpath(*library.rstrip("!").split("\\"))
         shutil.copytree(tmp_path / "unused", target.parent, dirs_exist_ok=True)
         target.parent.joinpath(product.library).rename(target)
         if library.endswith("!"):
