@@ -163,7 +163,7 @@ int RunBuildCommand() {
     }
   }
   DebugPrint("Launching non-assisted\n");
-  return RunJavaCommand(kCommandsPackage + verb);
+  return RunCommandByName();
 }
 
 int RunAssistedCommand(AssistantConnection& assistant) {

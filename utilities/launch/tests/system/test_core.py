@@ -81,11 +81,16 @@ def test_failed_search(workspace, product, tmp_path):
         assert workspace.run("--debug", "Bild", option, cwd=outside) == (product.code(-1), out, "")
 
 
-def test_start_that_cannot_be_entered_again(workspace, product):
+def test_directory_that_cannot_be_entered_again(workspace, product):
     """By the name that the system's narrow texts give it. Another target would be built otherwise."""
     start = workspace.root / "src" / ("\u0416\u0443\u043a" if product.windows else "a\\b")
     start.mkdir()
     assert workspace.run("Build", "T", cwd=start) == (product.code(-1), OUTSIDE, "")
+    if not product.windows:  # where a link's target is no current directory
+        workspace.add("src/a\\b/bin/Torvel.jar")
+        (workspace.root / "link").symlink_to(start)
+        assert workspace.run("Build", "T", "--workspace=link") == (
+            product.code(-1), failure("Unable to locate Torvel within workspace"), "")
 
 
 # Arguments, directory to start in, what the search says.

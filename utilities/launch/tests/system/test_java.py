@@ -161,7 +161,7 @@ def test_no_java_to_start(workspace, product, tmp_path):
         if code == 5:
             (workspace.root / "java").mkdir()
         if code == 206:
-            where, workspace.tools = [], tmp_path / ("d" * 130) / ("e" * 130)
+            where, workspace.tools = [], tmp_path.joinpath(*(5 * [50 * "d"]))
             workspace.env["PATH"] = str(workspace.tools)
             workspace.use_java()
         result = workspace.run("Checksum", "--debug")
