@@ -94,15 +94,8 @@ BOOL CopyFileA(LPCSTR existing, LPCSTR target, BOOL failIfExists) {
   const std::string source = host::HostPath(existing);
   std::string path = host::HostPath(target);
   struct stat status {};
-  if (::stat(source.c_str(), &status) != 0) {
-    return host::Fail(host::FileError(errno, source));
-  }
-  // Not opened, which would wait for the far end of a pipe.
-  if (!S_ISREG(status.st_mode)) {
-    return host::Fail(ERROR_ACCESS_DENIED);
-  }
-  const host::Descriptor file(::open(source.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!file) {
+  const host::Descriptor file(host::OpenRegularFile(source));
+  if (!file || ::fstat(file.Get(), &status) != 0) {
     return host::Fail(host::FileError(errno, source));
   }
   DWORD error = RefusalOf(path, status);

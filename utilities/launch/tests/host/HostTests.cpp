@@ -71,7 +71,10 @@ TEST_F(Files, AreFoundByEitherSeparator) {
   EXPECT_TRUE(_fullpath(path, "inner\\..", size) && path == folder);
   EXPECT_FALSE(_fullpath(path, "inner\\..", size - 1));
   EXPECT_EQ(ReadText("inner/copy"), "text");
-  EXPECT_EQ(std::fopen("inner", "rb"), nullptr);  // a directory is no file
+  ASSERT_EQ(::mkfifo("pipe", 0600), 0);
+  for (const char* none : {"inner", "pipe", "/dev/null"}) {
+    EXPECT_EQ(std::fopen(none, "rb"), nullptr) << none;
+  }
 }
 
 TEST_F(Child, EndsWithEightBitsOrASignal) {

@@ -1,6 +1,8 @@
 """The command line, the commands and the search for the workspace."""
+import os
+
 import pytest
-from harness import failure
+from harness import failure, registry_text
 
 USAGE = """\
 Torvel Launcher 2.8.10
@@ -116,6 +118,22 @@ def test_search(workspace, product):
             said = said | {"start": said["start"].replace("src/", "src\\")}
         expected = (product.code(-1), workspace.search(**said) + unknown("bild"), "")
         assert workspace.run("Bild", "--debug=no", *args, cwd=workspace.root / cwd) == expected
+
+
+@pytest.mark.host_only
+def test_pipes_are_no_files(workspace, tmp_path):
+    """Nor waited for: in place of a jar, of the native library, of a release file, of the registry."""
+    pipes = [workspace.root / "src/bin/Torvel.jar", workspace.root / "bin/torvel-win64.dll",
+             tmp_path / "release", tmp_path / "registry"]
+    pipes[0].parent.mkdir()
+    for pipe in pipes:
+        os.mkfifo(pipe)
+    workspace.use_java("exit=9")
+    assert workspace.run("Checksum", cwd=workspace.game, env={"TORVEL_HOST_REGISTRY": str(pipe)}).code == 9
+    pipe.unlink()
+    pipe.write_text(1100 * (4096 * "-" + "\n") + registry_text("", {"Torvel": {"Install_Dir": "/none"}}))
+    result = workspace.run("Checksum", "--debug", env={"TORVEL_HOST_REGISTRY": str(pipe)})
+    assert result.code == 9 and "No installation key found" in result.out  # behind the bound
 
 
 COMMANDS = ("ListSlaves", "Launch", "StartSlave", "ListDependencies", "SlaveStatus", "NetInfo", "SendEmail",
