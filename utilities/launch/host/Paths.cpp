@@ -115,11 +115,8 @@ char* _fullpath(char* buffer, const char* path, std::size_t size) {
 extern "C" std::FILE* __real_fopen(const char* path, const char* mode);
 extern "C" std::FILE* __wrap_fopen(const char* path, const char* mode);
 
-// Every fopen of the program comes here (see CMakeLists.txt), for two habits of Windows: either
-// separator, and a directory cannot be opened, not even for reading.
-//
-// Differs from Windows:
-// - What is no regular file cannot be read.
+// Every fopen of the program comes here (see CMakeLists.txt): either separator, as on Windows, and
+// only a regular file can be read.
 std::FILE* __wrap_fopen(const char* path, const char* mode) {
   if (std::strcmp(mode, "rb") != 0) {
     return __real_fopen(host::HostPath(path).c_str(), mode);

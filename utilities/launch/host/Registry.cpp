@@ -14,6 +14,7 @@ using host::Registry;
 using host::RegistryValues;
 
 constexpr char kRoot[] = "hkey_local_machine";
+// What follows in a longer file is not read.
 constexpr std::size_t kMaxRegistryText = 4 << 20;
 
 // The names of keys and values ignore case. ASCII letters only.
@@ -145,9 +146,9 @@ Registry ParseRegistryText(std::string_view text) {
 
 // Differs from Windows:
 // - HKEY_LOCAL_MACHINE alone, for reading whatever is asked, and no key above those that are named.
-//   Its entries are those of the first 4 MiB of the file that TORVEL_HOST_REGISTRY names, as they
-//   were when first asked for; without that variable, Java's two entries for the Java of JAVA_HOME,
-//   else of `java` on PATH.
+//   Its entries are those of the file that TORVEL_HOST_REGISTRY names, as they were when first
+//   asked for; without that variable, Java's two entries for the Java of JAVA_HOME, else of `java`
+//   on PATH.
 LSTATUS RegOpenKeyExA(HKEY key, LPCSTR subKey, DWORD /*options*/, DWORD /*access*/, HKEY* result) {
   const std::string parent = key == HKEY_LOCAL_MACHINE ? kRoot : EntryOf(key).first;
   const auto found = Entries().find(parent + '\\' + FoldedName(subKey));
