@@ -15,8 +15,8 @@ std::optional<std::string> FindJvmPath();
 // The loaded library, which stays loaded until the process ends; null when there is none.
 HMODULE LoadJvm();
 
-// For a scope, no dialog of the system's about a library that cannot be loaded: the next road is
-// taken then.
+// For a scope, the system shows no dialog about a library that cannot be loaded: the launcher then
+// takes its next fallback.
 class QuietErrors {
  public:
   QuietErrors() { SetThreadErrorMode(SEM_FAILCRITICALERRORS, &m_Former); }

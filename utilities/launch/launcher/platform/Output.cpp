@@ -28,9 +28,9 @@ bool WriteAll(int descriptor, std::string_view text) {
   return true;
 }
 
-// A reader that has gone, or a stream that never was, is nobody's loss. Neither errno nor the last
-// error tells both on Windows: a pipe that is closed (232) is EINVAL there, and a stream that never
-// was sets errno alone.
+// A reader that has gone, or a stream that never existed, is no failure to report. Windows needs
+// both error values: a closed pipe (232) sets errno to EINVAL, and a write to a stream that does
+// not exist leaves the last error as it was.
 bool IsNobodyThere(DWORD code) {
   return errno == EBADF || code == ERROR_BROKEN_PIPE || code == ERROR_NO_DATA;
 }
