@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # The Assistant's port is fixed by its protocol, so whatever listens there already would be taken for the Assistant.
 require_free_port() {
   if (exec 3<>/dev/tcp/127.0.0.1/8118) 2>/dev/null; then
