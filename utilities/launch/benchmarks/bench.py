@@ -12,8 +12,19 @@ import signal
 import subprocess
 import sys
 
-from measuring import (ANSWER_CODE, HERE, USAGE_CODE, Measuring, MissingPeer, Side, environment, milliseconds, need, table,
-                       thousands)
+from measuring import (
+    ANSWER_CODE,
+    HERE,
+    USAGE_CODE,
+    Measuring,
+    MissingPeer,
+    Side,
+    environment,
+    milliseconds,
+    need,
+    table,
+    thousands,
+)
 
 ROOT = HERE.parents[2]
 DOCUMENT = ROOT / "docs/performance.md"
@@ -47,7 +58,8 @@ class Bench(Measuring):
                              lambda: self.floor(lines), sink, aim)
         self.compare("100,000 lines, each sent by itself, to a file", 9, self.request(100_000, "line"), "floor",
                      lambda: self.floor(100_000, "line"), file)
-        for how, name in (("block", "10,000 lines to a pipe"), ("line", "10,000 lines, each sent by itself, to a pipe")):
+        for how, each in (("block", ""), ("line", ", each sent by itself,")):
+            name = f"10,000 lines{each} to a pipe"
             self.compare(name, 21, self.request(10_000, how), "ng",
                          lambda: Side(self.nailgun(10_000), ANSWER_CODE, 10_000), calls=True)
 
@@ -92,7 +104,10 @@ class Bench(Measuring):
         subprocess.run([ROOT / "sample/assemble", sample], check=True)
         assistant = self.serve([ROOT / "sample/assistant", self.scratch / "assistant"], lambda: self.listens(8118))
         build = [self.launcher, "build", "game", "release"]
-        clear = lambda: shutil.rmtree(sample / "out", ignore_errors=True)
+
+        def clear():
+            shutil.rmtree(sample / "out", ignore_errors=True)
+
         self.compare("sample's build through its Assistant", 9, Side(build, directory=sample, prepare=clear),
                      "without Assistant", lambda: Side([*build, "--assistant=false"], directory=sample, prepare=clear))
         assistant.terminate()

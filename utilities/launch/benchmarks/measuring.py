@@ -13,7 +13,8 @@ import statistics
 import subprocess
 import sys
 import time
-from typing import Callable, NamedTuple, Optional
+from collections.abc import Callable
+from typing import NamedTuple
 
 HERE = pathlib.Path(__file__).resolve().parent
 NAILGUN_JAR = pathlib.Path("/usr/share/java/nailgun-server.jar")
@@ -32,9 +33,9 @@ class Side(NamedTuple):
 
     command: list
     code: int = 0
-    lines: Optional[int] = None  # unknown: not looked at
-    directory: Optional[pathlib.Path] = None
-    environment: Optional[dict] = None
+    lines: int | None = None  # unknown: not looked at
+    directory: pathlib.Path | None = None
+    environment: dict | None = None
     prepare: Callable = lambda: None
 
 
@@ -162,7 +163,8 @@ class Measuring:
             self.stack.callback(idle.stdin.close)
         program, *arguments = side.command
         program = self.windows_build / pathlib.Path(program).relative_to(self.build).with_suffix(".exe")
-        return side._replace(command=[wine, program, *arguments], environment=(side.environment or environment(40)) | self.wine)
+        variables = (side.environment or environment(40)) | self.wine
+        return side._replace(command=[wine, program, *arguments], environment=variables)
 
     # -- measuring
 
@@ -231,9 +233,9 @@ class Measuring:
         if failures:
             name += f" (went wrong in {len(failures)} more runs)"
         traced = f"{self.system_calls(own)} / {self.system_calls(peer)}" if calls else ""
-        self.rows.append([workload, milliseconds(own_time), name, milliseconds(peer_time),
-                          f"{ratio:.2f} ({over * 1000:+.2f} ms)" if name.startswith("`java`") else f"{ratio:.2f}", aim, memory,
-                          traced])
+        shown = f"{ratio:.2f}" + (f" ({over * 1000:+.2f} ms)" if name.startswith("`java`") else "")
+        self.rows.append(
+            [workload, milliseconds(own_time), name, milliseconds(peer_time), shown, aim, memory, traced])
 
     def floor(self, lines, how="block", variables=40, messages="whole"):
         self.start_assistant()
@@ -242,8 +244,8 @@ class Measuring:
 
     def request(self, lines, how="block", variables=40, arguments=(), directory=None):
         self.start_assistant()
-        return Side([self.launcher, "build", f"--lines={lines}", f"--sends={how}", *arguments], ANSWER_CODE, lines, directory,
-                    environment(variables))
+        command = [self.launcher, "build", f"--lines={lines}", f"--sends={how}", *arguments]
+        return Side(command, ANSWER_CODE, lines, directory, environment(variables))
 
     def deep_directory(self, levels):
         directory = self.workspace.joinpath(*["d"] * levels)
