@@ -15,7 +15,7 @@ else()
   include(CheckPIESupported)
   check_pie_supported(LANGUAGES CXX)
   set_target_properties(hardening PROPERTIES INTERFACE_POSITION_INDEPENDENT_CODE ON)
-  # CMake compiles a static library with -fPIC. With default visibility that costs 18 % more instructions a relayed line.
+  # CMake compiles a static library with -fPIC. With default visibility, a relayed line costs 18 % more instructions.
   set(CMAKE_CXX_VISIBILITY_PRESET hidden)
   set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
   target_compile_options(hardening INTERFACE -ffunction-sections -fdata-sections
