@@ -1,7 +1,7 @@
 """Runs workflow presets of CMake, all or those named, and prints the total: "N passed, N failed[, N skipped]".
 
-CTest reports its tests to build/<preset>/results/ctest.xml. A test that writes a report beside it, <test>.xml, counts
-by the cases there.
+CTest reports its tests to build/<preset>/results/ctest.xml. A test with a report beside that, <test>.xml, counts by the
+cases in it, and has failed when there are none.
 """
 
 import collections
@@ -16,12 +16,8 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 
 
 def cases(report):
-    return list(xml.etree.ElementTree.parse(report).iter("testcase")) if report.exists() else []
-
-
-def outcome_of_test(test):
-    """CTest's "notrun" is a test without its program or its fixture."""
-    return {"run": "passed", "disabled": "skipped"}.get(test.get("status"), "failed")
+    written = report.exists() and report.stat().st_size
+    return list(xml.etree.ElementTree.parse(report).iter("testcase")) if written else []
 
 
 def outcome_of_case(case):
@@ -31,6 +27,18 @@ def outcome_of_case(case):
     return "skipped" if skipped else "passed"
 
 
+def outcomes(test, report):
+    # "notrun" is a test without its program or its fixture.
+    outcome = {"run": "passed", "disabled": "skipped"}.get(test.get("status"), "failed")
+    if not report.exists():
+        return [outcome]
+    own = [outcome_of_case(case) for case in cases(report)]
+    if own and (outcome == "passed" or "failed" in own):
+        return own
+    print(f"FAILED: {test.get('name')} ended before it had reported all its cases")
+    return [*own, "failed"]
+
+
 def run(preset):
     results = ROOT / "build" / preset / "results"
     shutil.rmtree(results, ignore_errors=True)
@@ -38,10 +46,7 @@ def run(preset):
     succeeded = subprocess.run(["cmake", "--workflow", "--preset", preset], cwd=ROOT, check=False).returncode == 0
     total = collections.Counter()
     for test in cases(results / "ctest.xml"):
-        outcomes = [outcome_of_case(case) for case in cases(results / f"{test.get('name')}.xml")]
-        if not outcomes or outcome_of_test(test) == "failed" and "failed" not in outcomes:
-            outcomes.append(outcome_of_test(test))
-        total.update(outcomes)
+        total.update(outcomes(test, results / f"{test.get('name')}.xml"))
     if not succeeded and not total["failed"]:  # what came before the tests
         total["failed"] += 1
     return total
