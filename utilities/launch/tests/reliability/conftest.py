@@ -1,4 +1,4 @@
-"""What the reliability tests share, on top of the harness of the system tests; for the host's product alone.
+"""What the reliability tests share, on top of the support folder; for the host's product alone.
 
 `--long` makes the full number of runs (see scripts/soak); without it each test is a sample of a few seconds.
 What a test prints are its figures.
