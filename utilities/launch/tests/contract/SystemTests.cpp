@@ -14,13 +14,14 @@ class Library : public InScratch {};
 
 TEST_F(Process, RunsAndGivesItsExitCode) {
   PROCESS_INFORMATION child = {};
-  ASSERT_TRUE(Start(g_Program, "contract_tests --exit 500 7", child));
+  ASSERT_TRUE(Start(g_Program, "contract_tests --exit 7 end", child));
   DWORD code = 0;
   EXPECT_TRUE(GetExitCodeProcess(child.hProcess, &code));
   EXPECT_EQ(code, DWORD{STILL_ACTIVE});
   EXPECT_EQ(WaitForSingleObject(child.hProcess, 20), DWORD{WAIT_TIMEOUT});
   constexpr DWORD kRights = SYNCHRONIZE | PROCESS_QUERY_INFORMATION;
   const HANDLE opened = OpenProcess(kRights, FALSE, child.dwProcessId);
+  WriteText("end", "");
   EXPECT_EQ(WaitForSingleObject(opened, INFINITE), DWORD{WAIT_OBJECT_0});
   EXPECT_TRUE(GetExitCodeProcess(opened, &code));
   EXPECT_EQ(code, 7u);
@@ -34,7 +35,7 @@ TEST_F(Process, RunsAndGivesItsExitCode) {
     EXPECT_TRUE(Fails(WaitForSingleObject(handle, 0) != WAIT_FAILED, ERROR_INVALID_HANDLE));
   }
   EXPECT_TRUE(Fails(OpenProcess(kRights, FALSE, 0x7FFFFFF0) != nullptr, ERROR_INVALID_PARAMETER));
-  EXPECT_EQ(RunProgram(g_Program, "contract_tests --terminate 0 9"), 9u);
+  EXPECT_EQ(RunProgram(g_Program, "contract_tests --terminate 9"), 9u);
 }
 
 TEST_F(Process, IsRefusedWithTheReason) {
@@ -59,18 +60,20 @@ TEST_F(Library, LoadsByPathAndFindsByNameOrSaysWhyNot) {
   EXPECT_TRUE(Fails(LoadLibraryA("no_such.dll") != nullptr, ERROR_MOD_NOT_FOUND));
 }
 
-// As a child, which sleeps and then ends as its arguments say.
-static int RunChild(const std::string& how, unsigned milliseconds, unsigned value) {
-  Sleep(milliseconds);
-  if (how == "--exit") return static_cast<int>(value);
+// The child: `--exit CODE FILE` exits once the file exists; `--terminate CODE` terminates itself.
+static int RunChild(char** argv) {
+  const int code = std::atoi(argv[2]);
+  if (argv[1] == std::string("--exit")) {
+    while (!fs::exists(argv[3])) Sleep(1);
+    return code;
+  }
   std::atexit([] { std::abort(); });
-  TerminateProcess(GetCurrentProcess(), value);
+  TerminateProcess(GetCurrentProcess(), static_cast<unsigned>(code));
   return 1;
 }
 
 int main(int argc, char** argv) {
-  const auto number = [&](int i) { return static_cast<unsigned>(std::atoi(argv[i])); };
-  if (argc == 4) return RunChild(argv[1], number(2), number(3));
+  if (argc >= 3) return RunChild(argv);
   g_Program = fs::absolute(argv[0]).lexically_normal().string();
   testing::InitGoogleTest(&argc, argv);
   return RUN_ALL_TESTS();

@@ -1,5 +1,6 @@
 """Build verbs through the Assistant: the wire byte for byte, update, relay, and every way it can go wrong."""
 import os
+import re
 import select
 import stat
 import time
@@ -96,6 +97,25 @@ def test_environment_escapes_and_exclusions(workspace, product, assistant):
     assert environment_of(assistant.request[1]) == expected
 
 
+@pytest.mark.host_only
+def test_odd_environment_entries(workspace, product, assistant, tmp_path, monkeypatch):
+    """One without "=" is left out, a name may be empty, and the last of two entries counts."""
+    program = tmp_path / "program"
+    program.write_text(f'''#!/usr/bin/python3
+import ctypes, sys
+def array(*texts):
+    return (ctypes.c_char_p * (len(texts) + 1))(*map(str.encode, texts))
+execve = ctypes.CDLL(None).execve
+execve(b"{product.program}", array(*sys.argv), array("A=1", "without", "=x=y", "A=2"))
+''')
+    program.chmod(0o755)
+    monkeypatch.setattr(product, "program", program)
+    assistant.answers(OK)
+    result = workspace.run("Build", "--debug")
+    assert environment_of(assistant.request[1]) == "=x%3dy|A=2"
+    assert re.search("^[0-9a-f]+: <null>$", result.out, re.M)
+
+
 @pytest.fixture
 def old_assistant(workspace, product, tmp_path):
     """An older Assistant's directory and its answer; the workspace has all that an update copies."""
@@ -137,6 +157,7 @@ def test_update(workspace, product, assistant, old_assistant, again, nul):
 
     assistant.scripts.append(first)
     assistant.answers(text(" built") + NULL + number(7))
+    began = time.monotonic()
     run = workspace.start("Build", "T", "--debug")
     if again:  # the first attempt finds nobody
         wait_until(lambda: read_text(run.files.out).count("Waiting for assistant") > 1, "a second attempt")
@@ -148,6 +169,7 @@ def test_update(workspace, product, assistant, old_assistant, again, nul):
     copies = "".join(f"Copying bin/{source} to {product.path(place)}/{name}...\n" for name, source in pairs)
     waits = result.out.count("Waiting for assistant...\n")
     assert waits > 1 if again else waits == 1
+    assert time.monotonic() - began >= 0.5 * waits
     waited = "Waiting for assistant...\n" * waits
     assert (f"{MISMATCH}{copies}Assistant: Send 'Restart'\nAssistant: EOF\n{waited}"
             f"Assistant: Send 'Status'\nAssistant: Reading {len(STATUS)} characters\n"

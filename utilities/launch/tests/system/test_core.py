@@ -67,11 +67,14 @@ def test_failed_search(workspace, product, tmp_path):
     outside.mkdir(parents=True)
     not_in = "".join(f"Not in {product.path(folder)}...\n" for folder in [outside, *outside.parents])
     paths = "bin/\nBuild/Torvel/\nbuild/torvel/\nbuild/torvel/bin/\n"
-    for option, searched in [("-Xa", paths + not_in + OUTSIDE),
-                             ("--jar=a;b/;c\\", "a/\nb/\nc\\\n" + not_in + OUTSIDE),
-                             ("--workspace=no", paths + failure("Unable to locate Torvel within workspace"))]:
+    not_within = failure("Unable to locate Torvel within workspace")
+    for cwd, option, searched in [
+            (outside, "-Xa", paths + not_in + OUTSIDE),
+            (outside, "--jar=a;b/;c\\", "a/\nb/\nc\\\n" + not_in + OUTSIDE),
+            (outside, "--workspace=no", paths + not_within),
+            (workspace.game, "--workspace=..", paths + not_within)]:  # no search above the given one
         out = f"Launching...\nSearch for Torvel.jar and torvel-win64.dll in\n{searched}"
-        assert workspace.run("--debug", "Bild", option, cwd=outside) == (product.code(-1), out, "")
+        assert workspace.run("--debug", "Bild", option, cwd=cwd) == (product.code(-1), out, "")
 
 
 def test_start_that_cannot_be_entered_again(workspace, product):
@@ -85,10 +88,12 @@ def test_start_that_cannot_be_entered_again(workspace, product):
 FOUND = [
     (["--workspace=", "--Vok", "--Jar=x", "--Workspace=x"], "src/game",
      dict(not_in=("src/game", "src"), start="src/game/")),
-    (["--vok=0", "--jar=bin"], ".",
-     dict(jar="VokTools/bin/", lib="VokTools/bin/lib/", listed=["VokTools/bin/"])),
-    (["--jar=none;;tools\\jars\\;bin", "--workspace=nonesuch"], ".",  # of which one at most counts
-     dict(jar="tools\\jars\\", lib="tools\\jars\\swt/", listed=["none/", "./", "tools\\jars\\", "bin/"])),
+    # --workspace has no effect beside these: it would keep the search from climbing.
+    (["--vok=0", "--jar=bin", "--workspace=."], "src", dict(
+        not_in=["src"], start="src/", jar="VokTools/bin/", lib="VokTools/bin/lib/", listed=["VokTools/bin/"])),
+    (["--jar=none;;tools\\jars\\;bin", "--workspace=."], "src", dict(
+        not_in=["src"], start="src/", jar="tools\\jars\\", lib="tools\\jars\\swt/",
+        listed=["none/", "./", "tools\\jars\\", "bin/"])),
     (["--jar=all/"], ".", dict(jar="all/", lib="all/", listed=["all/"])),
     (["--workspace=../.."], "src/game", dict(start="src/game/")),
     (["--workspace=src"], ".", {}),  # which is none: back to the start
@@ -101,7 +106,7 @@ def test_search(workspace, product):
                   *(f"all/{below}torvel-win64.dll" for below in ("", "swt/", "lib/")))
     for args, cwd, said in FOUND:
         if product.windows and "start" in said:
-            said = said | {"start": said["start"].replace("src/", "src\\")}
+            said = said | {"start": said["start"].replace("src/game", "src\\game")}
         expected = (product.code(-1), workspace.search(**said) + unknown("bild"), "")
         assert workspace.run("Bild", "--debug=no", *args, cwd=workspace.root / cwd) == expected
 

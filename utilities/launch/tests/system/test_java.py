@@ -87,14 +87,18 @@ RUNS = [
     ("prints", 0, RAN, [*CALLING, "fake main runs", "Cleaning up VM..."]),
     ("exit=300", 300, RAN, RETURNED),
     (f"exit={LOST}", -1, RAN, RETURNED),
+    ("exception", 0, [*RAN, "ExceptionDescribe", "ExceptionClear"], RETURNED),
     ("exception,exit=4", 4, [*RAN, "ExceptionDescribe", "ExceptionClear"], RETURNED),
+    ("late-exit=6", 6, RAN, RETURNED),
+    ("defaults-fail,exit=7", 7, RAN, RETURNED),
 ]
 # The library and its scenario, what it is asked, what is said before a child runs the class instead.
 FALLS_BACK = [
     ("fake_jvm", "no-class", FINDS_CLASS, [*CREATED, f"JVMDLL: Failed to find the class {CLASS}"]),
     ("fake_jvm", "no-main", FINDS_MAIN, [*FOUND_CLASS, "JVMDLL: Failed to find main()"]),
     ("fake_jvm", "no-array", makes_array(1), [*FOUND_MAIN, "JVMDLL: Failed to find create arguments"]),
-    ("fake_jvm", "create-fails", [], ATTEMPT),
+    ("fake_jvm", "create=-1", [], ATTEMPT),
+    ("fake_jvm", "create=1", [], ATTEMPT),
     ("fake_jvm_no_create", "", [], []),
     ("fake_jvm_no_defaults", "", [], []),
 ]
@@ -214,6 +218,12 @@ def public(version, key=None, **values):
 DISCOVERY = {
     "nothing registered": ({}, [], [*NO_KEY, "No JRE version key found"], False),
     "client before server": (OWN, [CLIENT, SERVER], [LOOKING, FOUND + CLIENT, LOADED + CLIENT], True),
+    "server alone": (OWN, [SERVER], [LOOKING, FOUND + SERVER, LOADED + SERVER], True),
+    "own broken, public not tried": (
+        OWN | public("9", "9", RuntimeLib="@pub\\jvm.dll"), [CLIENT + "!", "pub\\jvm.dll"],
+        [LOOKING, FOUND + CLIENT], False),
+    "version missing": ({JAVASOFT: {}}, [], [*NO_KEY, NO_VERSION], False),
+    "version of another type": (public(EXPAND), [], [*NO_KEY, NO_VERSION], False),
     "client broken": (OWN, [CLIENT + "!", SERVER], [LOOKING, FOUND + CLIENT, LOADED + SERVER], True),
     "own is empty, public 1.10 is key 1.1": (
         OWN | public("1.10", "1.1", RuntimeLib="@pub\\jvm.dll"), ["pub\\jvm.dll"],
