@@ -7,7 +7,6 @@ import contextlib
 import struct
 
 import pytest
-from sample_workspace import assembled, sample  # noqa: F401: fixtures
 from scripted_assistant import NULL, ScriptedAssistant, number, text
 
 

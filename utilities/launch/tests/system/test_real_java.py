@@ -4,7 +4,7 @@ import pathlib
 import subprocess
 
 import pytest
-from harness import LIMIT, Workspace, in_cache, read_text, wait_until
+from harness import Workspace, in_cache
 
 pytestmark = pytest.mark.windows_only
 JAVASOFT = "JavaSoft\\Java Runtime Environment"
@@ -12,7 +12,6 @@ SOURCE = """
 package com.drel.torvel.commands;
 
 import java.io.PrintStream;
-import java.nio.file.*;
 
 public class Launch {
   public static void main(String[] args) throws Exception {
@@ -31,7 +30,6 @@ public class Launch {
       case "input": for (int c; (c = System.in.read()) >= 0;) out.write(c); out.flush(); break;
       case "arguments": for (int i = 2; i < args.length; i++) out.println("[" + args[i] + "]"); break;
       case "memory": out.println(Runtime.getRuntime().maxMemory() / 1024 / 1024 / 100); break;
-      case "sleep": Files.writeString(Path.of(args[2]), self.pid() + "\\n"); Thread.sleep(60_000);
     }
   }
 }
@@ -109,18 +107,3 @@ def test_its_own_libraries_are_found(workspace, found, way, env):
     """Without the C++ runtime in the system; with nothing of it on PATH but the folder of jvm.dll."""
     found("17", way)
     assert workspace.run("Launch", "return", "0", env=env) == (0, "Torvel.exe with Java 17\n", "")
-
-
-def test_ninja_killed(workspace, product, found, tmp_path):
-    found("25", "path")
-    ninja, report, slept = in_cache("windows-tools/ninja/ninja.exe"), tmp_path / "report", tmp_path / "pid"
-    command = f"{product.path(product.program)} launch sleep 0 {product.path(slept)}"
-    (workspace.root / "build.ninja").write_text(f"rule torvel\n  command = {command}\nbuild out: torvel\n")
-    env = product.wine_env | {"WINEPATH": workspace.env["PATH"]}
-    with subprocess.Popen(["wine64", ninja], cwd=workspace.root, env=env, stdout=subprocess.DEVNULL,
-                          stderr=subprocess.DEVNULL) as parent:
-        wait_until(lambda: read_text(slept).endswith("\n"), "Java")
-        watcher = product.parent("/", report, read_text(slept).strip())
-        wait_until(lambda: "\n" in read_text(report), "the process that watches")
-        parent.kill()
-    assert watcher.wait(LIMIT) == 0 and read_text(report).splitlines()[1] == "exit 1"
