@@ -6,7 +6,7 @@ import zipfile
 import zlib
 
 import pytest
-from harness import end_wine, in_cache, wait_until, wine_environment
+from harness import VERSION, end_wine, in_cache, wait_until, wine_environment
 
 pytestmark = pytest.mark.windows_only
 TOOL = r"HKEY_LOCAL_MACHINE\SOFTWARE\Torvel"
@@ -19,7 +19,7 @@ SYSTEM = r"%SystemRoot%\system32;%SystemRoot%"
 
 class Machine:
     def __init__(self, build):
-        self.installer, prefix = build / "Torvel-2.8.10-win64.exe", build / "wine-packaging"
+        self.installer, prefix = build / f"Torvel-{VERSION}-win64.exe", build / "wine-packaging"
         shutil.rmtree(prefix, ignore_errors=True)
         self.env, self.drive = wine_environment(prefix), prefix / "drive_c"
         self.folder = self.drive / "Program Files/Torvel"
@@ -78,11 +78,11 @@ def test_installed_used_and_removed(machine):
     installed = {file.name for file in machine.folder.iterdir()}
     assert installed == {"Torvel.exe", "Uninstall.exe", "doc", "sample"}
     assert set(re.findall(r"    (\w+)    REG_SZ    (.*)\r", now[TOOL] + now[INSTALLED])) >= {
-        ("Install_Dir", FOLDER), ("DisplayName", "Torvel"), ("DisplayVersion", "2.8.10"),
+        ("Install_Dir", FOLDER), ("DisplayName", "Torvel"), ("DisplayVersion", VERSION),
         ("Publisher", "Torvel"), ("UninstallString", f'"{FOLDER}\\Uninstall.exe"')}
     # A new console finds the launcher by its name.
     code, usage = machine.wine(r"C:\windows\system32\cmd.exe", "/c", "Torvel", "--help")
-    assert code == 255 and usage.startswith("Torvel Launcher 2.8.10\r\n\r\nUsage: Torvel <command>")
+    assert code == 255 and usage.startswith(f"Torvel Launcher {VERSION}\r\n\r\nUsage: Torvel <command>")
 
     # What the user put there is the user's; without it nothing is left.
     for folder in ("JRE", "sample/out/Release"):
@@ -96,7 +96,7 @@ def test_installed_used_and_removed(machine):
 
 def test_zip_holds_the_sample_ready_to_use(machine, build, tmp_path):
     java = str(in_cache("java-windows/17/bin")).replace("/", "\\")
-    with zipfile.ZipFile(build / "Torvel-2.8.10-win64.zip") as package:
+    with zipfile.ZipFile(build / f"Torvel-{VERSION}-win64.zip") as package:
         package.extractall(tmp_path)
     [sample] = tmp_path.glob("*/sample")
 

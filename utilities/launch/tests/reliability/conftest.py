@@ -7,6 +7,7 @@ import contextlib
 import struct
 
 import pytest
+from harness import VERSION
 from scripted_assistant import NULL, ScriptedAssistant, number, text
 
 
@@ -23,7 +24,7 @@ def scale(request):
 class TolerantAssistant(ScriptedAssistant):
     """For many launchers: one that breaks off or speaks nonsense ends its own conversation and nothing else.
     `output` writes a build's answer."""
-    version, directory = "2.8.10", "/nowhere"
+    version, directory = VERSION, "/nowhere"
 
     def answer(self, *lines, code=5):
         data = b"".join(map(text, lines)) + NULL + number(code)
@@ -34,7 +35,7 @@ class TolerantAssistant(ScriptedAssistant):
             while (request := connection.read_text()) == "Status":
                 connection.send(text(f"cwd={self.directory}|version={self.version}"))
             if request == "Restart":
-                self.version = "2.8.10"
+                self.version = VERSION
             else:
                 self.output(connection, [connection.read_text() for _ in range(connection.read_number())])
                 connection.read(1)  # until the launcher's end

@@ -8,10 +8,9 @@ import shutil
 import subprocess
 
 import pytest
-from harness import TARGETS, UPDATE_SET, failure
+from harness import MISMATCH, TARGETS, UPDATE_SET, VERSION, failure
 from scripted_assistant import number
 
-MISMATCH = "Version mis-match, restarting Assistant with version 2.8.10\n"
 JAVASOFT = "JavaSoft\\Java Runtime Environment"
 NOT_ENOUGH_MEMORY = 8
 ERRORS = collections.defaultdict(lambda: [NOT_ENOUGH_MEMORY], {
@@ -57,7 +56,7 @@ CODE_PATHS = {
         args=["Checksum", "--debug"], code=FALLBACK,
         others={FAILED: WORKSPACE_SEARCH | CHILD, WATCHED: {"WaitForSingleObject"}}),
     "assisted build": CodePath(
-        args=["Build", "T"], code=BUILT, assistant="2.8.10",
+        args=["Build", "T"], code=BUILT, assistant=VERSION,
         others={FAILED: WORKSPACE_SEARCH, FALLBACK: CONNECTION, LOST: TRANSFER}),
     "update": CodePath(
         args=["Build", "T"], code=BUILT, assistant="2.8.9",

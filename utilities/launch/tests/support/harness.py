@@ -15,6 +15,9 @@ import time
 
 import pytest
 
+ROOT = pathlib.Path(__file__).parents[4]
+VERSION = re.search(r"project\(Torvel VERSION (\S+)", (ROOT / "CMakeLists.txt").read_text())[1]
+MISMATCH = f"Version mis-match, restarting Assistant with version {VERSION}\n"
 LIMIT = 60  # seconds after which a run counts as hanging
 UPDATE_SET = ("TorvelAssistant.x64", "Torvel.jar", "torvel-win64.dll", "swt-win64.jar", "Slave.jar")
 TARGETS = ("TorvelAssistant.exe", *UPDATE_SET[1:])  # their names where the Assistant is

@@ -8,10 +8,10 @@ import subprocess
 from contextlib import suppress
 
 import pytest
-from harness import LIMIT, in_cache, wait_until
+from harness import LIMIT, ROOT, in_cache, wait_until
 from scripted_assistant import PORT, text
 
-SAMPLE = pathlib.Path(__file__).parents[4] / "sample"
+SAMPLE = ROOT / "sample"
 
 
 class Sample:

@@ -9,6 +9,8 @@ import socket
 import struct
 import threading
 
+from harness import VERSION
+
 PORT = 8118
 LIMIT = 60  # seconds that a script waits for anything
 
@@ -23,7 +25,7 @@ def text(characters):
 
 
 NULL = number(-1)
-STATUS = "cwd=C:\\Assist|version=2.8.10"
+STATUS = f"cwd=C:\\Assist|version={VERSION}"
 
 
 class Connection:

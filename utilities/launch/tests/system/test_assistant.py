@@ -6,11 +6,11 @@ import stat
 import time
 
 import pytest
-from harness import TARGETS, UPDATE_SET, addresses_out, failure, read_text, wait_until
+from harness import MISMATCH, TARGETS, UPDATE_SET, VERSION, addresses_out, failure, read_text, wait_until
 from scripted_assistant import NULL, STATUS, Connection, number, text
 
 OK = NULL + number(0)
-MISMATCH = "Version mis-match, restarting Assistant with version 2.8.10\n"
+ESCAPED = VERSION[:-1] + f"%3{VERSION[-1]}"  # the last digit
 LOST = 666  # the code when the build's own never arrived
 ADDED = ("WINE", "System", "TSAN_")  # what Windows and the checks add to an environment
 
@@ -222,7 +222,7 @@ def test_target_in_use(workspace, product, assistant):
 
 def test_versions_that_differ(workspace, product, assistant):
     """The last names a directory that is not there; by the others the copies go to the top of the drive."""
-    for version in ("version=2.8.10 ", "Version=2.8.10", "", "version=2.8.1%30|version=2.8.9", "cwd=/none"):
+    for version in (f"version={VERSION} ", f"Version={VERSION}", "", f"version={ESCAPED}|version=2.8.9", "cwd=/none"):
         assistant.scripts.append(lambda c: c.status(version))
         expected = copy_failure(product, 2, UPDATE_SET[0], "/TorvelAssistant.exe")
         if "cwd" in version:
@@ -232,7 +232,7 @@ def test_versions_that_differ(workspace, product, assistant):
 
 
 def test_statuses_that_pass(workspace, assistant):
-    for status in (NULL, text("a=b|version=2.8.1%30"), text("version=1|=x|junk||version=2.8.10")):
+    for status in (NULL, text(f"a=b|version={ESCAPED}"), text(f"version=1|=x|junk||version={VERSION}")):
         assistant.answers(OK + b"beyond", status=status)
         result = workspace.run("Build", "T", "--debug")
         assert (result.code, result.err, *assistant.request[:2]) == (0, "", "Build", "T")
