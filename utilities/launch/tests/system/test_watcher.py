@@ -15,7 +15,7 @@ def test_parent_killed(workspace, product, assistant, where):
     elif where == "child":
         workspace.use_java("waits")
     else:
-        workspace.use_jvm("logs-exit,sleeps=60000" if where == "java" else "load-sleeps=60000")
+        workspace.use_jvm("logs-exit,sleeps=600000" if where == "java" else "load-sleeps=600000")
     options = [] if where == "socket" else ["--assistant=false"]
     run = workspace.start("Build", "T", "--debug", *options, own_parent=True)
     begun = {"call", "in", "loading"}  # first words of the fakes' last log lines
