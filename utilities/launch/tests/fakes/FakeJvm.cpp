@@ -17,8 +17,8 @@
 
 namespace {
 
-// Each Java object is a text: a class's name, a string, an array's elements as far as they are set.
-// References stay valid while it grows, and past the end of the process: main may still run then.
+// Each Java object is a text: a class's name, a string, an array's elements. References stay valid
+// while the deque grows. It is never destroyed: main may still run while the process exits.
 std::deque<std::string>& objects = *new std::deque<std::string>;
 void (*exitHook)(jint) = nullptr;
 bool pending = false;
@@ -108,7 +108,7 @@ std::string Hex(jint version) {
 extern "C" JNIEXPORT jint JNICALL JNI_GetDefaultJavaVMInitArgs(void* args) {
   auto* defaults = static_cast<JavaVMInitArgs*>(args);
   Log("defaults " + Hex(defaults->version));
-  defaults->ignoreUnrecognized = JNI_TRUE;  // the caller must not rely on what it gets here
+  defaults->ignoreUnrecognized = JNI_TRUE;  // the caller must set it itself
   return Asked("defaults-fail") ? JNI_ERR : JNI_OK;
 }
 

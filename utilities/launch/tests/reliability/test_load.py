@@ -7,7 +7,7 @@ from scripted_assistant import NULL, number, text
 
 
 def test_every_line_arrives(workspace, assistant, behind, scale):
-    """Compared by hash at the far end of two pipes; the launcher's memory stays as after the first lines."""
+    """The hashes of both streams are equal, and the launcher's memory does not grow."""
     count, peaks, sent = scale(100_000, 1_000_000), [], [hashlib.sha256(), hashlib.sha256()]
 
     def output(connection, parameters):

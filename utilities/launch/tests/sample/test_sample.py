@@ -1,4 +1,4 @@
-"""The sample's Java program and Assistant, through the launcher: the two sides prove each other."""
+"""The sample's Java program and Assistant with the launcher: two independent sides of the protocol."""
 import pytest
 from harness import MISMATCH, TARGETS, UPDATE_SET, VERSION, read_text, wait_until
 
@@ -19,7 +19,7 @@ def test_java_commands_without_an_assistant(sample):
 
 
 def test_update_and_builds(sample):
-    """An Assistant of an older version is brought to the launcher's with real files, restarts and builds."""
+    """The launcher updates an older Assistant with real files; it restarts and builds."""
     (left := sample.home / "TorvelAssistant.copies/7").mkdir(parents=True)
     (left / "Torvel.jar").touch()
     sample.open_assistant("2.8.9")
@@ -41,7 +41,7 @@ def test_update_and_builds(sample):
 
 @pytest.mark.parametrize("ends, pause, code", [(False, 400, 0), (True, 60000, 1)])
 def test_one_build_at_a_time(sample, ends, pause, code):
-    """The second launcher waits its turn, which a first whose parent was killed gives up."""
+    """The second launcher waits until the first build ends, here also by the end of its launcher's parent."""
     sample.open_assistant()
     first = sample.start("Rebuild", "game", "Release", f"--pause={pause}", own_parent=ends)
     wait_until(lambda: "Compiling" in read_text(first.files.out), "the build's start")
@@ -56,7 +56,7 @@ def test_one_build_at_a_time(sample, ends, pause, code):
 
 @pytest.mark.host_only
 def test_build_that_breaks_off(sample):
-    """With a return code, whatever the compiler throws."""
+    """An exception of the compiler ends the build with an exit code."""
     (sample.root / "deep").mkdir()
     (sample.root / "deep/Deep.java").write_text(f"class Deep {{ int x = {'(' * 30000}1{')' * 30000}; }}")
     sample.open_assistant()

@@ -42,7 +42,7 @@ def test_refused(workspace, product):
 
 
 def test_failed_search(workspace, product, tmp_path):
-    """Outside a workspace the place is complained of, not the command, after each directory up to the top."""
+    """Outside a workspace the failure is about the directory, not the command."""
     outside = tmp_path / "outside" / "100%s here"
     outside.mkdir(parents=True)
     not_in = "".join(f"Not in {product.path(folder)}...\n" for folder in [outside, *outside.parents])
@@ -58,7 +58,7 @@ def test_failed_search(workspace, product, tmp_path):
 
 
 def test_start_that_cannot_be_entered_again(workspace, product):
-    """By the name that the system's narrow texts give it. Another target would be built otherwise."""
+    """Its name has no exact form in the code page. Continuing would build another target."""
     start = workspace.root / "src" / ("\u0416\u0443\u043a" if product.windows else "a\\b")
     start.mkdir()
     assert workspace.run("Build", "T", cwd=start) == (product.code(-1), OUTSIDE, "")
@@ -75,8 +75,8 @@ FOUND = [
         not_in=["src"], start="src/", jar="tools\\jars\\", lib="tools\\jars\\swt/",
         listed=["none/", "./", "tools\\jars\\", "bin/"])),
     (["--jar=all/"], ".", dict(jar="all/", lib="all/", listed=["all/"])),
-    (["--workspace=../.."], "src/game", dict(start="src/game/")),
-    (["--workspace=src"], ".", {}),  # which is none: back to the start
+    (["--workspace=..\\.."], "src/game", dict(start="src/game/")),
+    (["--workspace=src"], ".", {}),  # no workspace: the start directory counts
 ]
 
 

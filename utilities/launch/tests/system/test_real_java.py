@@ -1,4 +1,4 @@
-"""Torvel.exe with real Java runtimes for Windows: found in each way, and doing what Java programs do."""
+"""Torvel.exe with real Java runtimes for Windows: found in each way, with typical Java programs."""
 import os
 import pathlib
 import subprocess
@@ -34,10 +34,10 @@ public class Launch {
   }
 }
 """
-# What Java does: arguments, exit code, standard output, standard error (of an exception: what is in it).
+# Arguments, exit code, standard output, standard error (of an exception: a part of it).
 ODD = ("--x=y=z", "a b", "=", "%s")
 LINES = {err: "".join(f"line {i}\n" for i in range(20000) if (i % 7 == 0) == err) for err in (False, True)}
-DEEDS = {
+PROGRAMS = {
     "exit": (["exit", "300"], 300, "", ""),
     "exit in a thread": (["thread", "-2"], -2, "", ""),
     "halt": (["halt", "77"], 77, "", ""),
@@ -47,8 +47,8 @@ DEEDS = {
     "arguments": (["arguments", "0", *ODD], 0, "".join(f"[{each}]\n" for each in ODD), ""),
     "less memory": (["memory", "0", "-Xmx350m"], 0, "3\n", ""),
 }
-# Version, way of finding it, what it does: each way meets each deed, by one of the versions.
-TRIED = [(version, way, list(DEEDS)[(i + j) % 4::4]) for i, version in enumerate(("11", "17", "21", "25"))
+# Version, way of finding it, programs: each way runs each program, by one of the versions.
+TRIED = [(version, way, list(PROGRAMS)[(i + j) % 4::4]) for i, version in enumerate(("11", "17", "21", "25"))
          for j, way in enumerate(("path", "own", "public", "child"))]
 
 
@@ -73,7 +73,7 @@ def workspace(product, tmp_path, jar):
 
 @pytest.fixture
 def found(product, workspace, registry, tmp_path):
-    """Has a runtime found in one way alone."""
+    """Makes a runtime available in one way only."""
     def find(version, way):
         home = in_cache("java-windows", version)
         bin, server = product.path(home / "bin"), product.path(home / "bin/server")
@@ -88,22 +88,22 @@ def found(product, workspace, registry, tmp_path):
     return find
 
 
-@pytest.mark.parametrize("version, way, deeds", TRIED)
-def test_deeds(workspace, product, found, version, way, deeds):
+@pytest.mark.parametrize("version, way, names", TRIED)
+def test_programs(workspace, product, found, version, way, names):
     found(version, way)
-    for deed in deeds:
-        args, code, out, err = DEEDS[deed]
-        if way == "child" and deed == "exception":
+    for name in names:
+        args, code, out, err = PROGRAMS[name]
+        if way == "child" and name == "exception":
             code = 1  # of the program `java`
         program = "java.exe" if way == "child" else "Torvel.exe"
         result = workspace.run("Launch", *args, stdin=workspace.root / "input")
-        assert (deed, *result[:2]) == (deed, product.code(code), f"{program} with Java {version}\n{out}")
-        assert result.err == err or err in result.err and deed == "exception"
+        assert (result.code, result.out) == (product.code(code), f"{program} with Java {version}\n{out}"), name
+        assert result.err == err or err in result.err and name == "exception"
 
 
 @pytest.mark.parametrize("way, env", [
     ("own", {"WINEDLLOVERRIDES": "vcruntime140,vcruntime140_1,msvcp140=n"}), ("server", {})])
 def test_its_own_libraries_are_found(workspace, found, way, env):
-    """Without the C++ runtime in the system; with nothing of it on PATH but the folder of jvm.dll."""
+    """Without the C++ runtime in the system; with only the folder of jvm.dll on PATH."""
     found("17", way)
     assert workspace.run("Launch", "return", "0", env=env) == (0, "Torvel.exe with Java 17\n", "")
