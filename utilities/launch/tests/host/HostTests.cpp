@@ -103,6 +103,7 @@ TEST_F(Search, OwnDirectoryThenCurrentDirectoryThenPath) {
   char path[4096];
   const auto size = static_cast<DWORD>(Find("tool").size());
   EXPECT_EQ(SearchPathA(nullptr, "tool", ".exe", size, path, nullptr), size + 1);
+  EXPECT_EQ(_fullpath(path, "tool", size), nullptr);
   EXPECT_NE(Find("host_tests"), "");
   EXPECT_EQ(Find("sh"), "");
   ::unsetenv("PATH");

@@ -84,6 +84,7 @@ def test_search(workspace, product):
     workspace.add(*(f"{folder}/Torvel.jar" for folder in ("build/torvel/bin", "VokTools/bin", "tools/jars")))
     workspace.add("all/Torvel.jar", "tools/jars/swt/torvel-win64.dll",
                   *(f"all/{below}torvel-win64.dll" for below in ("", "swt/", "lib/")))
+    (workspace.root / "none/Torvel.jar").mkdir(parents=True)  # a directory is no jar
     for args, cwd, said in FOUND:
         if product.windows and "start" in said:
             said = said | {"start": said["start"].replace("src/game", "src\\game")}
