@@ -51,12 +51,11 @@ inline testing::AssertionResult Fails(bool isOk, DWORD error) {
                          : testing::AssertionSuccess();
 }
 
-inline BOOL Start(const std::string& program, std::string line, PROCESS_INFORMATION& child,
-                  DWORD flags = 0) {
+inline BOOL Start(const std::string& program, std::string line, PROCESS_INFORMATION& child) {
   STARTUPINFOA startup = {};
   startup.cb = sizeof startup;
-  return CreateProcessA(program.c_str(), line.data(), nullptr, nullptr, FALSE, flags, nullptr,
-                        nullptr, &startup, &child);
+  return CreateProcessA(program.c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                        &startup, &child);
 }
 
 // Runs a program and returns its exit code.

@@ -1,4 +1,4 @@
-"""The program as its users get it: hardening, imports and, for Windows, its resources in its zip."""
+"""The program that users get: hardening, imports and, on Windows, its resources."""
 import re
 import subprocess
 import zipfile

@@ -1,4 +1,4 @@
-"""The installer: used under Wine, on a machine of its own."""
+"""The installer under Wine, in a prefix of its own."""
 import re
 import shutil
 import subprocess
@@ -25,7 +25,7 @@ class Machine:
         self.folder = self.drive / "Program Files/Torvel"
 
     def wine(self, *command, cwd=None, **env):
-        """The exit code and the output, through a file: what Wine starts beside it would hold a pipe open."""
+        """The exit code and the output. It goes to a file: Wine's services would keep a pipe open."""
         output = self.drive / "windows/output"
         with output.open("wb") as file:
             code = subprocess.run(["wine64", *command], cwd=cwd, env=self.env | env, timeout=600,
@@ -49,7 +49,7 @@ class Machine:
         assert self.wine(self.installer, "/S", *options)[0] == code
 
     def remove(self):
-        """By the command that the list of installed programs names; the remover goes on after its start."""
+        """By the registered command, which goes on after it returns."""
         command = re.search('QuietUninstallString    REG_SZ    "(.*)" (.*)\r', self.registry(INSTALLED))
         assert self.wine(*command.groups())[0] == 0
         last = self.folder / "Uninstall.exe" if (self.folder / "JRE").exists() else self.folder

@@ -22,14 +22,12 @@ public class Launch {
     int number = Integer.parseInt(args[1]);
     switch (args[0]) {
       case "exit": System.exit(number);
-      case "halt": Runtime.getRuntime().halt(number);
       case "thread": Thread other = new Thread(() -> System.exit(number)); other.start(); other.join();
       case "throw": throw new IllegalStateException("thrown");
       case "lines": for (int i = 0; i < number; i++) (i % 7 > 0 ? out : System.err).println("line " + i);
         break;
       case "input": for (int c; (c = System.in.read()) >= 0;) out.write(c); out.flush(); break;
       case "arguments": for (int i = 2; i < args.length; i++) out.println("[" + args[i] + "]"); break;
-      case "memory": out.println(Runtime.getRuntime().maxMemory() / 1024 / 1024 / 100); break;
     }
   }
 }
@@ -40,12 +38,10 @@ LINES = {err: "".join(f"line {i}\n" for i in range(20000) if (i % 7 == 0) == err
 PROGRAMS = {
     "exit": (["exit", "300"], 300, "", ""),
     "exit in a thread": (["thread", "-2"], -2, "", ""),
-    "halt": (["halt", "77"], 77, "", ""),
     "exception": (["throw", "0"], 0, "", "java.lang.IllegalStateException: thrown\n"),
     "many lines": (["lines", "20000"], 0, LINES[False], LINES[True]),
     "input": (["input", "0"], 0, "one\ntwo\n", ""),
     "arguments": (["arguments", "0", *ODD], 0, "".join(f"[{each}]\n" for each in ODD), ""),
-    "less memory": (["memory", "0", "-Xmx350m"], 0, "3\n", ""),
 }
 # Version, way of finding it, programs: each way runs each program, by one of the versions.
 TRIED = [(version, way, list(PROGRAMS)[(i + j) % 4::4]) for i, version in enumerate(("11", "17", "21", "25"))
