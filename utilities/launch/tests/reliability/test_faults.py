@@ -228,6 +228,18 @@ def test_line_longer_than_memory(workspace, assistant, behind):
     assert result.out.endswith("** Exception **\nReturn code: 666\nAssistant KeepAlive closed")
 
 
+def test_every_line_arrives(workspace, assistant, behind, scale):
+    """With less memory than the output has bytes."""
+    lines = [f"line {i} " + "x" * (i % 9973) for i in range(scale(20_000, 100_000))]
+    assistant.answer(*("! "[i % 7 > 0] + line for i, line in enumerate(lines)))
+    behind('ulimit -v 60000; exec "$@"')
+    result = workspace.run("Build", "T")
+    assert result.code == BUILT
+    assert result.err.splitlines() == lines[::7]
+    assert result.out.splitlines() == [line for i, line in enumerate(lines) if i % 7 > 0]
+    print(f"relay: {len(lines)} lines with {sum(map(len, lines))} bytes in 60 MB of memory")
+
+
 def test_order_of_closing_and_one_write_a_line(workspace, tmp_path, behind, assistant):
     """The old connection is closed before the wait for the new Assistant, the keep-alive before the build's."""
     workspace.add_update_set()
