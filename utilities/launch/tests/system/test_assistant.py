@@ -341,14 +341,3 @@ def test_full_pipe(workspace, assistant, is_read):
             assert pipe.read().splitlines() == lines
     code, _, err = run.wait()
     assert err == "" and code in ((9,) if is_read else (9, -13))
-
-
-def test_refused_keep_alive_counts_as_opened(workspace, assistant):
-    def build(connection):
-        assistant.stop_listening()
-        connection.status()
-        connection.send(text(" built") + NULL + number(6))
-        connection.read_request()
-
-    assistant.scripts.append(build)
-    assert workspace.run("Build") == (6, "built\n", "") and len(assistant.connections) == 1
