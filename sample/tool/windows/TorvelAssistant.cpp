@@ -24,6 +24,7 @@ void Require(bool done, const char* what) {
 }
 
 constexpr DWORD kLongestText = 32767;
+constexpr int kMostFolders = 1000;
 constexpr wchar_t kCopies[] = L"TorvelAssistant.copies";
 constexpr wchar_t kInUse[] = L"\\in-use";
 
@@ -83,6 +84,13 @@ HANDLE Open(const wchar_t* path, DWORD access, DWORD shared, DWORD disposition) 
   return CreateFileW(path, access, shared, &inherited, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
+// Whether a folder of another number may do: this one is taken, or about to be deleted once nobody
+// holds it any more, or was removed by another start in this very moment.
+bool MayTryNext(DWORD error) {
+  return error == ERROR_ALREADY_EXISTS || error == ERROR_ACCESS_DENIED ||
+         error == ERROR_PATH_NOT_FOUND;
+}
+
 // Sets the name of a new folder, and gives its mark.
 HANDLE MakeFolder(std::wstring& folder) {
   CreateDirectoryW(kCopies, nullptr);
@@ -92,13 +100,9 @@ HANDLE MakeFolder(std::wstring& folder) {
       const HANDLE mark =
           Open((folder + kInUse).c_str(), GENERIC_WRITE, FILE_SHARE_READ, CREATE_NEW);
       if (mark != INVALID_HANDLE_VALUE) return mark;
-      // Another start may have removed the folder in this very moment: the next one will do.
-      Require(GetLastError() == ERROR_PATH_NOT_FOUND,
-              "cannot make a file in TorvelAssistant.copies");
-    } else {
-      Require(GetLastError() == ERROR_ALREADY_EXISTS,
-              "cannot make a folder in TorvelAssistant.copies");
     }
+    Require(MayTryNext(GetLastError()) && number < kMostFolders,
+            "cannot make a folder in TorvelAssistant.copies");
   }
 }
 

@@ -2,9 +2,7 @@
 // significant first; strings of ASCII characters behind their number. Failed calls end the program.
 #pragma once
 
-#include <arpa/inet.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include "Platform.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -16,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+using Connection = decltype(::socket(0, 0, 0));
 constexpr std::uint16_t kAssistantPort = 8118;
 constexpr std::size_t kBlockSize = 65536;
 
@@ -46,10 +45,10 @@ inline void AppendString(std::string& out, const std::string& text) {
   out += text;
 }
 
-inline void SendAll(int descriptor, const char* data, std::size_t length) {
+inline void SendAll(Connection connection, const char* data, std::size_t length) {
   while (length > 0) {
-    const auto sent =
-        static_cast<std::size_t>(Check(::send(descriptor, data, length, MSG_NOSIGNAL), "send"));
+    const auto sent = static_cast<std::size_t>(
+        Check(::send(connection, data, static_cast<Size>(length), kSendFlags), "send"));
     data += sent;
     length -= sent;
   }
@@ -58,7 +57,7 @@ inline void SendAll(int descriptor, const char* data, std::size_t length) {
 // Units of a stream, read in blocks.
 class UnitReader {
  public:
-  explicit UnitReader(int descriptor) : m_Descriptor(descriptor), m_Block(2 * kBlockSize) {}
+  explicit UnitReader(Connection connection) : m_Connection(connection), m_Block(2 * kBlockSize) {}
 
   // False at the end of the stream.
   bool ReadInt(std::int32_t& value) {
@@ -97,7 +96,7 @@ class UnitReader {
     m_Begin = 0;
     m_Block.resize(std::max(m_Block.size(), needed + kBlockSize));
     while (m_End < needed) {
-      const ssize_t length = ::recv(m_Descriptor, m_Block.data() + m_End, kBlockSize, 0);
+      const auto length = ::recv(m_Connection, m_Block.data() + m_End, kBlockSize, 0);
       if (length <= 0) {
         return false;
       }
@@ -106,7 +105,7 @@ class UnitReader {
     return true;
   }
 
-  const int m_Descriptor;
+  const Connection m_Connection;
   std::vector<char> m_Block;
   std::size_t m_Begin = 0;
   std::size_t m_End = 0;

@@ -78,7 +78,8 @@ class Measuring:
         self.launcher = str(build / "Torvel")
         self.programs = build / "benchmarks"
         self.scratch = build / "benchmarks/scratch"
-        self.rows, self.nailgun_port, self.has_assistant = [], None, False
+        self.windows_build = build.with_name(build.name + "-windows")
+        self.rows, self.nailgun_port, self.has_assistant, self.wine = [], None, False, None
         shutil.rmtree(self.scratch, ignore_errors=True)
         self.make_workspace()
 
@@ -144,6 +145,25 @@ class Measuring:
                 self.measure(Side(self.nailgun(10000), ANSWER_CODE, 10000))
         return [client, "--nailgun-server", "127.0.0.1", "--nailgun-port", self.nailgun_port, "Lines", str(lines)]
 
+    def under_wine(self, side):
+        """The same run with the program of that name for Windows, on a Wine that is ready."""
+        wine = need("wine64")
+        if not (self.windows_build / "Torvel.exe").exists():
+            raise MissingPeer("mingw-w64 cannot be had")
+        if self.wine is None:
+            prefix = self.scratch / "wine"
+            prefix.mkdir()
+            self.wine = {"WINEPREFIX": str(prefix), "WINEDEBUG": "-all", "WINEDLLOVERRIDES": "mscoree,mshtml="}
+            run = {"env": os.environ | self.wine, "stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
+            subprocess.run([wine, "wineboot", "-i"], check=True, **run)
+            # A program that stays keeps Wine's services there.
+            idle = subprocess.Popen([wine, "cmd"], stdin=subprocess.PIPE, **run)
+            self.stack.callback(subprocess.run, ["wineserver", "-k"], **run)
+            self.stack.callback(idle.stdin.close)
+        program, *arguments = side.command
+        program = self.windows_build / pathlib.Path(program).relative_to(self.build).with_suffix(".exe")
+        return side._replace(command=[wine, program, *arguments], environment=(side.environment or environment(40)) | self.wine)
+
     # -- measuring
 
     def measure(self, side, sink="pipe"):
@@ -154,7 +174,7 @@ class Measuring:
         nanoseconds, kibibytes, code, lines = map(int, output.split())
         if sink not in ("pipe", "slow"):
             with open(sink, "rb") as file:
-                lines = sum(1 for _ in file)
+                lines = sum(not line.startswith(b"Warning: Parent process unknown") for line in file)
         return Run(nanoseconds / 1e9, kibibytes / 1024, code, lines)
 
     @staticmethod
@@ -214,6 +234,11 @@ class Measuring:
         self.rows.append([workload, milliseconds(own_time), name, milliseconds(peer_time),
                           f"{ratio:.2f} ({over * 1000:+.2f} ms)" if name.startswith("`java`") else f"{ratio:.2f}", aim, memory,
                           traced])
+
+    def floor(self, lines, how="block", variables=40, messages="whole"):
+        self.start_assistant()
+        return Side([self.programs / "relay_floor", f"--lines={lines}", f"--sends={how}", f"--variables={messages}"],
+                    ANSWER_CODE, lines, environment=environment(variables))
 
     def request(self, lines, how="block", variables=40, arguments=(), directory=None):
         self.start_assistant()

@@ -1,28 +1,70 @@
-// The floor of a relay: relay_floor --lines=N --sends=block|line. Asks the Assistant as the
-// launcher does, reads the socket in blocks and writes each line with one call.
+// The floor of a request and of a relay: relay_floor --lines=N --sends=block|line
+// --variables=whole|each
+//
+// Asks the Assistant as the launcher does, with one send for each message, reads the socket in
+// blocks of 64 KiB and writes each line with one call. The environment is one message, as the
+// launcher's; or each variable is one, as clients of this kind send them.
 #include "Framing.h"
 
+namespace {
+
+void SendInt(Connection connection, std::int32_t value) {
+  std::string message;
+  AppendInt(message, value);
+  SendAll(connection, message.data(), message.size());
+}
+
+void SendString(Connection connection, const std::string& text) {
+  std::string message;
+  AppendString(message, text);
+  SendAll(connection, message.data(), message.size());
+}
+
+// As many strings as parameters travel with the command.
+std::vector<std::string> Environment(bool isEach) {
+  std::vector<std::string> texts;
+  std::string whole;
+  for (char** entry = environ; *entry != nullptr; ++entry) {
+    if (isEach) {
+      texts.push_back(*entry);
+    } else {
+      whole.append(whole.empty() ? "" : "|").append(*entry);
+    }
+  }
+  if (!isEach) {
+    texts.push_back(whole);
+  }
+  return texts;
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
-  std::string request;
-  AppendString(request, "Status");
-  AppendString(request, "Build");
-  AppendInt(request, argc - 1);
+  StartSockets();
+  const Connection connection = ::socket(AF_INET, SOCK_STREAM, 0);
+  const sockaddr_in address = LoopbackAddress(kAssistantPort);
+  const int on = 1;
+  ::setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&on), sizeof on);
+  Check(::connect(connection, reinterpret_cast<const sockaddr*>(&address), sizeof address),
+        "connect");
+  UnitReader reader(connection);
+  SendString(connection, "Status");
+  reader.ReadString();
+  const std::vector<std::string> environment =
+      Environment(std::strcmp(argv[argc - 1], "--variables=each") == 0);
+  SendString(connection, "Build");
+  SendInt(connection, argc - 1 + static_cast<std::int32_t>(environment.size()));
   for (int i = 1; i < argc; ++i) {
-    AppendString(request, argv[i]);
+    SendString(connection, argv[i]);
+  }
+  for (const std::string& text : environment) {
+    SendString(connection, text);
   }
 
-  const int descriptor = Check(::socket(AF_INET, SOCK_STREAM, 0), "socket");
-  const sockaddr_in address = LoopbackAddress(kAssistantPort);
-  Check(::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address),
-        "connect");
-  SendAll(descriptor, request.data(), request.size());
-
-  UnitReader reader(descriptor);
-  reader.ReadString();
   std::string out;
   while (const auto line = reader.ReadString()) {
     out.assign(line->substr(1)).push_back('\n');
-    Check(::write(1, out.data(), out.size()), "write");
+    Check(::write(1, out.data(), static_cast<Size>(out.size())), "write");
   }
   std::int32_t code = 1;
   reader.ReadInt(code);

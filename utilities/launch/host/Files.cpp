@@ -94,15 +94,8 @@ BOOL CopyFileA(LPCSTR existing, LPCSTR target, BOOL failIfExists) {
   const std::string source = host::HostPath(existing);
   std::string path = host::HostPath(target);
   struct stat status {};
-  if (::stat(source.c_str(), &status) != 0) {
-    return host::Fail(host::FileError(errno, source));
-  }
-  // Not opened, which would wait for the far end of a pipe.
-  if (!S_ISREG(status.st_mode)) {
-    return host::Fail(ERROR_ACCESS_DENIED);
-  }
-  const host::Descriptor file(::open(source.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!file) {
+  const host::Descriptor file(host::OpenRegularFile(source));
+  if (!file || ::fstat(file.Get(), &status) != 0) {
     return host::Fail(host::FileError(errno, source));
   }
   DWORD error = RefusalOf(path, status);
@@ -140,7 +133,6 @@ BOOL SetFileAttributesA(LPCSTR fileName, DWORD attributes) {
 // - Where somebody made the stream non-blocking, the call waits.
 // - A pipe that nobody reads ends the program by its signal, unless that is ignored.
 int _write(int descriptor, const void* data, unsigned size) {
-  host::SendGathered();
   const char* next = static_cast<const char*>(data);
   const char* const end = next + size;
   while (next != end) {

@@ -54,7 +54,6 @@ BOOL CloseHandle(HANDLE handle) {
 // - A handle closed by another thread during the wait ends nothing: the wait goes on.
 // - A wait that a signal interrupts begins anew.
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
-  host::SendGathered();
   static_assert(static_cast<int>(INFINITE) == -1);  // which is poll's word for it, too
   pollfd waiting{host::DescriptorOf(handle), POLLIN, 0};
   int ready = 0;
@@ -79,7 +78,6 @@ HANDLE CreateThread(LPSECURITY_ATTRIBUTES, std::size_t stackSize, LPTHREAD_START
       start(parameter);
     } catch (const ThreadExit&) {
     }
-    host::SendGathered();
   });
   return thread ? host::HandleOf(std::move(thread))
                 : host::Fail(host::ErrorFromErrno(errno), HANDLE{});
@@ -94,6 +92,5 @@ void ExitThread(DWORD /*exitCode*/) {
 }
 
 void Sleep(DWORD milliseconds) {
-  host::SendGathered();
   std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }

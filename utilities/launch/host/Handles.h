@@ -55,8 +55,4 @@ inline int DescriptorOf(HANDLE handle) {
 // with errno, when there can be no such thread.
 Descriptor RunThread(std::function<void()> body);
 
-// Sends what the calling thread's sends left gathered. Every call that can block its thread makes
-// this one first, so that nobody waits for bytes that wait here.
-void SendGathered();
-
 }  // namespace host

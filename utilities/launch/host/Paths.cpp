@@ -1,5 +1,6 @@
 #include "Paths.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -8,7 +9,9 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
+#include "Handles.h"
 #include "LastError.h"
 #include "direct.h"
 
@@ -39,6 +42,16 @@ std::string DirectoryOf(const std::string& hostPath) {
 std::string ResolvedPath(const std::string& hostPath) {
   char resolved[PATH_MAX];
   return ::realpath(hostPath.c_str(), resolved) != nullptr ? resolved : std::string();
+}
+
+int OpenRegularFile(const std::string& hostPath) {
+  Descriptor file(::open(hostPath.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  struct stat status {};
+  if (file && (::fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode))) {
+    errno = EACCES;
+    return -1;
+  }
+  return file.Release();
 }
 
 std::string FindProgram(std::vector<std::string> directories, const std::string& name,
@@ -102,15 +115,16 @@ char* _fullpath(char* buffer, const char* path, std::size_t size) {
 extern "C" std::FILE* __real_fopen(const char* path, const char* mode);
 extern "C" std::FILE* __wrap_fopen(const char* path, const char* mode);
 
-// Every fopen of the program comes here (see CMakeLists.txt), for two habits of Windows: either
-// separator, and a directory cannot be opened, not even for reading.
+// Every fopen of the program comes here (see CMakeLists.txt): either separator, as on Windows, and
+// only a regular file can be read.
 std::FILE* __wrap_fopen(const char* path, const char* mode) {
-  std::FILE* file = __real_fopen(host::HostPath(path).c_str(), mode);
-  struct stat status {};
-  if (file != nullptr && ::fstat(::fileno(file), &status) == 0 && S_ISDIR(status.st_mode)) {
-    std::fclose(file);
-    errno = EACCES;
-    return nullptr;
+  if (std::strcmp(mode, "rb") != 0) {
+    return __real_fopen(host::HostPath(path).c_str(), mode);
+  }
+  host::Descriptor descriptor(host::OpenRegularFile(host::HostPath(path)));
+  std::FILE* file = descriptor ? ::fdopen(descriptor.Get(), mode) : nullptr;
+  if (file != nullptr) {
+    descriptor.Release();
   }
   return file;
 }

@@ -139,6 +139,13 @@ DWORD GetCurrentProcessId() {
 }
 
 // Differs from Windows:
+// - The version is always Windows 10's last, whose behaviour this layer follows.
+BOOL GetVersionExA(OSVERSIONINFOA* information) {
+  *information = {sizeof *information, 10, 0, 19045};
+  return TRUE;
+}
+
+// Differs from Windows:
 // - The own process alone; another is refused with 50.
 BOOL TerminateProcess(HANDLE process, unsigned exitCode) {
   if (process != GetCurrentProcess()) {

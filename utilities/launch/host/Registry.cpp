@@ -14,6 +14,8 @@ using host::Registry;
 using host::RegistryValues;
 
 constexpr char kRoot[] = "hkey_local_machine";
+// What follows in a longer file is not read.
+constexpr std::size_t kMaxRegistryText = 4 << 20;
 
 // The names of keys and values ignore case. ASCII letters only.
 std::string FoldedName(std::string_view name) {
@@ -70,11 +72,12 @@ void ReadValue(std::string_view line, RegistryValues& values) {
 
 Registry ReadRegistry() {
   if (const char* file = std::getenv("TORVEL_HOST_REGISTRY")) {
-    const host::Descriptor source(::open(host::HostPath(file).c_str(), O_RDONLY | O_CLOEXEC));
+    const host::Descriptor source(host::OpenRegularFile(host::HostPath(file)));
     std::string text;
     char block[16384];
     ssize_t length = 0;
-    while ((length = ::read(source.Get(), block, sizeof block)) > 0) {
+    while (text.size() < kMaxRegistryText &&
+           (length = ::read(source.Get(), block, sizeof block)) > 0) {
       text.append(block, static_cast<std::size_t>(length));
     }
     return host::ParseRegistryText(text);

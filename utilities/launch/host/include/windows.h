@@ -39,11 +39,13 @@ constexpr DWORD ERROR_GEN_FAILURE = 31;
 constexpr DWORD ERROR_SHARING_VIOLATION = 32;
 constexpr DWORD ERROR_NOT_SUPPORTED = 50;
 constexpr DWORD ERROR_INVALID_PARAMETER = 87;
+constexpr DWORD ERROR_BROKEN_PIPE = 109;
 constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
 constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
 constexpr DWORD ERROR_PROC_NOT_FOUND = 127;
 constexpr DWORD ERROR_BAD_EXE_FORMAT = 193;
 constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
+constexpr DWORD ERROR_NO_DATA = 232;
 constexpr DWORD ERROR_MORE_DATA = 234;
 constexpr DWORD ERROR_MR_MID_NOT_FOUND = 317;
 
@@ -58,6 +60,14 @@ constexpr DWORD FORMAT_MESSAGE_FROM_SYSTEM = 0x1000;
 DWORD WINAPI FormatMessageA(DWORD flags, std::nullptr_t source, DWORD code, DWORD language,
                             LPSTR buffer, DWORD size, std::nullptr_t arguments);
 LPVOID WINAPI LocalFree(LPVOID memory);
+
+struct OSVERSIONINFOA {
+  DWORD dwOSVersionInfoSize;
+  DWORD dwMajorVersion;
+  DWORD dwMinorVersion;
+  DWORD dwBuildNumber;
+};
+BOOL WINAPI GetVersionExA(OSVERSIONINFOA* information);
 
 // --- Registry, read only. Results are error codes; the last error stays as it is. ---
 

@@ -1,11 +1,13 @@
 #pragma once
 // The part of Windows Sockets 2 that the launcher calls: blocking IPv4 streams. A socket belongs to
 // the thread that made it and is not used after its close. Address structures, inet_addr, htons and
-// gethostbyname's declaration are the host's own; shutdown is overloaded for SOCKET.
+// gethostbyname's declaration are the host's own; shutdown and setsockopt are overloaded for
+// SOCKET.
 
 #include <arpa/inet.h>
 #include <netdb.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 
 #include "windows.h"
@@ -55,6 +57,7 @@ int WINAPI WSAStartup(WORD versionRequested, WSADATA* data);
 int WINAPI WSACleanup();
 SOCKET WINAPI WSASocketA(int family, int type, int protocol, LPWSAPROTOCOL_INFOA information,
                          unsigned group, DWORD flags);
+int WINAPI setsockopt(SOCKET socket, int level, int name, const void* value, int length);
 int WINAPI WSAIoctl(SOCKET socket, DWORD code, LPVOID input, DWORD inputSize, std::nullptr_t output,
                     DWORD outputSize, LPDWORD returned, LPWSAOVERLAPPED overlapped,
                     LPWSAOVERLAPPED_COMPLETION_ROUTINE completion);

@@ -21,7 +21,7 @@ std::unique_ptr<Socket> OpenAssistantSocket() {
   return std::make_unique<Socket>(kAssistantHost, kAssistantPort, SOCK_STREAM, AF_INET, 0);
 }
 
-// The launch's first: where nobody listens, the build shall not wait for the system to try again.
+// First attempt: disable SYN retries, so that a missing Assistant fails at once.
 std::unique_ptr<Socket> OpenFirstSocket() {
   auto socket = std::make_unique<Socket>();
   if (socket->Create(SOCK_STREAM, AF_INET, 0)) {

@@ -11,9 +11,9 @@ constexpr int32_t kNullString = -1;
 // The lead bytes of sequences of two, three and four bytes: how they are told, and where their own
 // bits belong.
 struct LeadByte {
-  int m_Mask;
-  int m_Mark;
-  int m_Shift;
+  int mask;
+  int mark;
+  int shift;
 };
 constexpr LeadByte kLeadBytes[] = {{0xE0, 0xC0, 6}, {0xF0, 0xE0, 12}, {0xF8, 0xF0, 18}};
 
@@ -24,13 +24,13 @@ bool IsContinuation(int byte) {
 // Of a code point from 0x80 on: the number of bytes written; 0 when it needs more than four.
 int EncodeUtf8(int code, uint8_t (&bytes)[4]) {
   for (const LeadByte& form : kLeadBytes) {
-    const int ownBits = code >> form.m_Shift;
-    if (ownBits < 0 || ownBits > (~form.m_Mask & 0xFF)) {
+    const int ownBits = code >> form.shift;
+    if (ownBits < 0 || ownBits > (~form.mask & 0xFF)) {
       continue;
     }
     int length = 0;
-    bytes[length++] = static_cast<uint8_t>(form.m_Mark | ownBits);
-    for (int shift = form.m_Shift - 6; shift >= 0; shift -= 6) {
+    bytes[length++] = static_cast<uint8_t>(form.mark | ownBits);
+    for (int shift = form.shift - 6; shift >= 0; shift -= 6) {
       bytes[length++] = static_cast<uint8_t>(0x80 | ((code >> shift) & 0x3F));
     }
     return length;
@@ -51,7 +51,7 @@ bool AssistantWire::SendInt(int32_t value) {
   const uint32_t bits = static_cast<uint32_t>(value);
   for (int shift = 24; shift >= 0; shift -= 8) {
     const uint8_t octet = static_cast<uint8_t>(bits >> shift);
-    if (m_Connection->Send(&octet, 1, 0) != 1) {
+    if (m_Connection.Send(&octet, 1) != 1) {
       return false;
     }
   }
@@ -62,7 +62,7 @@ bool AssistantWire::ReceiveInt(int32_t& value) {
   uint32_t bits = 0;
   for (int i = 0; i < 4; ++i) {
     uint8_t octet = 0;
-    if (m_Connection->Receive(&octet, 1, 0) != 1) {
+    if (m_Connection.Receive(&octet, 1) != 1) {
       return false;
     }
     bits = bits << 8 | octet;
@@ -71,41 +71,24 @@ bool AssistantWire::ReceiveInt(int32_t& value) {
   return true;
 }
 
-bool AssistantWire::SendChar(int code) {
-  if (code < 0 || code >= 0x80) {
-    return SendSequence(code);
-  }
-  const uint8_t octet = static_cast<uint8_t>(code);
-  return m_Connection->Send(&octet, 1, 0) == 1;
+int AssistantWire::ReportEndOfStream() {
+  DebugPrint("Assistant: EOF\n");
+  return -1;
 }
 
-[[gnu::noinline]] bool AssistantWire::SendSequence(int code) {
+bool AssistantWire::SendSequence(int code) {
   uint8_t bytes[4];
   const int length = EncodeUtf8(code, bytes);
   if (length == 0) {
     ReportLongSequence();
     return false;
   }
-  return m_Connection->Send(bytes, length, 0) == length;
-}
-
-int AssistantWire::ReceiveByte() {
-  uint8_t octet = 0;
-  if (m_Connection->Receive(&octet, 1, 0) != 1) {
-    DebugPrint("Assistant: EOF\n");
-    return -1;
-  }
-  return octet;
-}
-
-int AssistantWire::ReceiveChar() {
-  const int lead = ReceiveByte();
-  return lead < 0x80 ? lead : ReceiveSequence(lead);
+  return m_Connection.Send(bytes, length) == length;
 }
 
 // The bytes are judged in the order in which they arrive; a lead byte that starts no sequence only
 // after three more.
-[[gnu::noinline]] int AssistantWire::ReceiveSequence(int lead) {
+int AssistantWire::ReceiveSequence(int lead) {
   int code = 0;
   for (const LeadByte& form : kLeadBytes) {
     const int octet = ReceiveByte();
@@ -113,16 +96,15 @@ int AssistantWire::ReceiveChar() {
       return -1;
     }
     code = code << 6 | (octet & 0x3F);
-    if ((lead & form.m_Mask) == form.m_Mark) {
-      return (lead & ~form.m_Mask) << form.m_Shift | code;
+    if ((lead & form.mask) == form.mark) {
+      return (lead & ~form.mask) << form.shift | code;
     }
   }
   ReportLongSequence();
   return -1;
 }
 
-// A byte's way from here into the system's buffer is one function: it is gone for each byte.
-[[gnu::flatten]] bool AssistantWire::SendString(const std::string& text) {
+bool AssistantWire::SendString(const std::string& text) {
   DebugPrint("Assistant: Send '%s'\n", text.c_str());
   if (!SendInt(static_cast<int32_t>(text.size()))) {
     return false;
@@ -135,8 +117,7 @@ int AssistantWire::ReceiveChar() {
   return true;
 }
 
-// As above.
-[[gnu::flatten]] bool AssistantWire::ReceiveString(std::string& text) {
+bool AssistantWire::ReceiveString(std::string& text) {
   int32_t length = 0;
   if (!ReceiveInt(length)) {
     return false;

@@ -5,7 +5,7 @@
 // one UTF-8 sequence of 1 to 4 bytes; N = -1 is the null string, without characters. Texts are
 // 8-bit: each byte is sent as the code point of its number, and of each received code point the low
 // 8 bits are kept. Each byte of an integer, each character's sequence and each received byte is one
-// call of the socket.
+// call of the buffered socket; see there when bytes leave.
 //
 // A failed unit gives false or -1; the position in the stream is then lost. Nothing is retried or
 // thrown. One thread at a time.
@@ -14,7 +14,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/Socket.h"
+#include "platform/BufferedSocket.h"
 
 class AssistantWire {
  public:
@@ -23,9 +23,25 @@ class AssistantWire {
 
   bool SendInt(int32_t value);
   bool ReceiveInt(int32_t& value);  // leaves `value` as it was on failure
-  bool SendChar(int code);          // code points up to 0x1FFFFF
-  int ReceiveByte();                // 0 to 255, or -1
-  int ReceiveChar();                // a code point, or -1
+
+  // Code points up to 0x1FFFFF.
+  bool SendChar(int code) {
+    const uint8_t octet = static_cast<uint8_t>(code);
+    return code >= 0 && code < 0x80 ? m_Connection.Send(&octet, 1) == 1 : SendSequence(code);
+  }
+
+  // 0 to 255, or -1.
+  int ReceiveByte() {
+    uint8_t octet = 0;
+    return m_Connection.Receive(&octet, 1) == 1 ? octet : ReportEndOfStream();
+  }
+
+  // A code point, or -1.
+  int ReceiveChar() {
+    const int lead = ReceiveByte();
+    return lead < 0x80 ? lead : ReceiveSequence(lead);
+  }
+
   bool SendString(const std::string& text);
 
   // False for a null string too, which leaves `text` as it was; an error leaves what was read.
@@ -34,9 +50,13 @@ class AssistantWire {
   // Sends a string and receives one; a null string counts as a failure.
   bool Request(const std::string& request, std::string& answer);
 
+  // Sends what the operations above have gathered. False when a send has failed.
+  bool Flush() { return m_Connection.Flush(); }
+
  private:
   bool SendSequence(int code);  // of more bytes than one
   int ReceiveSequence(int lead);
+  static int ReportEndOfStream();  // -1
 
-  std::unique_ptr<Socket> m_Connection;
+  BufferedSocket m_Connection;
 };

@@ -88,6 +88,8 @@ void CompleteParameters() {
   parameters.ResolvePath("--workspace", GetCurrentDir(), true);
 }
 
+// True when all of it has left: the Assistant gets the whole command before the keep-alive
+// connection.
 bool SendCommand(AssistantWire& assistant) {
   CommandLineParameters& parameters = Parameters();
   if (!assistant.SendString(parameters.GetAt(0).m_Name) ||
@@ -101,7 +103,7 @@ bool SendCommand(AssistantWire& assistant) {
       return false;
     }
   }
-  return true;
+  return assistant.Flush();
 }
 
 // The first character says where the line goes; a line without one is an empty line of output.
@@ -161,7 +163,7 @@ int RunBuildCommand() {
     }
   }
   DebugPrint("Launching non-assisted\n");
-  return RunJavaCommand(kCommandsPackage + verb);
+  return RunCommandByName();
 }
 
 int RunAssistedCommand(AssistantConnection& assistant) {

@@ -7,17 +7,17 @@ namespace {
 
 // Which bytes are escaped: a look into a table takes half as long as four comparisons.
 struct EscapeTable {
-  bool m_Escaped[256] = {};
+  bool escaped[256] = {};
   constexpr EscapeTable() {
     for (const char character : {'\n', '%', '=', '|'}) {
-      m_Escaped[static_cast<unsigned char>(character)] = true;
+      escaped[static_cast<unsigned char>(character)] = true;
     }
   }
 };
 constexpr EscapeTable kEscapeTable;
 
 bool NeedsEscape(char character) {
-  return kEscapeTable.m_Escaped[static_cast<unsigned char>(character)];
+  return kEscapeTable.escaped[static_cast<unsigned char>(character)];
 }
 
 int HexDigitValue(char character) {

@@ -24,9 +24,9 @@ using GetDefaultInitArgs = jint(JNICALL*)(void*);
 
 // A runtime's library, as far as it is needed here.
 struct Runtime {
-  std::string m_Library;  // its path
-  CreateJavaVm m_Create = nullptr;
-  GetDefaultInitArgs m_GetDefaults = nullptr;
+  std::string library;  // its path
+  CreateJavaVm create = nullptr;
+  GetDefaultInitArgs getDefaults = nullptr;
 };
 
 template <typename Function>
@@ -49,7 +49,7 @@ std::optional<Runtime> LoadRuntime() {
   const Runtime runtime = {
       PathOf(library), FindEntryPoint<CreateJavaVm>(library, "JNI_CreateJavaVM"),
       FindEntryPoint<GetDefaultInitArgs>(library, "JNI_GetDefaultJavaVMInitArgs")};
-  if (runtime.m_Create == nullptr || runtime.m_GetDefaults == nullptr) {
+  if (runtime.create == nullptr || runtime.getDefaults == nullptr) {
     return std::nullopt;
   }
   return runtime;
@@ -74,15 +74,16 @@ class JavaMachine {
   JavaMachine(const Runtime& runtime, const std::vector<std::string>& options) {
     JavaVMInitArgs args = {};
     args.version = JNI_VERSION_1_4;
-    runtime.m_GetDefaults(&args);
+    runtime.getDefaults(&args);
     m_Options = BuildVmOptions(options);
     args.nOptions = static_cast<jint>(m_Options.size());
     args.options = m_Options.data();
     args.ignoreUnrecognized = JNI_FALSE;
     DebugPrint("Attempting to create VM...\n");
-    const RuntimeLibraries libraries(runtime.m_Library);
+    const RuntimeLibraries libraries(runtime.library);
+    libraries.LoadForLater();
     void* environment = nullptr;
-    if (runtime.m_Create(&m_Machine, &environment, &args) == JNI_OK) {
+    if (runtime.create(&m_Machine, &environment, &args) == JNI_OK) {
       m_Environment = static_cast<JNIEnv*>(environment);
       DebugPrint("Created VM\n");
     }
@@ -105,20 +106,20 @@ class JavaMachine {
 };
 
 struct MainMethod {
-  jclass m_Class = nullptr;
-  jmethodID m_Id = nullptr;
+  jclass javaClass = nullptr;
+  jmethodID id = nullptr;
 };
 
 std::optional<MainMethod> FindMain(JNIEnv* env, const std::string& className) {
   MainMethod main;
-  main.m_Class = env->FindClass(ReplaceChar(className, '.', '/').c_str());
-  if (main.m_Class == nullptr) {
+  main.javaClass = env->FindClass(ReplaceChar(className, '.', '/').c_str());
+  if (main.javaClass == nullptr) {
     DebugPrint("JVMDLL: Failed to find the class %s\n", className.c_str());
     return std::nullopt;
   }
   DebugText("Found " + className + "\n");
-  main.m_Id = env->GetStaticMethodID(main.m_Class, "main", "([Ljava/lang/String;)V");
-  if (main.m_Id == nullptr) {
+  main.id = env->GetStaticMethodID(main.javaClass, "main", "([Ljava/lang/String;)V");
+  if (main.id == nullptr) {
     DebugPrint("JVMDLL: Failed to find main()\n");
     return std::nullopt;
   }
@@ -145,7 +146,7 @@ jobjectArray CreateArguments(JNIEnv* env, const std::vector<std::string>& argume
 void CallMain(JNIEnv* env, const MainMethod& main, jobjectArray arguments) {
   DebugPrint("Calling main...\n");
   // By the table: the C++ wrapper of the same name goes through another of its functions.
-  env->functions->CallStaticVoidMethod(env, main.m_Class, main.m_Id, arguments);
+  env->functions->CallStaticVoidMethod(env, main.javaClass, main.id, arguments);
   if (env->ExceptionCheck()) {
     env->ExceptionDescribe();
     env->ExceptionClear();
@@ -163,7 +164,7 @@ int InvokeJavaInProcess(const std::string& className, const std::vector<std::str
     return InvocationFailed;
   }
   {
-    const std::vector<std::string> known = OptionsKnownTo(runtime->m_Library, options);
+    const std::vector<std::string> known = OptionsKnownTo(runtime->library, options);
     const JavaMachine machine(*runtime, known);
     JNIEnv* env = machine.GetEnvironment();
     if (env == nullptr) {

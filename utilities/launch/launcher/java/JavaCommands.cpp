@@ -1,12 +1,11 @@
 #include "java/JavaCommands.h"
 
+#include <string>
 #include <vector>
 
 #include "CommandLineParameters.h"
 #include "java/JavaInvocation.h"
 #include "platform/Diagnostics.h"
-
-const char kCommandsPackage[] = "com/drel/torvel/commands/";
 
 namespace {
 
@@ -23,8 +22,7 @@ std::vector<std::string> BuildJvmOptions(const CommandLineParameters& parameters
   return options;
 }
 
-}  // namespace
-
+// `className` has "/" between package parts.
 int RunJavaCommand(const std::string& className) {
   DebugPrint("Command: %s\n", className.c_str());
   CommandLineParameters& parameters = Singleton<CommandLineParameters>::GetInstance();
@@ -36,8 +34,10 @@ int RunJavaCommand(const std::string& className) {
   return RunJavaClass(className, options, arguments, true);
 }
 
+}  // namespace
+
 int RunCommandByName() {
-  return RunJavaCommand(kCommandsPackage +
+  return RunJavaCommand("com/drel/torvel/commands/" +
                         Singleton<CommandLineParameters>::GetInstance().GetAt(0).m_Name);
 }
 

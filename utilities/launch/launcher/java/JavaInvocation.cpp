@@ -33,11 +33,12 @@ std::vector<std::string> EffectiveOptions(const std::vector<std::string>& jvmOpt
 
 int RunJavaChild(const std::string& className, const std::vector<std::string>& options,
                  const std::vector<std::string>& arguments) {
-  std::vector<std::string> command = OptionsKnownTo(SearchProgram("java").value_or(""), options);
+  const std::string program = SearchProgram("java");
+  std::vector<std::string> command = OptionsKnownTo(program, options);
   command.insert(command.begin(), "java");
   command.push_back(className);
   command.insert(command.end(), arguments.begin(), arguments.end());
-  return Exec(command);
+  return Exec(command, program);
 }
 
 }  // namespace

@@ -1,9 +1,7 @@
 #include "java/JavaRelease.h"
 
+#include <algorithm>
 #include <cstdlib>
-
-#include <direct.h>
-#include <windows.h>
 
 #include "platform/Diagnostics.h"
 #include "platform/Files.h"
@@ -14,12 +12,6 @@ namespace {
 const char kRetiredOption[] = "-XX:+UseConcMarkSweepGC";
 constexpr int kRetiredSince = 14;
 constexpr int kDirectoriesLookedInto = 5;
-
-// Where the file really lies, for a `java` that is reached through links.
-std::string RealPath(const std::string& file) {
-  char buffer[MAX_PATH];
-  return _fullpath(buffer, file.c_str(), sizeof buffer) != nullptr ? buffer : file;
-}
 
 // "1.8.0_292" is 8, as versions were written up to that; "17.0.9" and "25-ea" begin with theirs.
 int FeatureVersion(const std::string& version) {
@@ -42,7 +34,9 @@ int VersionIn(const std::string& releaseFile) {
 }  // namespace
 
 int JavaVersionOf(const std::string& file) {
-  std::string directory = RealPath(file);
+  // In full, since a `java` may be reached through links. No file has no version, though an empty
+  // path has a full form.
+  std::string directory = file.empty() ? "" : FullPath(file);
   for (int i = 0; i < kDirectoriesLookedInto; ++i) {
     directory = DirectoryOf(directory);
     if (directory.empty()) {
@@ -57,17 +51,13 @@ int JavaVersionOf(const std::string& file) {
 
 std::vector<std::string> OptionsKnownTo(const std::string& file,
                                         const std::vector<std::string>& options) {
+  std::vector<std::string> known = options;
   const int version = JavaVersionOf(file);
-  if (version < kRetiredSince) {
-    return options;
-  }
-  std::vector<std::string> known;
-  for (const std::string& option : options) {
-    if (option != kRetiredOption) {
-      known.push_back(option);
-    } else {
-      DebugPrint("Left out %s, which Java %d does not know\n", kRetiredOption, version);
-    }
+  // The launcher's own comes after those of the user.
+  const auto own = std::find(known.rbegin(), known.rend(), kRetiredOption);
+  if (version >= kRetiredSince && own != known.rend()) {
+    known.erase(std::next(own).base());
+    DebugPrint("Left out %s, which Java %d does not know\n", kRetiredOption, version);
   }
   return known;
 }

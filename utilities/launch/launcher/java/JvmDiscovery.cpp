@@ -114,21 +114,11 @@ std::optional<std::string> FindPublicRuntime() {
   return library;
 }
 
-// No dialog of the system's about a library that cannot be loaded: the next road is taken then.
-class QuietErrors {
- public:
-  QuietErrors() { SetThreadErrorMode(SEM_FAILCRITICALERRORS, &m_Former); }
-  QuietErrors(const QuietErrors&) = delete;
-  QuietErrors& operator=(const QuietErrors&) = delete;
-  ~QuietErrors() { SetThreadErrorMode(m_Former, nullptr); }
-
- private:
-  DWORD m_Former = 0;
-};
-
 HMODULE LoadFrom(const std::string& path) {
-  const RuntimeLibraries libraries(path);
-  const HMODULE library = LoadLibraryA(path.c_str());
+  // In full where it is in the current directory, which Windows does not search in this scope.
+  const std::string file = FileExists(path) ? FullPath(path) : path;
+  const RuntimeLibraries libraries(file);
+  const HMODULE library = LoadLibraryA(file.c_str());
   if (library != nullptr) {
     DebugPrint("LoadLibrary success with jvmPath=%s\n", path.c_str());
   }
@@ -137,13 +127,23 @@ HMODULE LoadFrom(const std::string& path) {
 
 }  // namespace
 
-RuntimeLibraries::RuntimeLibraries(const std::string& library) {
-  // <bin>\server\jvm.dll
-  SetDllDirectoryA(DirectoryOf(DirectoryOf(library)).c_str());
+RuntimeLibraries::RuntimeLibraries(const std::string& library)
+    : m_Bin(DirectoryOf(DirectoryOf(library))) {  // <bin>\server\jvm.dll
+  SetDllDirectoryA(m_Bin.c_str());
 }
 
 RuntimeLibraries::~RuntimeLibraries() {
   SetDllDirectoryA(nullptr);
+}
+
+void RuntimeLibraries::LoadForLater() const {
+  // Of Microsoft's C++ runtime jvm.dll does not need all that awt.dll does. By their names: what is
+  // loaded already is not loaded twice.
+  for (const char* name : {"vcruntime140_1.dll", "msvcp140.dll"}) {
+    if (FileExists(m_Bin + '\\' + name)) {
+      LoadLibraryA(name);
+    }
+  }
 }
 
 std::optional<std::string> FindJvmPath() {

@@ -15,13 +15,33 @@ std::optional<std::string> FindJvmPath();
 // The loaded library, which stays loaded until the process ends; null when there is none.
 HMODULE LoadJvm();
 
+// For a scope, the system shows no dialog about a library that cannot be loaded: the launcher then
+// takes its next fallback.
+class QuietErrors {
+ public:
+  QuietErrors() { SetThreadErrorMode(SEM_FAILCRITICALERRORS, &m_Former); }
+  QuietErrors(const QuietErrors&) = delete;
+  QuietErrors& operator=(const QuietErrors&) = delete;
+  ~QuietErrors() { SetThreadErrorMode(m_Former, nullptr); }
+
+ private:
+  DWORD m_Former = 0;
+};
+
 // For a scope, the system also looks for libraries in the `bin` of the runtime that `library`, a
-// path, belongs to: a runtime asks for its own by their bare names. Not longer than needed, because
-// child processes inherit it.
+// path, belongs to, in place of the current directory: a runtime asks for its own by their bare
+// names. Not longer than needed, because child processes inherit it.
 class RuntimeLibraries {
  public:
   explicit RuntimeLibraries(const std::string& library);
   RuntimeLibraries(const RuntimeLibraries&) = delete;
   RuntimeLibraries& operator=(const RuntimeLibraries&) = delete;
   ~RuntimeLibraries();
+
+  // Loads those of `bin` that the runtime may ask for after the scope, where they are there.
+  void LoadForLater() const;
+
+ private:
+  const QuietErrors m_Quiet;
+  const std::string m_Bin;
 };

@@ -16,6 +16,15 @@ const char kNativeLibrary[] = "torvel-win64.dll";
                           : "Unable to locate Torvel within workspace");
 }
 
+// `directory` is what GetCurrentDir gave there. One whose name the system's narrow texts cannot
+// tell is not entered again by it. To go on would build another target than the user's.
+void EnterAgain(const std::string& directory, const std::string& workspace) {
+  ChangeDir(directory);
+  if (GetCurrentDir() != directory) {
+    FailSearch(workspace);
+  }
+}
+
 std::string FindLibDirectory(const std::string& jarDirectory) {
   for (const char* below : {"", "swt/"}) {
     if (FileExists(jarDirectory + below + kNativeLibrary)) {
@@ -102,12 +111,7 @@ WorkspaceLocation SearchWorkspace(const std::string& workspace,
   WorkspaceLocation location = workspace.empty()
                                    ? SearchUpwards(start, searchPaths, jarName)
                                    : SearchGivenWorkspace(workspace, start, searchPaths, jarName);
-  ChangeDir(start);
-  // A directory whose name the system's narrow texts cannot tell is not entered again by it. Going
-  // on would build another target than the user's.
-  if (GetCurrentDir() != start) {
-    FailSearch(workspace);
-  }
+  EnterAgain(start, workspace);
   return location;
 }
 
@@ -127,6 +131,6 @@ std::string EnterWorkspace() {
   parameters.SetJarDirectory(location.m_JarDirectory);
   parameters.SetLibDirectory(location.m_LibDirectory);
   const std::string start = GetCurrentDir() + '/';
-  ChangeDir(location.m_Root);
+  EnterAgain(location.m_Root.substr(0, location.m_Root.size() - 1), parameters.GetWorkspace());
   return StartPathBelow(location.m_Root, start);
 }

@@ -10,6 +10,7 @@ namespace {
 
 constexpr int kNotStarted = -1;
 constexpr size_t kMaxFailureText = 1023;
+constexpr size_t kLongestPath = 32767;  // that the system knows
 
 // One command line of all texts, joined by blanks; a text that holds a blank is enclosed in double
 // quotes. Nothing inside a text is escaped.
@@ -23,20 +24,6 @@ std::string BuildCommandLine(const std::vector<std::string>& args) {
     commandLine += quoted ? '"' + arg + '"' : arg;
   }
   return commandLine;
-}
-
-// The path to start: the found file, or the name itself, to be taken relative to the current
-// directory. Nothing when that is longer than a path may be.
-std::optional<std::string> ChooseProgram(const std::string& name) {
-  std::optional<std::string> found = SearchProgram(name);
-  if (!found || !found->empty()) {
-    if (found) {
-      DebugPrint("Found %s @ %s\n", name.c_str(), found->c_str());
-    }
-    return found;
-  }
-  DebugPrint("Couldn't find %s on the path, assuming in CWD\n", name.c_str());
-  return name.size() < MAX_PATH ? std::optional<std::string>(name) : std::nullopt;
 }
 
 int FailStart(const std::string& program, DWORD code) {
@@ -59,28 +46,33 @@ int WaitForExitCode(HANDLE process) {
 
 }  // namespace
 
-std::optional<std::string> SearchProgram(const std::string& name) {
-  char buffer[MAX_PATH];
-  const DWORD length = SearchPathA(nullptr, name.c_str(), ".exe", sizeof buffer, buffer, nullptr);
-  if (length >= sizeof buffer) {
-    return std::nullopt;
-  }
-  return std::string(buffer, length);
+std::string SearchProgram(const std::string& name) {
+  std::string path(kLongestPath, '\0');
+  path.resize(SearchPathA(nullptr, name.c_str(), ".exe", static_cast<DWORD>(path.size()),
+                          path.data(), nullptr));
+  return path;
 }
 
-int Exec(const std::vector<std::string>& args) {
+int Exec(const std::vector<std::string>& args, const std::string& found) {
+  const std::string& name = args.front();
+  const std::string& program = found.empty() ? name : found;
   std::string commandLine = BuildCommandLine(args);  // which the system may write into
   DebugPrint("Exec: %s\n", commandLine.c_str());
-  const std::optional<std::string> program = ChooseProgram(args.front());
-  if (!program) {
-    return FailStart(args.front(), ERROR_FILENAME_EXCED_RANGE);
+  if (found.empty()) {
+    DebugPrint("Couldn't find %s on the path, assuming in CWD\n", name.c_str());
+  }
+  if (program.size() >= MAX_PATH) {
+    return FailStart(name, ERROR_FILENAME_EXCED_RANGE);
+  }
+  if (!found.empty()) {
+    DebugPrint("Found %s @ %s\n", name.c_str(), found.c_str());
   }
   STARTUPINFOA startup = {};
   startup.cb = sizeof startup;
   PROCESS_INFORMATION information = {};
-  if (!CreateProcessA(program->c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr,
+  if (!CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr,
                       nullptr, &startup, &information)) {
-    return FailStart(args.front(), GetLastError());
+    return FailStart(name, GetLastError());
   }
   const Handle thread(information.hThread);
   const Handle process(information.hProcess);

@@ -57,6 +57,11 @@ std::string GetCurrentDir() {
   return _getcwd(buffer, sizeof buffer) != nullptr ? buffer : "";
 }
 
+std::string FullPath(const std::string& path) {
+  char buffer[MAX_PATH];
+  return _fullpath(buffer, path.c_str(), sizeof buffer) != nullptr ? buffer : path;
+}
+
 void ChangeDir(const std::string& path) {
   // A directory that cannot be entered shows in what is found next, so the outcome is not looked at
   // here.

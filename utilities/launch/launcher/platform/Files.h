@@ -16,6 +16,10 @@ std::string ReadFileText(const std::string& path);
 // more than 259 characters.
 std::string GetCurrentDir();
 
+// Absolute; on the host every link is followed. The path itself where that has more than 259
+// characters and, on the host, where there is no such file.
+std::string FullPath(const std::string& path);
+
 // A directory that cannot be entered leaves the current directory as it was.
 void ChangeDir(const std::string& path);
 

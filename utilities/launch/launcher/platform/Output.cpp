@@ -28,9 +28,11 @@ bool WriteAll(int descriptor, std::string_view text) {
   return true;
 }
 
-// A reader that has gone, or a stream that never was, is nobody's loss.
-bool IsNobodyThere() {
-  return errno == EPIPE || errno == EBADF;
+// A reader that has gone, or a stream that never existed, is no failure to report. Windows needs
+// both error values: a closed pipe (232) sets errno to EINVAL, and a write to a stream that does
+// not exist leaves the last error as it was.
+bool IsNobodyThere(DWORD code) {
+  return errno == EBADF || code == ERROR_BROKEN_PIPE || code == ERROR_NO_DATA;
 }
 
 void TellFailure(DWORD code) {
@@ -44,11 +46,11 @@ void TellFailure(DWORD code) {
 }  // namespace
 
 void Write(FILE* stream, std::string_view text) {
-  if (WriteAll(_fileno(stream), text) || IsNobodyThere()) {
+  if (WriteAll(_fileno(stream), text)) {
     return;
   }
   const DWORD code = GetLastError();
-  if (stream == stdout && !g_isFailureTold.exchange(true)) {
+  if (!IsNobodyThere(code) && stream == stdout && !g_isFailureTold.exchange(true)) {
     TellFailure(code);
   }
 }

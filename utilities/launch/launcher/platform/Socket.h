@@ -42,8 +42,8 @@ class Socket {
   // Closes a handle already held. True when the new one is open.
   bool Create(int type, int family, int protocol);
 
-  // Asks the system to take a refusal for an answer: Windows otherwise tries a port where nobody
-  // listens for two seconds. Before Connect; a system that cannot do it goes on as ever.
+  // Disables SYN retries, so that Connect fails at once where nobody listens; Windows otherwise
+  // retries for two seconds. Before Connect. No effect on a system without this option.
   void ConnectWithoutRetries();
 
   // 0 when connected.

@@ -53,11 +53,17 @@ class Peer {
     return text;
   }
   void Close() { ClosePeer(std::exchange(m_Connection, kNoPeer)); }
+  // Closes so that the other side gets a reset.
+  void Reset() {
+    const linger abort = {1, 0};
+    ::setsockopt(m_Connection, SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&abort),
+                 sizeof abort);
+    Close();
+  }
   void StopListening() { ClosePeer(std::exchange(m_Listener, kNoPeer)); }
 
-  decltype(::socket(0, 0, 0)) m_Connection = kNoPeer;
-
  private:
+  decltype(::socket(0, 0, 0)) m_Connection = kNoPeer;
   sockaddr_in m_Address = {};
   decltype(::socket(0, 0, 0)) m_Listener = ::socket(AF_INET, SOCK_STREAM, 0);
 };

@@ -1,4 +1,4 @@
-"""Documents, manual page, completion and installation tell what the sources and the product do."""
+"""Documents, manual page, completion and installation agree with the sources and the product."""
 import html
 import pathlib
 import re
@@ -22,16 +22,24 @@ def bash(build, script, *arguments, cwd=ROOT):
     return run.stdout
 
 
-def test_command_lines_run_and_print_what_is_shown(build):
+def test_command_lines_run(build):
     for script in re.findall(r"^```sh\n(.*?)^```$", "\n".join(DOCUMENTS.values()), re.M | re.S):
         bash(build, script)
 
-    shown = README.split("\n```transcript\n")[1].split("\n```\n")[0].splitlines()
+
+def test_diagnostics_print_what_is_shown(build):
+    document = DOCUMENTS[ROOT / "docs/troubleshooting.md"]
+    shown = document.split("\n```transcript\n")[1].split("\n```\n")[0].splitlines()
     lines = [re.escape(re.sub(" +<- .*", "", line)).replace(r"\.\.\.", ".+") for line in shown]
+    pattern = "".join("(?:.*\n)+" if line == ".+" else f"{line} *\n" for line in lines)
     printed = bash(build, "sample/assemble; cd sample; Torvel checksum game/Game.java --debug")
-    assert re.fullmatch("".join(f"{line} *\n" for line in lines), printed), printed
+    assert re.fullmatch(pattern, printed), printed
+
+
+def test_demo_page_has_the_steps_of_the_demo():
     steps = re.findall(r'^show "(.*?)"', (ROOT / "scripts/demo").read_text(), re.M)
-    assert steps == [step for step in re.findall("^--- (.*)$", README, re.M) if "started" not in step]
+    shown = re.findall(r"^\| (.*?) \| `", DOCUMENTS[ROOT / "docs/demo.md"], re.M)
+    assert steps and shown == steps
 
 
 def test_links_resolve():
@@ -44,35 +52,34 @@ def test_links_resolve():
 
 
 def test_documents_name_what_is_there():
-    named = re.findall(r"`([\w/.]+):(\w+)`", DOCUMENTS[ROOT / "SECURITY.md"])
-    assert len(named) > 20
-    tests = re.findall(r"`(test_\w+)(?:\[|`)", "".join(DOCUMENTS.values()))
+    """Files, by a path from the root or from utilities/launch, functions as path:name, and tests."""
+    text = "\n".join(DOCUMENTS.values())
+    folders = "docs|sample|scripts|packaging|utilities|cmake|launcher|platform|java|assistant|windows|host|tests"
+    bases = [ROOT, ROOT / "docs", LAUNCH, *(LAUNCH / folder for folder in ("launcher", "host", "tests"))]
+    paths = re.findall(rf"(?<![\w/.])((?:{folders})/[\w./-]*\w)(?![\w*<])", text)
+    assert len(paths) > 50
+    for path in paths:
+        assert any((base / path).exists() for base in bases), path
+
+    named = re.findall(r"`([\w/.]+):(\w+)`", text)
+    tests = re.findall(r"`(test_\w+)(?:\[|`)", text)
+    assert named and tests
     for path, name in [*named, *(("*/test_*.py", test) for test in tests)]:
         sources = [file.read_text() for file in LAUNCH.glob(f"*/{path}")]
         assert any(re.search(rf"\b{name}\b", source) for source in sources), f"{path}:{name}"
 
 
-def test_host_layer_lists_every_difference():
-    def bullets(text):
-        items = re.split(r"^(?:// )?- ", text, flags=re.M)[1:]
-        return [" ".join(item.replace("//", " ").split()) for item in items]
-
-    sources = "".join(path.read_text() for path in (LAUNCH / "host").glob("*.cpp"))
-    stated = re.findall(r"// Differs from Windows:\n((?://.*\n)+)[^\n(]*?(\w+)\(", sources)
-    listed = re.findall(r"^`(\w+)`\n\n((?:[- ] .*\n)+)", DOCUMENTS[ROOT / "docs/host-layer.md"], re.M)
-    differences = {name: bullets(text) for text, name in stated}
-    assert stated and differences == {name: bullets(text) for name, text in listed}
-
-
 def test_picture_is_drawn_from_its_source():
-    drawn = re.findall(r"<text.*?>\s*(.*?)\s*</text>", html.unescape((ROOT / "docs/road.svg").read_text()))
-    labels = re.findall(r'label="(.*?)"', (ROOT / "docs/road.dot").read_text())
+    drawn = re.findall(r"<text.*?>\s*(.*?)\s*</text>", html.unescape((ROOT / "docs/command-flow.svg").read_text()))
+    labels = re.findall(r'label="(.*?)"', (ROOT / "docs/command-flow.dot").read_text())
     assert sorted(drawn) == sorted(line.strip() for label in labels for line in label.split("\\n"))
 
 
-def test_readme_and_manual_tell_of_every_command():
+def test_readme_and_manual_list_every_command_and_the_same_options():
     assert sorted(re.findall(r"\w+", " ".join(re.findall(r"^\| ([A-Z].*?) \|", README, re.M)))) == COMMANDS
     assert sorted(re.findall(r"^\.It Cm (\w+)", MANUAL.read_text(), re.M)) == COMMANDS
+    options = re.findall(r"^\| `--(\w+)", README, re.M)
+    assert options and options == re.findall(r"^\.It Fl -(\w+)", MANUAL.read_text(), re.M)
     assert subprocess.run(["mandoc", "-Tlint", MANUAL], capture_output=True, text=True).stdout == ""
 
 
@@ -91,7 +98,7 @@ def test_completion(build, tmp_path, words, replies):
 def test_installation(build, tmp_path):
     bash(build, f"cmake --install {build} --prefix {tmp_path}")
     for file in ("bin/Torvel", "share/man/man1/Torvel.1", "share/bash-completion/completions/Torvel",
-                 "share/doc/Torvel/README.md", "share/doc/Torvel/docs/road.svg"):
+                 "share/doc/Torvel/README.md", "share/doc/Torvel/docs/command-flow.svg"):
         assert (tmp_path / file).is_file(), file
     usage = bash(build, f"{tmp_path}/bin/Torvel --help || [ $? -eq 255 ]")
     assert usage.startswith("Torvel Launcher 2.8.10\n")

@@ -98,6 +98,8 @@ struct Faults {
 #define WSAStartup(...) FAULTY(WSAStartup, int{Faults::Error()}, __VA_ARGS__)
 #define WSACleanup() (Faults::Instance().Fails("WSACleanup") ? SOCKET_ERROR : WSACleanup())
 #define WSASocketA(...) Faults::Instance().Made(FAULTY(WSASocketA, INVALID_SOCKET, __VA_ARGS__))
+#define GetVersionExA(...) FAULTY(GetVersionExA, FALSE, __VA_ARGS__)
+#define setsockopt(...) FAULTY(setsockopt, SOCKET_ERROR, __VA_ARGS__)
 #define WSAIoctl(...) FAULTY(WSAIoctl, SOCKET_ERROR, __VA_ARGS__)
 #define WSAConnect(...) FAULTY(WSAConnect, SOCKET_ERROR, __VA_ARGS__)
 #define WSASend(socket, ...) FAULTY_ON(WSASend, socket, __VA_ARGS__)

@@ -2,8 +2,9 @@
 // 32-bit exit code is seen.
 //
 //   parent REPORT --of REQUEST   runs a program in its own directory; the request's lines are files
-//                                for its input, output and errors, the command line, and the
-//                                program's variables, NAME=VALUE each
+//                                for its input, output ("|": a pipe that nobody reads, nothing:
+//                                none) and errors, the command line, and the program's variables,
+//                                NAME=VALUE each
 //   parent REPORT PID            waits for a program that another parent started
 //
 // Lines are added to the report: the program's id; "watched" once somebody holds a handle of the
@@ -20,6 +21,15 @@ static HANDLE Open(const std::string& path, DWORD access, DWORD disposition) {
   return CreateFileA(path.c_str(), access, shared, &inherited, disposition, 0, nullptr);
 }
 
+static HANDLE OpenOutput(const std::string& path) {
+  if (path != "|") return path.empty() ? nullptr : Open(path, GENERIC_WRITE, CREATE_ALWAYS);
+  SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+  HANDLE reader = nullptr, writer = nullptr;
+  CreatePipe(&reader, &writer, &inherited, 0);
+  CloseHandle(reader);
+  return writer;
+}
+
 static void Start(const char* request, PROCESS_INFORMATION& program) {
   std::ifstream lines(request, std::ios::binary);
   std::string in, out, err, command, environment;
@@ -30,7 +40,7 @@ static void Start(const char* request, PROCESS_INFORMATION& program) {
   startup.cb = sizeof startup;
   startup.dwFlags = STARTF_USESTDHANDLES;
   startup.hStdInput = Open(in, GENERIC_READ, OPEN_EXISTING);
-  startup.hStdOutput = Open(out, GENERIC_WRITE, CREATE_ALWAYS);
+  startup.hStdOutput = OpenOutput(out);
   startup.hStdError = Open(err, GENERIC_WRITE, CREATE_ALWAYS);
   // Wine loses one program in thousands while it starts it, before any of its code.
   for (int attempt = 0; attempt < 3 && program.hProcess == nullptr; ++attempt)

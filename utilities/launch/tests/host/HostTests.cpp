@@ -52,6 +52,7 @@ TEST_F(Files, CopyReplacesTheTargetAndKeepsPermissions) {
   EXPECT_EQ(fs::status("target").permissions(), fs::perms(0754));
   EXPECT_EQ(fs::last_write_time("target"), fs::last_write_time("source"));
   EXPECT_TRUE(Fails(CopyFileA("source", "dangling", FALSE), ERROR_FILE_NOT_FOUND));
+  for (const char* none : {"pipe", "/dev/null"}) EXPECT_EQ(std::fopen(none, "rb"), nullptr);
   EXPECT_TRUE(Fails(CopyFileA("pipe", "new", FALSE), ERROR_ACCESS_DENIED));
   EXPECT_TRUE(Fails(CopyFileA("source", "pipe", FALSE), ERROR_ACCESS_DENIED));
   EXPECT_TRUE(Fails(CopyFileA("missing\\new", "target", FALSE), ERROR_PATH_NOT_FOUND));
@@ -181,16 +182,13 @@ TEST_F(Sockets, RefuseUnsupportedArguments) {
   EXPECT_TRUE(Fails(Receive(m_Byte, 1, MSG_PEEK) >= 0, WSAEOPNOTSUPP));
 }
 
-TEST_F(Sockets, MoveNothingAnyMoreAfterAReset) {
+TEST_F(Sockets, GiveWhatArrivedBeforeAResetAndNothingAfterIt) {
   Peer peer;
   Join(peer);
-  peer.Send("ab");
+  peer.Send("a");
+  peer.Reset();
   EXPECT_EQ(ReceiveText(1), "a");
-  EXPECT_EQ(Send("x"), 1);
-  const linger abort = {1, 0};
-  ::setsockopt(peer.m_Connection, SOL_SOCKET, SO_LINGER, &abort, sizeof abort);
-  peer.Close();
-  for (int i = 0; i < 2; ++i) {  // what was gathered cannot leave
+  for (int i = 0; i < 2; ++i) {
     EXPECT_TRUE(Fails(Receive(m_Byte) >= 0, WSAECONNRESET));
     EXPECT_TRUE(Fails(Send("x") >= 0, WSAECONNRESET));
   }

@@ -63,18 +63,31 @@ def machine(build):
     end_wine(made.env)
 
 
+def entries(folder):
+    return {str(path.relative_to(folder)) for path in folder.rglob("*")}
+
+
+def add_users_files(folder):
+    for file in ("notes.txt", "JRE/release", "doc/mine/notes.txt", "doc/docs/mine.md", "sample/out/Release/a"):
+        (folder / file).parent.mkdir(parents=True, exist_ok=True)
+        (folder / file).touch()
+
+
 def test_installed_used_and_removed(machine):
     before = machine.state()
     (machine.folder / "Torvel.exe").mkdir(parents=True)
     machine.install(code=2)  # for the program cannot be written
     shutil.rmtree(machine.folder)
     assert machine.state() == before
+    first = machine.drive / "Torvel"
+    add_users_files(first)
+    users = entries(first)
     machine.install(r"/D=C:\Torvel")
     machine.install()  # where it was
     assert not machine.folder.exists()
     machine.install(*f"/D={FOLDER}".split())  # unquoted; it takes the place of the first
     now = machine.state()
-    assert not (machine.drive / "Torvel").exists() and now["path"] == f"{before['path']};{FOLDER}"
+    assert entries(first) == users and now["path"] == f"{before['path']};{FOLDER}"
     installed = {file.name for file in machine.folder.iterdir()}
     assert installed == {"Torvel.exe", "Uninstall.exe", "doc", "sample"}
     assert set(re.findall(r"    (\w+)    REG_SZ    (.*)\r", now[TOOL] + now[INSTALLED])) >= {
@@ -85,11 +98,10 @@ def test_installed_used_and_removed(machine):
     assert code == 255 and usage.startswith(f"Torvel Launcher {VERSION}\r\n\r\nUsage: Torvel <command>")
 
     # What the user put there is the user's; without it nothing is left.
-    for folder in ("JRE", "sample/out/Release"):
-        (machine.folder / folder).mkdir(parents=True)
+    add_users_files(machine.folder)
     machine.remove()
-    left = {str(path.relative_to(machine.folder)) for path in machine.folder.rglob("*")}
-    assert left == {"JRE", "sample", "sample/out", "sample/out/Release"}
+    assert entries(machine.folder) == users
+    shutil.rmtree(first)
     shutil.rmtree(machine.folder)
     assert machine.state() == before
 

@@ -180,10 +180,10 @@ class Windows(Product):
         assert not re.search(r"(?<!\r)\n", text), "a line without CR LF"
         return text.replace("\r\n", "\n")
 
-    def start(self, *args, cwd, env, own_parent=True, stdin=None):
+    def start(self, *args, cwd, env, own_parent=True, stdin=None, out=None):
         files = self.new_files()
-        asked = [self.path(stdin) if stdin else "NUL", self.path(files.out), self.path(files.err),
-                 subprocess.list2cmdline([self.path(self.program), *args]),
+        asked = [self.path(stdin) if stdin else "NUL", self.path(files.out) if out is None else out,
+                 self.path(files.err), subprocess.list2cmdline([self.path(self.program), *args]),
                  *(f"{name}={value}" for name, value in sorted(env.items()))]
         files.request.write_bytes("\n".join(asked).encode("latin-1"))
         for _ in range(3):  # Wine fails to start one program in a thousand

@@ -1,5 +1,9 @@
 """The command line, the commands and the search for the workspace."""
+import os
 import re
+
+import pytest
+from harness import VERSION, failure, registry_text
 
 from harness import VERSION, failure
 
@@ -41,6 +45,12 @@ def test_refused(workspace, product):
         assert workspace.run(*args) == (product.code(-1), out, ""), args
 
 
+@pytest.mark.windows_only
+@pytest.mark.parametrize("out", ["|", ""], ids=["pipe without a reader", "no output"])
+def test_nobody_reads(workspace, product, out):
+    assert workspace.run("--help", out=out) == (product.code(-1), "", "")
+
+
 def test_failed_search(workspace, product, tmp_path):
     """Outside a workspace the failure is about the directory, not the command."""
     outside = tmp_path / "outside" / "100%s here"
@@ -57,11 +67,16 @@ def test_failed_search(workspace, product, tmp_path):
         assert workspace.run("--debug", "Bild", option, cwd=cwd) == (product.code(-1), out, "")
 
 
-def test_start_that_cannot_be_entered_again(workspace, product):
+def test_directory_that_cannot_be_entered_again(workspace, product):
     """Its name has no exact form in the code page. Continuing would build another target."""
     start = workspace.root / "src" / ("\u0416\u0443\u043a" if product.windows else "a\\b")
     start.mkdir()
     assert workspace.run("Build", "T", cwd=start) == (product.code(-1), OUTSIDE, "")
+    if not product.windows:  # where a link's target is no current directory
+        workspace.add("src/a\\b/bin/Torvel.jar")
+        (workspace.root / "link").symlink_to(start)
+        assert workspace.run("Build", "T", "--workspace=link") == (
+            product.code(-1), failure("Unable to locate Torvel within workspace"), "")
 
 
 # Arguments, directory to start in, what the search says.
@@ -90,6 +105,22 @@ def test_search(workspace, product):
             said = said | {"start": said["start"].replace("src/game", "src\\game")}
         expected = (product.code(-1), workspace.search(**said) + unknown("bild"), "")
         assert workspace.run("Bild", "--debug=no", *args, cwd=workspace.root / cwd) == expected
+
+
+@pytest.mark.host_only
+def test_pipes_are_no_files(workspace, tmp_path):
+    """The launcher does not wait for a pipe in place of a jar, library, release file or registry."""
+    pipes = [workspace.root / "src/bin/Torvel.jar", workspace.root / "bin/torvel-win64.dll",
+             tmp_path / "release", tmp_path / "registry"]
+    pipes[0].parent.mkdir()
+    for pipe in pipes:
+        os.mkfifo(pipe)
+    workspace.use_java("exit=9")
+    assert workspace.run("Checksum", cwd=workspace.game, env={"TORVEL_HOST_REGISTRY": str(pipe)}).code == 9
+    pipe.unlink()
+    pipe.write_text(1100 * (4096 * "-" + "\n") + registry_text("", {"Torvel": {"Install_Dir": "/none"}}))
+    result = workspace.run("Checksum", "--debug", env={"TORVEL_HOST_REGISTRY": str(pipe)})
+    assert result.code == 9 and "No installation key found" in result.out  # beyond the limit
 
 
 def test_every_command_reaches_its_class(workspace):

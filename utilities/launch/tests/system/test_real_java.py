@@ -28,6 +28,7 @@ public class Launch {
         break;
       case "input": for (int c; (c = System.in.read()) >= 0;) out.write(c); out.flush(); break;
       case "arguments": for (int i = 2; i < args.length; i++) out.println("[" + args[i] + "]"); break;
+      case "colour": out.println(new java.awt.Color(number)); break;
     }
   }
 }
@@ -97,9 +98,11 @@ def test_programs(workspace, product, found, version, way, names):
         assert result.err == err or err in result.err and name == "exception"
 
 
-@pytest.mark.parametrize("way, env", [
-    ("own", {"WINEDLLOVERRIDES": "vcruntime140,vcruntime140_1,msvcp140=n"}), ("server", {})])
-def test_its_own_libraries_are_found(workspace, found, way, env):
-    """Without the C++ runtime in the system; with only the folder of jvm.dll on PATH."""
+@pytest.mark.parametrize("way, overrides", [("own", "vcruntime140,vcruntime140_1,msvcp140=n"), ("server", "")])
+def test_its_own_libraries_are_found(workspace, product, found, monkeypatch, way, overrides):
+    """Without the C++ runtime in the system; with only the folder of jvm.dll on PATH. A colour needs a library
+    that Java loads later."""
+    monkeypatch.setitem(product.wine_env, "WINEDLLOVERRIDES", overrides)
     found("17", way)
-    assert workspace.run("Launch", "return", "0", env=env) == (0, "Torvel.exe with Java 17\n", "")
+    colour = "java.awt.Color[r=0,g=0,b=7]"
+    assert workspace.run("Launch", "colour", "7") == (0, f"Torvel.exe with Java 17\n{colour}\n", "")

@@ -1,17 +1,20 @@
 #include <gmock/gmock.h>
 #include <winsock2.h>
 
+#include <memory>
 #include <random>
+#include <thread>
 
 #include "CommandLineParameters.h"
 #include "Peer.h"
-#include "assistant/AssistantWire.h"
+#include "assistant/AssistantConnection.h"
+#include "assistant/BuildCommands.h"
 #include "assistant/PropertyMap.h"
 #include "java/WorkspaceSearch.h"
+#include "platform/BufferedSocket.h"
 #include "platform/Files.h"
 #include "platform/LaunchFailure.h"
 #include "platform/Owner.h"
-#include "platform/Socket.h"
 #include "platform/SwitcherListener.h"
 #include "platform/SystemError.h"
 
@@ -79,8 +82,79 @@ TEST(Socket, KnowsItsStateAndTheErrorOfItsOwnFailures) {
   EXPECT_EQ(socket.GetError(), static_cast<uint32_t>(WSAECONNREFUSED));
   EXPECT_EQ(WSAGetLastError(), 0);
   socket.Close();
+  EXPECT_EQ(WSAGetLastError(), 0);
   EXPECT_EQ(socket.Send("x", 1, 0), -1);
   EXPECT_EQ(socket.GetError(), 0U);
+}
+
+namespace {
+
+// A buffered socket and the far side of its connection.
+class BufferedSockets : public testing::Test {
+ protected:
+  BufferedSockets() { Connect(); }
+  std::unique_ptr<Socket> Join() {
+    auto socket = std::make_unique<Socket>("127.0.0.1", m_Peer.GetPort(), SOCK_STREAM, AF_INET, 0);
+    m_Peer.Accept();
+    return socket;
+  }
+  void Connect() { m_Socket = std::make_unique<BufferedSocket>(Join()); }
+  bool Send(const std::string& text) {
+    const auto length = static_cast<int32_t>(text.size());
+    return m_Socket->Send(text.data(), length) == length;
+  }
+  // Fewer bytes at the end of the stream or after a failure.
+  std::string Receive(size_t length, size_t piece = 1) {
+    std::string text, bytes(piece, '\0');
+    for (int32_t got = 1; got > 0 && text.size() < length;) {
+      got = m_Socket->Receive(bytes.data(), static_cast<int32_t>(piece));
+      text.append(bytes, 0, static_cast<size_t>(std::max(got, 0)));
+    }
+    return text;
+  }
+
+  const SocketStartup m_Startup;
+  Peer m_Peer;
+  std::unique_ptr<BufferedSocket> m_Socket;
+};
+
+}  // namespace
+
+TEST_F(BufferedSockets, KeepTheOrderOfBytesBothWays) {
+  std::string text(100000, '\0');
+  for (size_t i = 0; i < text.size(); ++i) text[i] = static_cast<char>(i * 31 + i / 251);
+  for (const size_t piece : {1U, 4U, 32767U, 32768U, 32769U, 100000U}) {
+    Connect();
+    std::thread echo([&] { m_Peer.Send(m_Peer.Receive(text.size())); });
+    for (size_t at = 0; at < text.size(); at += piece) EXPECT_TRUE(Send(text.substr(at, piece)));
+    EXPECT_TRUE(Receive(text.size(), piece) == text) << piece;
+    echo.join();
+  }
+}
+
+TEST_F(BufferedSockets, SendBeforeAReceiveThatWaitsAndWhenFullAndAtTheirEnd) {
+  std::thread answer([&] { m_Peer.Send(m_Peer.Receive(2) + "!?"); });
+  EXPECT_TRUE(Send("q") && Send("r"));
+  EXPECT_EQ(Receive(3), "qr!");
+  answer.join();
+  EXPECT_TRUE(Send("a"));
+  EXPECT_EQ(Receive(1), "?");  // which does not wait
+  EXPECT_TRUE(m_Socket->Flush());
+  EXPECT_EQ(m_Peer.Receive(1), "a");
+  EXPECT_TRUE(Send("b") && Send(std::string(32768, 'c')) && Send(std::string(32767, 'd')));
+  EXPECT_EQ(m_Peer.Receive(32769), "b" + std::string(32768, 'c'));
+  m_Socket.reset();
+  EXPECT_EQ(m_Peer.Receive(40000), std::string(32767, 'd'));
+}
+
+TEST_F(BufferedSockets, DoNothingAnyMoreAfterAFailedSend) {
+  m_Peer.Send("ab");
+  EXPECT_EQ(Receive(1), "a");
+  m_Peer.Reset();
+  while (m_Socket->Flush()) Send("x");  // until the reset has arrived
+  EXPECT_FALSE(Send("x"));
+  EXPECT_EQ(Receive(1), "");  // although "b" was there
+  EXPECT_FALSE(m_Socket->Flush());
 }
 
 TEST(Watcher, DoesNotWatchAParentThatHasEnded) {
@@ -113,8 +187,7 @@ TEST(AssistantWire, SendsAnyCodePointOfFourBytes) {
   }
   EXPECT_FALSE(wire.SendChar(0x200000));
   EXPECT_FALSE(wire.SendChar(-1));
-  peer.Send("!");
-  EXPECT_EQ(wire.ReceiveByte(), '!');  // what was sent has left by now
+  EXPECT_TRUE(wire.Flush());
   EXPECT_EQ(peer.Receive(expected.size()), expected);
 }
 
@@ -159,4 +232,22 @@ TEST(PropertyMap, ParsesWhatItFormats) {
     EXPECT_EQ(copy.GetProperty(name), value) << map.Format();
     EXPECT_EQ(copy.Format(), map.Format());
   }
+}
+
+// The command leaves before the keep-alive connection opens.
+class AssistedCommand : public BufferedSockets {};
+
+TEST_F(AssistedCommand, ThatCannotBeSentOpensNoKeepAlive) {
+  const char* arguments[] = {"Torvel", "Build", "--debug"};
+  Singleton<CommandLineParameters>::GetInstance().Parse(3, arguments);
+  std::unique_ptr<Socket> socket = Join();
+  m_Peer.Reset();
+  char none = 0;
+  EXPECT_LE(socket->Receive(&none, 1, 0), 0);  // waits for the reset
+  AssistantConnection assistant(std::move(socket));
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(RunAssistedCommand(assistant), 666);
+  EXPECT_THAT(testing::internal::GetCapturedStdout(),
+              testing::AllOf(testing::HasSubstr("Send 'Build'"),
+                             testing::Not(testing::HasSubstr("KeepAlive"))));
 }
