@@ -7,8 +7,7 @@
 
 #include "CommandLineParameters.h"
 #include "Peer.h"
-#include "assistant/AssistantConnection.h"
-#include "assistant/BuildCommands.h"
+#include "assistant/AssistantWire.h"
 #include "assistant/PropertyMap.h"
 #include "java/WorkspaceSearch.h"
 #include "platform/BufferedSocket.h"
@@ -232,22 +231,4 @@ TEST(PropertyMap, ParsesWhatItFormats) {
     EXPECT_EQ(copy.GetProperty(name), value) << map.Format();
     EXPECT_EQ(copy.Format(), map.Format());
   }
-}
-
-// The command leaves before the keep-alive connection opens.
-class AssistedCommand : public BufferedSockets {};
-
-TEST_F(AssistedCommand, ThatCannotBeSentOpensNoKeepAlive) {
-  const char* arguments[] = {"Torvel", "Build", "--debug"};
-  Singleton<CommandLineParameters>::GetInstance().Parse(3, arguments);
-  std::unique_ptr<Socket> socket = Join();
-  m_Peer.Reset();
-  char none = 0;
-  EXPECT_LE(socket->Receive(&none, 1, 0), 0);  // waits for the reset
-  AssistantConnection assistant(std::move(socket));
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(RunAssistedCommand(assistant), 666);
-  EXPECT_THAT(testing::internal::GetCapturedStdout(),
-              testing::AllOf(testing::HasSubstr("Send 'Build'"),
-                             testing::Not(testing::HasSubstr("KeepAlive"))));
 }
