@@ -1,9 +1,9 @@
-"""What every folder here has: the product under test, which is built already.
+"""Options and fixtures for every folder. The product must be built.
 
     pytest utilities/launch/tests/FOLDER --product host --build build/host
     pytest utilities/launch/tests/FOLDER --product windows --build build/windows     (under Wine)
 
-The packaging tests take what the build's target `package` has made.
+The packaging tests need the build target `package`.
 """
 import pathlib
 import socket
@@ -19,7 +19,7 @@ def pytest_addoption(parser):
 
 
 def pytest_collection_modifyitems(config, items):
-    """What only one product has, or shows as well as the other, is tried there alone."""
+    """Leaves out the tests of the other product."""
     others = {"host": "windows_only", "windows": "host_only"}[config.getoption("--product")]
     items[:] = [item for item in items if not item.get_closest_marker(others)]
 
@@ -49,9 +49,9 @@ def workspace(product, tmp_path):
 
 @pytest.fixture
 def registry(product, tmp_path):
-    """Registers keys with their values, for runs with the environment that it returns."""
+    """Registers keys with their values. Runs need the environment that it returns."""
     yield lambda keys, folder="": product.registry(tmp_path, registry_text(folder, keys))
-    if product.windows:  # where all runs share one
+    if product.windows:  # its runs share one registry
         product.registry(tmp_path, registry_text("", {"Torvel": None, "JavaSoft": None}))
 
 

@@ -1,5 +1,5 @@
 #pragma once
-// What the contract tests and those of the layer share.
+// Helpers of the contract tests and the layer's tests.
 
 #include <winsock2.h>
 #include <windows.h>
@@ -14,7 +14,7 @@
 
 namespace fs = std::filesystem;
 
-// A test whose current directory is a new one, removed with all it holds.
+// A test with a temporary directory as its current one.
 class InScratch : public testing::Test {
  protected:
   InScratch() {
@@ -33,7 +33,7 @@ class InScratch : public testing::Test {
       fs::temp_directory_path() / ("torvel-layer-" + std::to_string(GetCurrentProcessId()));
 };
 
-// Makes the folders above it too. Programs are written with owner_all.
+// Creates the folders above it too. A program needs owner_all.
 inline void WriteText(const fs::path& path, const std::string& text,
                       fs::perms permissions = fs::perms::owner_read | fs::perms::owner_write) {
   fs::create_directories(fs::absolute(path).parent_path());
@@ -46,7 +46,7 @@ inline std::string ReadText(const fs::path& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// That a call failed with this last error.
+// A call failed with this last error.
 inline testing::AssertionResult Fails(bool isOk, DWORD error) {
   const DWORD last = GetLastError();
   return isOk            ? testing::AssertionFailure() << "succeeded"
@@ -54,15 +54,14 @@ inline testing::AssertionResult Fails(bool isOk, DWORD error) {
                          : testing::AssertionSuccess();
 }
 
-inline BOOL Start(const std::string& program, std::string line, PROCESS_INFORMATION& child,
-                  DWORD flags = 0) {
+inline BOOL Start(const std::string& program, std::string line, PROCESS_INFORMATION& child) {
   STARTUPINFOA startup = {};
   startup.cb = sizeof startup;
-  return CreateProcessA(program.c_str(), line.data(), nullptr, nullptr, FALSE, flags, nullptr,
-                        nullptr, &startup, &child);
+  return CreateProcessA(program.c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                        &startup, &child);
 }
 
-// Runs a program to its end and gives its exit code.
+// Runs a program and returns its exit code.
 inline DWORD RunProgram(const std::string& program, const std::string& line) {
   PROCESS_INFORMATION child = {};
   DWORD code = 0;

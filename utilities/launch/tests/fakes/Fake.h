@@ -1,4 +1,4 @@
-// What the fakes share: a record of what was done to them and a scenario that says how to behave.
+// What the fakes share: a log of the calls to them and a scenario that selects their behaviour.
 #pragma once
 
 #include <chrono>
@@ -10,8 +10,8 @@
 #include <string>
 #include <thread>
 
-// Appends one line to the file that the environment variable names; opened each time, so that a
-// killed process loses nothing.
+// Appends one line to the file that the environment variable names. The file is opened each time,
+// so that a killed process loses nothing.
 inline void Record(const char* variable, const std::string& line) {
   if (const char* path = std::getenv(variable))
     std::ofstream(path, std::ios::app | std::ios::binary) << line << '\n';

@@ -1,5 +1,6 @@
-// A `java` program that runs no Java: it records its arguments and its current directory into the
-// file FAKE_JAVA_LOG and behaves as FAKE_JAVA says: prints, sleeps=MS, exit=N.
+// A `java` program without Java. It appends its arguments and its current directory to the file
+// FAKE_JAVA_LOG. FAKE_JAVA selects its behaviour: prints, sleeps=MS, exit=N, waits (until there is
+// a file "end" in the current directory).
 #include <filesystem>
 
 #include "Fake.h"
@@ -10,6 +11,7 @@ int main(int argc, char** argv) {
   record("in " + std::filesystem::current_path().string());
   if (Scenario("FAKE_JAVA", "prints")) std::puts("fake java runs"), std::fflush(stdout);
   Pause(Scenario("FAKE_JAVA", "sleeps"));
+  while (Scenario("FAKE_JAVA", "waits") && !std::filesystem::exists("end")) Pause(1);
   record("done");
   return Scenario("FAKE_JAVA", "exit").value_or(0);
 }

@@ -1,7 +1,12 @@
-// A Java runtime's library that runs no Java: it records each call, in order, into the file
-// FAKE_JVM_LOG and behaves as FAKE_JVM says: create-fails, no-class, no-main, no-array, exception,
-// exit=N (the hook is called with N inside main), prints (one line to standard output, past any
-// buffer of the caller), sleeps=MS, load-sleeps=MS (while the system's loader holds its lock).
+// A Java runtime's library without a Java runtime. It appends each call to the file FAKE_JVM_LOG.
+// FAKE_JVM selects its behaviour:
+//   defaults-fail, create=N       results of JNI_GetDefaultJavaVMInitArgs and JNI_CreateJavaVM
+//   no-class, no-main, no-array   lookups that find nothing
+//   exception                     main throws
+//   exit=N, late-exit=N           calls the exit hook, in main or in DestroyJavaVM
+//   prints                        main writes one line to standard output, unbuffered
+//   sleeps=MS, load-sleeps=MS     main sleeps; the library sleeps while it is loaded
+//   logs-exit                     logs when the process runs its exit handlers
 #include <jni.h>
 #include <unistd.h>
 
@@ -12,8 +17,8 @@
 
 namespace {
 
-// Each Java object is a text: a class's name, a string, an array's elements as far as they are set.
-// References stay valid while it grows, and past the end of the process: main may still run then.
+// Each Java object is a text: a class's name, a string, an array's elements. References stay valid
+// while the deque grows. It is never destroyed: main may still run while the process exits.
 std::deque<std::string>& objects = *new std::deque<std::string>;
 void (*exitHook)(jint) = nullptr;
 bool pending = false;
@@ -103,8 +108,8 @@ std::string Hex(jint version) {
 extern "C" JNIEXPORT jint JNICALL JNI_GetDefaultJavaVMInitArgs(void* args) {
   auto* defaults = static_cast<JavaVMInitArgs*>(args);
   Log("defaults " + Hex(defaults->version));
-  defaults->ignoreUnrecognized = JNI_TRUE;  // the caller must not rely on what it gets here
-  return JNI_OK;
+  defaults->ignoreUnrecognized = JNI_TRUE;  // the caller must set it itself
+  return Asked("defaults-fail") ? JNI_ERR : JNI_OK;
 }
 
 extern "C" JNIEXPORT jint JNICALL JNI_CreateJavaVM(JavaVM** machine, void** environment,
@@ -118,12 +123,14 @@ extern "C" JNIEXPORT jint JNICALL JNI_CreateJavaVM(JavaVM** machine, void** envi
     if (text == "exit") exitHook = reinterpret_cast<void (*)(jint)>(option.extraInfo);
     Log("option " + text + (option.extraInfo == nullptr ? "" : " with a hook"));
   }
-  if (Asked("create-fails")) return JNI_ERR;
+  if (Asked("logs-exit")) std::atexit([] { Log("exit handlers"); });
+  if (const auto result = Asked("create")) return *result;
 
   static const JNINativeInterface_ functions = Functions();
   static JNIInvokeInterface_ invocation{};
   invocation.DestroyJavaVM = [](JavaVM*) -> jint {
     Log(pending ? "DestroyJavaVM with a pending exception" : "DestroyJavaVM");
+    if (const auto code = Asked("late-exit")) exitHook(*code);
     return JNI_OK;
   };
   static JNIEnv env{&functions};

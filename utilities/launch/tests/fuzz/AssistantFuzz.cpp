@@ -1,17 +1,18 @@
-// What an Assistant sends during a build, through the real connection: the build ends, with a
-// return code that was sent or 666, and shows no more than arrived. Input: the Assistant's stream.
+// The bytes that an Assistant sends during a build, through the real connection. The build ends,
+// with an exit code that was sent or 666, and prints no more than it received.
 #include <direct.h>
 #include <io.h>
 #include <winsock2.h>
 
+#include <cstdlib>
+#include <string_view>
 #include <tuple>
 
-#include "Check.h"
 #include "CommandLineParameters.h"
 #include "assistant/AssistantConnection.h"
 #include "assistant/BuildCommands.h"
 
-// The system's calls in memory: what the program defines counts before the libraries'.
+// The system's calls in memory. The program's definitions come before the libraries'.
 static std::string_view g_incoming;
 static size_t g_piece = 0;
 static std::string g_written[3];
@@ -34,10 +35,10 @@ int _write(int descriptor, const void* data, unsigned size) {
 
 namespace {
 
-// Standard output, standard error, the return code.
+// Standard output, standard error, the exit code.
 using Outcome = std::tuple<std::string, std::string, int>;
 
-// The stream arrives in pieces of at most so many bytes.
+// The stream arrives in pieces of at most `piece` bytes.
 Outcome Run(std::string_view incoming, size_t piece) {
   g_incoming = incoming;
   g_piece = piece;
@@ -48,9 +49,15 @@ Outcome Run(std::string_view incoming, size_t piece) {
   return {g_written[1], g_written[2], code};
 }
 
+// libFuzzer keeps an input that aborts.
+void Check(bool holds) {
+  if (!holds) abort();
+}
+
 }  // namespace
 
-void Try(std::string_view input) {
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  const std::string_view input(reinterpret_cast<const char*>(data), size);
   auto& parameters = Singleton<CommandLineParameters>::GetInstance();
   const char* arguments[] = {"Torvel", "Build", "--environment="};
   if (parameters.GetCount() == 0) parameters.Parse(3, arguments);
@@ -64,6 +71,7 @@ void Try(std::string_view input) {
   const std::string_view bytes(reinterpret_cast<const char*>(&sent), sizeof sent);
   Check(code == 666 || input.find(bytes) != std::string_view::npos);
   Check(Run(input, 1) == outcome);
-  // What comes behind the return code is not read.
+  // Bytes after the exit code are not read.
   Check(code == 666 || Run(std::string(input) + "behind", 99) == outcome);
+  return 0;
 }

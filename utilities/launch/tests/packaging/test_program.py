@@ -1,14 +1,16 @@
-"""The program as its users get it: hardening, imports and, for Windows, its resources in its zip."""
+"""The program that users get: hardening, imports and, on Windows, its resources."""
 import re
 import subprocess
 import zipfile
 
+from harness import VERSION
+
 TOOLS = {"host": [["readelf", "-hldW", "--dyn-syms"]],
          "windows": [["x86_64-w64-mingw32-objdump", "-hp"],
                      ["x86_64-w64-mingw32-windres", "-J", "coff", "-O", "rc"]]}
-TEXTS = {"FileDescription": "Command-line launcher of the Torvel build tool", "FileVersion": "2.8.10",
+TEXTS = {"FileDescription": "Command-line launcher of the Torvel build tool", "FileVersion": VERSION,
          "InternalName": "Torvel", "OriginalFilename": "Torvel.exe", "ProductName": "Torvel",
-         "ProductVersion": "2.8.10"}
+         "ProductVersion": VERSION}
 # What the tools print of the program.
 HOLDS = {"host": {
     "position independence": r"Type: +DYN \(Position-Independent ",
@@ -21,7 +23,7 @@ HOLDS = {"host": {
     "random addresses, data that is not executable": r"HIGH_ENTROPY_VA\n\s+DYNAMIC_BASE\n\s+NX_COMPAT\n",
     "relocations": r"Entry 5 \w+ (?!0+ )\w+ Base Relocation",
     "stack of the main thread": r"SizeOfStackReserve\s+0*800000\n",
-    "version": r"FILEVERSION 2, 8, 10, 0\s+PRODUCTVERSION 2, 8, 10, 0\s",
+    "version": "FILEVERSION {0}, 0\\s+PRODUCTVERSION {0}, 0\\s".format(VERSION.replace(".", ", ")),
     "texts": r"BEGIN\s+" + "".join(rf'VALUE "{name}", "{text}"\s+' for name, text in TEXTS.items()) + "END",
     "the user's privileges": '<requestedExecutionLevel level=""asInvoker"" uiAccess=""false""/>',
     "systems": "(?s:<supportedOS .*){4}",
@@ -40,7 +42,7 @@ LACKS = {"host": {
 def test_program_file(request, build, tmp_path):
     product, program = request.config.getoption("--product"), build / "Torvel"
     if product == "windows":
-        with zipfile.ZipFile(build / "Torvel-2.8.10-win64.zip") as package:
+        with zipfile.ZipFile(build / f"Torvel-{VERSION}-win64.zip") as package:
             package.extractall(tmp_path)
         [program] = [file for file in tmp_path.glob("*/*") if file.name not in ("doc", "sample")]
         assert program.name == "Torvel.exe" and (program.parent / "doc/docs/windows.md").exists()

@@ -1,4 +1,4 @@
-"""The installer: used under Wine, on a machine of its own."""
+"""The installer under Wine, in a prefix of its own."""
 import re
 import shutil
 import subprocess
@@ -6,7 +6,7 @@ import zipfile
 import zlib
 
 import pytest
-from harness import end_wine, in_cache, wait_until, wine_environment
+from harness import VERSION, end_wine, in_cache, wait_until, wine_environment
 
 pytestmark = pytest.mark.windows_only
 TOOL = r"HKEY_LOCAL_MACHINE\SOFTWARE\Torvel"
@@ -19,13 +19,13 @@ SYSTEM = r"%SystemRoot%\system32;%SystemRoot%"
 
 class Machine:
     def __init__(self, build):
-        self.installer, prefix = build / "Torvel-2.8.10-win64.exe", build / "wine-packaging"
+        self.installer, prefix = build / f"Torvel-{VERSION}-win64.exe", build / "wine-packaging"
         shutil.rmtree(prefix, ignore_errors=True)
         self.env, self.drive = wine_environment(prefix), prefix / "drive_c"
         self.folder = self.drive / "Program Files/Torvel"
 
     def wine(self, *command, cwd=None, **env):
-        """The exit code and the output, through a file: what Wine starts beside it would hold a pipe open."""
+        """The exit code and the output. It goes to a file: Wine's services would keep a pipe open."""
         output = self.drive / "windows/output"
         with output.open("wb") as file:
             code = subprocess.run(["wine64", *command], cwd=cwd, env=self.env | env, timeout=600,
@@ -49,7 +49,7 @@ class Machine:
         assert self.wine(self.installer, "/S", *options)[0] == code
 
     def remove(self):
-        """By the command that the list of installed programs names; the remover goes on after its start."""
+        """By the registered command, which goes on after it returns."""
         command = re.search('QuietUninstallString    REG_SZ    "(.*)" (.*)\r', self.registry(INSTALLED))
         assert self.wine(*command.groups())[0] == 0
         last = self.folder / "Uninstall.exe" if (self.folder / "JRE").exists() else self.folder
@@ -91,11 +91,11 @@ def test_installed_used_and_removed(machine):
     installed = {file.name for file in machine.folder.iterdir()}
     assert installed == {"Torvel.exe", "Uninstall.exe", "doc", "sample"}
     assert set(re.findall(r"    (\w+)    REG_SZ    (.*)\r", now[TOOL] + now[INSTALLED])) >= {
-        ("Install_Dir", FOLDER), ("DisplayName", "Torvel"), ("DisplayVersion", "2.8.10"),
+        ("Install_Dir", FOLDER), ("DisplayName", "Torvel"), ("DisplayVersion", VERSION),
         ("Publisher", "Torvel"), ("UninstallString", f'"{FOLDER}\\Uninstall.exe"')}
     # A new console finds the launcher by its name.
     code, usage = machine.wine(r"C:\windows\system32\cmd.exe", "/c", "Torvel", "--help")
-    assert code == 255 and usage.startswith("Torvel Launcher 2.8.10\r\n\r\nUsage: Torvel <command>")
+    assert code == 255 and usage.startswith(f"Torvel Launcher {VERSION}\r\n\r\nUsage: Torvel <command>")
 
     # What the user put there is the user's; without it nothing is left.
     add_users_files(machine.folder)
@@ -108,7 +108,7 @@ def test_installed_used_and_removed(machine):
 
 def test_zip_holds_the_sample_ready_to_use(machine, build, tmp_path):
     java = str(in_cache("java-windows/17/bin")).replace("/", "\\")
-    with zipfile.ZipFile(build / "Torvel-2.8.10-win64.zip") as package:
+    with zipfile.ZipFile(build / f"Torvel-{VERSION}-win64.zip") as package:
         package.extractall(tmp_path)
     [sample] = tmp_path.glob("*/sample")
 

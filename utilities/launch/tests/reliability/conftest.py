@@ -1,13 +1,13 @@
-"""What the reliability tests share, on top of the harness of the system tests; for the host's product alone.
+"""Fixtures of the reliability tests, which are for the host product only.
 
-`--long` makes the full number of runs (see scripts/soak); without it each test is a sample of a few seconds.
-What a test prints are its figures.
+`--long` makes the full number of runs (see scripts/soak). Without it each test is a sample of a few seconds. The
+tests print their figures.
 """
 import contextlib
 import struct
 
 import pytest
-from sample_workspace import assembled, sample  # noqa: F401
+from harness import VERSION
 from scripted_assistant import NULL, ScriptedAssistant, number, text
 
 
@@ -17,14 +17,13 @@ def pytest_addoption(parser):
 
 @pytest.fixture
 def scale(request):
-    """Chooses between the short and the long form's number."""
+    """Chooses the number of the short or the long form."""
     return lambda short, long: long if request.config.getoption("--long", False) else short
 
 
 class TolerantAssistant(ScriptedAssistant):
-    """For many launchers: one that breaks off or speaks nonsense ends its own conversation and nothing else.
-    `output` writes a build's answer."""
-    version, directory = "2.8.10", "/nowhere"
+    """An invalid or broken conversation ends alone; the others go on. `output` sends the output of a build."""
+    version, directory = VERSION, "/nowhere"
 
     def answer(self, *lines, code=5):
         data = b"".join(map(text, lines)) + NULL + number(code)
@@ -35,10 +34,10 @@ class TolerantAssistant(ScriptedAssistant):
             while (request := connection.read_text()) == "Status":
                 connection.send(text(f"cwd={self.directory}|version={self.version}"))
             if request == "Restart":
-                self.version = "2.8.10"
+                self.version = VERSION
             else:
                 self.output(connection, [connection.read_text() for _ in range(connection.read_number())])
-                connection.read(1)  # until the launcher's end
+                connection.read(1)  # until the launcher ends
 
 
 @pytest.fixture
@@ -50,7 +49,7 @@ def assistant():
 
 @pytest.fixture
 def behind(workspace, product, tmp_path, monkeypatch):
-    """Has a shell command run the launcher, which is "$@" there with its arguments."""
+    """Makes a shell command start the launcher, which is "$@" there, with its arguments."""
     def replace(command):
         workspace.env["PATH"] += ":/usr/bin:/bin"
         script = tmp_path / "behind"

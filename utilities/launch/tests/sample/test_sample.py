@@ -1,6 +1,6 @@
-"""The sample's Java program and Assistant, through the launcher: the two sides prove each other."""
+"""The sample's Java program and Assistant with the launcher: two independent sides of the protocol."""
 import pytest
-from harness import TARGETS, UPDATE_SET, read_text, wait_until
+from harness import MISMATCH, TARGETS, UPDATE_SET, VERSION, read_text, wait_until
 
 SOURCES = ("engine/World", "engine/math/Vector", "game/Game", "game/Player")
 COMPILED = [f"Compiling {file}.java\n" for file in SOURCES]
@@ -19,16 +19,16 @@ def test_java_commands_without_an_assistant(sample):
 
 
 def test_update_and_builds(sample):
-    """An Assistant of an older version is brought to the launcher's with real files, restarts and builds."""
+    """The launcher updates an older Assistant with real files; it restarts and builds."""
     (left := sample.home / "TorvelAssistant.copies/7").mkdir(parents=True)
     (left / "Torvel.jar").touch()
     sample.open_assistant("2.8.9")
     assert left.exists() != sample.product.windows
     before = sample.status()
-    out = "Version mis-match, restarting Assistant with version 2.8.10\n" + BUILT
+    out = MISMATCH + BUILT
     assert sample.run("Build", "game", "Release") == (0, out, "") and before["version"] == "2.8.9"
     after = sample.status()
-    assert after["pid"] != before["pid"] and after == before | {"version": "2.8.10", "pid": after["pid"]}
+    assert after["pid"] != before["pid"] and after == before | {"version": VERSION, "pid": after["pid"]}
     for source, copy in zip(UPDATE_SET, TARGETS):
         assert (sample.home / copy).read_bytes() == (sample.root / "bin" / source).read_bytes()
     env = {"SAMPLE_GREETING": "a|b=50%25"}
@@ -41,7 +41,7 @@ def test_update_and_builds(sample):
 
 @pytest.mark.parametrize("ends, pause, code", [(False, 400, 0), (True, 60000, 1)])
 def test_one_build_at_a_time(sample, ends, pause, code):
-    """The second launcher waits its turn, which a first whose parent was killed gives up."""
+    """The second launcher waits until the first build ends, here also by the end of its launcher's parent."""
     sample.open_assistant()
     first = sample.start("Rebuild", "game", "Release", f"--pause={pause}", own_parent=ends)
     wait_until(lambda: "Compiling" in read_text(first.files.out), "the build's start")
@@ -56,7 +56,7 @@ def test_one_build_at_a_time(sample, ends, pause, code):
 
 @pytest.mark.host_only
 def test_build_that_breaks_off(sample):
-    """With a return code, whatever the compiler throws."""
+    """An exception of the compiler ends the build with an exit code."""
     (sample.root / "deep").mkdir()
     (sample.root / "deep/Deep.java").write_text(f"class Deep {{ int x = {'(' * 30000}1{')' * 30000}; }}")
     sample.open_assistant()

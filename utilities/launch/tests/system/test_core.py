@@ -1,42 +1,12 @@
 """The command line, the commands and the search for the workspace."""
 import os
+import re
 
 import pytest
-from harness import failure, registry_text
+from harness import VERSION, failure, registry_text
 
-USAGE = """\
-Torvel Launcher 2.8.10
+from harness import VERSION, failure
 
-Usage: Torvel <command> [launch options]
-
-Where <command> is one of:
-\tBuild <targets> <configuration> [options]
-\tRebuild <targets> <configuration> [options]
-\tClean <targets> <configuration> [options]
-\tTidy <targets> <configuration> [options]
-\tScrub <targets> <configuration> [options]
-\tExport <targets> <configuration> [options]
-\tValidate <targets> <configuration> [options]
-\tListDependencies <targets> <configuration> [options]
-\tLaunch [options] <command> [arguments]
-\tCache <address> <command>
-\tSendEmail <to> <subject> <message>
-\tChecksum <file>
-\tListSlaves
-\tSlaveStatus
-\tSlaveClose
-\tAssistantClose
-\tProfileIO {read|write} {nio|blocking} [ip]
-
-
-(also see Torvel <command> --help)
-
-Launch Options:
-\t--jar=<dir>   Subdirectory of workspace root with Torvel.jar (defaults to "bin")
-\t--vok         Equiv. to --jar=VokTools/bin
-\t--debug       Print debugging information
-
-"""
 OUTSIDE = failure("Unable to locate Torvel's path from current working directory")
 
 
@@ -44,13 +14,24 @@ def unknown(name):
     return failure(f"Command '{name}' not found")
 
 
-# Arguments, output.
+def test_usage(workspace, product):
+    """For a request of help and where no command is left."""
+    shown = workspace.run("--help")
+    assert shown.out.startswith(f"Torvel Launcher {VERSION}\n\nUsage: Torvel <command> [launch options]\n\n")
+    assert (shown.code, shown.err) == (product.code(-1), "")
+    for args in ([], ["-help"], ["--vok", "--assistant=false", "-Xint"]):
+        assert workspace.run(*args) == shown, args
+    assert workspace.run("--debug") == shown._replace(out="Launching...\n" + shown.out)
+
+
+# Arguments, failure.
 REFUSED = [
-    *((args, USAGE) for args in ([], ["--help"], ["-help"], ["--vok", "--assistant=false", "-Xint"])),
-    (["--debug"], "Launching...\n" + USAGE),
-    *(([typed], unknown(name)) for typed, name in {
-        "--HELP": "--help", "\xc4BILD=1": "\xc4bild",  # only ASCII letters are folded
-        "%s%n": "%s%n", "": "", "-xmx1g": "-xmx1g", "B" * 5000: "b" * 5000}.items()),
+    (["--HELP"], unknown("--help")),
+    (["\xc4BILD=1"], unknown("\xc4bild")),  # only ASCII letters are folded
+    (["%s%n"], unknown("%s%n")),
+    ([""], unknown("")),
+    (["-xmx1g"], unknown("-xmx1g")),
+    (["B" * 5000], unknown("b" * 5000)),
     (["-help", "x"], unknown("-help")),
     (["Bild", *(f"a{i}" for i in range(3000))], unknown("bild")),
     (["--workspace=.", "Build"], unknown("--workspace")),
@@ -61,7 +42,7 @@ REFUSED = [
 
 def test_refused(workspace, product):
     for args, out in REFUSED:
-        assert (args, *workspace.run(*args)) == (args, product.code(-1), out, "")
+        assert workspace.run(*args) == (product.code(-1), out, ""), args
 
 
 @pytest.mark.windows_only
@@ -71,20 +52,23 @@ def test_nobody_reads(workspace, product, out):
 
 
 def test_failed_search(workspace, product, tmp_path):
-    """Outside a workspace the place is complained of, not the command, after each directory up to the top."""
+    """Outside a workspace the failure is about the directory, not the command."""
     outside = tmp_path / "outside" / "100%s here"
     outside.mkdir(parents=True)
     not_in = "".join(f"Not in {product.path(folder)}...\n" for folder in [outside, *outside.parents])
     paths = "bin/\nBuild/Torvel/\nbuild/torvel/\nbuild/torvel/bin/\n"
-    for option, searched in [("-Xa", paths + not_in + OUTSIDE),
-                             ("--jar=a;b/;c\\", "a/\nb/\nc\\\n" + not_in + OUTSIDE),
-                             ("--workspace=no", paths + failure("Unable to locate Torvel within workspace"))]:
+    not_within = failure("Unable to locate Torvel within workspace")
+    for cwd, option, searched in [
+            (outside, "-Xa", paths + not_in + OUTSIDE),
+            (outside, "--jar=a;b/;c\\", "a/\nb/\nc\\\n" + not_in + OUTSIDE),
+            (outside, "--workspace=no", paths + not_within),
+            (workspace.game, "--workspace=..", paths + not_within)]:  # no search above the given one
         out = f"Launching...\nSearch for Torvel.jar and torvel-win64.dll in\n{searched}"
-        assert workspace.run("--debug", "Bild", option, cwd=outside) == (product.code(-1), out, "")
+        assert workspace.run("--debug", "Bild", option, cwd=cwd) == (product.code(-1), out, "")
 
 
 def test_directory_that_cannot_be_entered_again(workspace, product):
-    """By the name that the system's narrow texts give it. Another target would be built otherwise."""
+    """Its name has no exact form in the code page. Continuing would build another target."""
     start = workspace.root / "src" / ("\u0416\u0443\u043a" if product.windows else "a\\b")
     start.mkdir()
     assert workspace.run("Build", "T", cwd=start) == (product.code(-1), OUTSIDE, "")
@@ -99,13 +83,15 @@ def test_directory_that_cannot_be_entered_again(workspace, product):
 FOUND = [
     (["--workspace=", "--Vok", "--Jar=x", "--Workspace=x"], "src/game",
      dict(not_in=("src/game", "src"), start="src/game/")),
-    (["--vok=0", "--jar=bin"], ".",
-     dict(jar="VokTools/bin/", lib="VokTools/bin/lib/", listed=["VokTools/bin/"])),
-    (["--jar=none;;tools\\jars\\;bin", "--workspace=nonesuch"], ".",  # of which one at most counts
-     dict(jar="tools\\jars\\", lib="tools\\jars\\swt/", listed=["none/", "./", "tools\\jars\\", "bin/"])),
+    # --workspace has no effect beside these: it would keep the search from climbing.
+    (["--vok=0", "--jar=bin", "--workspace=."], "src", dict(
+        not_in=["src"], start="src/", jar="VokTools/bin/", lib="VokTools/bin/lib/", listed=["VokTools/bin/"])),
+    (["--jar=none;;tools\\jars\\;bin", "--workspace=."], "src", dict(
+        not_in=["src"], start="src/", jar="tools\\jars\\", lib="tools\\jars\\swt/",
+        listed=["none/", "./", "tools\\jars\\", "bin/"])),
     (["--jar=all/"], ".", dict(jar="all/", lib="all/", listed=["all/"])),
-    (["--workspace=../.."], "src/game", dict(start="src/game/")),
-    (["--workspace=src"], ".", {}),  # which is none: back to the start
+    (["--workspace=..\\.."], "src/game", dict(start="src/game/")),
+    (["--workspace=src"], ".", {}),  # no workspace: the start directory counts
 ]
 
 
@@ -113,16 +99,17 @@ def test_search(workspace, product):
     workspace.add(*(f"{folder}/Torvel.jar" for folder in ("build/torvel/bin", "VokTools/bin", "tools/jars")))
     workspace.add("all/Torvel.jar", "tools/jars/swt/torvel-win64.dll",
                   *(f"all/{below}torvel-win64.dll" for below in ("", "swt/", "lib/")))
+    (workspace.root / "none/Torvel.jar").mkdir(parents=True)  # a directory is no jar
     for args, cwd, said in FOUND:
         if product.windows and "start" in said:
-            said = said | {"start": said["start"].replace("src/", "src\\")}
+            said = said | {"start": said["start"].replace("src/game", "src\\game")}
         expected = (product.code(-1), workspace.search(**said) + unknown("bild"), "")
         assert workspace.run("Bild", "--debug=no", *args, cwd=workspace.root / cwd) == expected
 
 
 @pytest.mark.host_only
 def test_pipes_are_no_files(workspace, tmp_path):
-    """Nor waited for: in place of a jar, of the native library, of a release file, of the registry."""
+    """The launcher does not wait for a pipe in place of a jar, library, release file or registry."""
     pipes = [workspace.root / "src/bin/Torvel.jar", workspace.root / "bin/torvel-win64.dll",
              tmp_path / "release", tmp_path / "registry"]
     pipes[0].parent.mkdir()
@@ -133,20 +120,16 @@ def test_pipes_are_no_files(workspace, tmp_path):
     pipe.unlink()
     pipe.write_text(1100 * (4096 * "-" + "\n") + registry_text("", {"Torvel": {"Install_Dir": "/none"}}))
     result = workspace.run("Checksum", "--debug", env={"TORVEL_HOST_REGISTRY": str(pipe)})
-    assert result.code == 9 and "No installation key found" in result.out  # behind the bound
-
-
-COMMANDS = ("ListSlaves", "Launch", "StartSlave", "ListDependencies", "SlaveStatus", "NetInfo", "SendEmail",
-            "Build", "Validate", "Rebuild", "Clean", "Tidy", "Export", "Scrub", "Checksum", "Cache",
-            "ProfileIO", "BrowseMetrics", "SlaveClose", "AssistantClose")
+    assert result.code == 9 and "No installation key found" in result.out  # beyond the limit
 
 
 def test_every_command_reaches_its_class(workspace):
     workspace.use_jvm("exit=5")
-    for i, name in enumerate(COMMANDS):
+    listed = re.findall(r"^\t(\w+)", workspace.run().out, re.M)
+    assert len(listed) == 17
+    for i, name in enumerate(["StartSlave", "NetInfo", "BrowseMetrics", *listed]):
         workspace.log.unlink(missing_ok=True)
         typed = (name.lower(), name.upper(), name.swapcase())[i % 3]
-        result = workspace.run("--assistant=false", typed, "--help")
-        assert (name, *result) == (name, 5, "", "")
+        assert workspace.run("--assistant=false", typed, "--help") == (5, "", ""), name
         package = "profile" if name == "ProfileIO" else "commands"
         assert f"call com/drel/torvel/{package}/{name}.main [--help]" in workspace.logged()

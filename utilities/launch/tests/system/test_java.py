@@ -1,4 +1,4 @@
-"""Java commands: the runtime found, the class run in it, the fall-back to a `java` child."""
+"""Java commands: the runtime that is found, the class run in it, the fallback to a `java` child."""
 import itertools
 import shutil
 
@@ -8,11 +8,11 @@ from harness import EXPAND, addresses_out
 CLASS = "com/drel/torvel/commands/Checksum"
 USUAL = ["-Xmx1024M", "-Xrs"]
 RETIRED = "-XX:+UseConcMarkSweepGC"
-LOST = 195952365  # the code by which the launcher tells itself that no run in its own process was possible
+RESERVED = 195952365  # the launcher's internal code for a failed run in its own process
 
 
 def options(separator, user=USUAL):
-    """A host's Java separates its class path in the host's way."""
+    """The class path has the separator of the product's Java."""
     class_path = f"-Djava.class.path=bin/Torvel.jar{separator}bin/lib/swt-win64.jar"
     return ["-Djava.library.path=bin/lib/", class_path, *user, RETIRED, "-XX:-UseGCOverheadLimit"]
 
@@ -43,7 +43,7 @@ def spawned(workspace, args, user=USUAL):
 
 
 ODD = ["--file=a=b==c", "=x", "n=", "bi*", "a b", "%s"]
-# Arguments after the command, arguments that main gets, options of the user and for him.
+# Arguments after the command, arguments of main, options between the class path and the collector's.
 PASSED = [
     ([], [], USUAL),
     (ODD, ODD, USUAL),
@@ -65,14 +65,14 @@ def test_options_and_arguments(workspace, product):
         assert workspace.logged() == expected
         workspace.log.unlink()
         shutil.rmtree(workspace.tools)
-        if "" not in given:  # without a runtime: the same options, in a child
+        if "" not in given:  # without a runtime a child gets the same options
             workspace.use_java("exit=10")
             assert workspace.run("Checksum", *given).code == 10
             assert workspace.logged() == spawned(workspace, args, user)
             workspace.log.unlink()
 
 
-# What is said of each step of a run in the launcher's own process.
+# The debug lines of a run in the launcher's own process, up to each step.
 LISTED = [f"{i}: {text}" for i, text in enumerate(options(";"))]
 ATTEMPT = ["JVM args:", *LISTED, "Attempting to create VM..."]
 CREATED = [*ATTEMPT, "Created VM"]
@@ -80,21 +80,25 @@ FOUND_CLASS = [*CREATED, f"Found {CLASS}"]
 FOUND_MAIN = [*FOUND_CLASS, "Found main()"]
 CALLING = [*FOUND_MAIN, "Calling main..."]
 RETURNED = [*CALLING, "Cleaning up VM..."]
-# What the runtime is asked.
+# The calls to the runtime.
 RAN = [*called(["a"]), "ExceptionCheck"]
-# The runtime's scenario, the exit code, what it is asked, what is said.
+# The runtime's scenario, the exit code, the calls to it, the debug lines.
 RUNS = [
     ("prints", 0, RAN, [*CALLING, "fake main runs", "Cleaning up VM..."]),
     ("exit=300", 300, RAN, RETURNED),
-    (f"exit={LOST}", -1, RAN, RETURNED),
+    (f"exit={RESERVED}", -1, RAN, RETURNED),
+    ("exception", 0, [*RAN, "ExceptionDescribe", "ExceptionClear"], RETURNED),
     ("exception,exit=4", 4, [*RAN, "ExceptionDescribe", "ExceptionClear"], RETURNED),
+    ("late-exit=6", 6, RAN, RETURNED),
+    ("defaults-fail,exit=7", 7, RAN, RETURNED),
 ]
-# The library and its scenario, what it is asked, what is said before a child runs the class instead.
+# The library and its scenario, the calls to it, the debug lines before a child runs the class.
 FALLS_BACK = [
     ("fake_jvm", "no-class", FINDS_CLASS, [*CREATED, f"JVMDLL: Failed to find the class {CLASS}"]),
     ("fake_jvm", "no-main", FINDS_MAIN, [*FOUND_CLASS, "JVMDLL: Failed to find main()"]),
     ("fake_jvm", "no-array", makes_array(1), [*FOUND_MAIN, "JVMDLL: Failed to find create arguments"]),
-    ("fake_jvm", "create-fails", [], ATTEMPT),
+    ("fake_jvm", "create=-1", [], ATTEMPT),
+    ("fake_jvm", "create=1", [], ATTEMPT),
     ("fake_jvm_no_create", "", [], []),
     ("fake_jvm_no_defaults", "", [], []),
 ]
@@ -135,17 +139,17 @@ def test_run_in_a_child_instead(workspace, product, library, scenario, calls, li
 
 
 def test_child_codes_and_output(workspace, product):
-    for code in (0, 259, LOST, -1):
+    for code in (0, 259, RESERVED, -1):
         workspace.use_java(f"exit={code}")
         assert workspace.run("Checksum") == (product.code(code), "", "")
-    if not product.windows:  # there a child has only a console's streams
+    if not product.windows:  # there a child has only the streams of a console
         workspace.use_java("prints,exit=6")
         out = workspace.run("Checksum", "--debug").out
         assert out.endswith(f"Found java @ {workspace.tools}/java\nfake java runs\nJava process returned 6\n")
 
 
 def test_quotes_pass_unescaped(workspace):
-    """What is joined without escapes is taken apart by the C runtime's rules, and so may come apart."""
+    """The command line is joined without escapes, and the child's C runtime splits it by its own rules."""
     workspace.use_java()
     result = workspace.run("Checksum", "--debug", "a\tb", "", 'say "hi"', "e\\", 'q"q', "b s\\")
     assert f'{CLASS} a\tb  "say "hi"" e\\ q"q "b s\\"\n' in result.out
@@ -154,8 +158,8 @@ def test_quotes_pass_unescaped(workspace):
 
 
 def test_no_java_to_start(workspace, product, tmp_path):
-    """None is there; one is, but as a directory, passed over by the search; one's path is too long."""
-    workspace.root.with_name("release").write_text('JAVA_VERSION="17"')  # of none of these
+    """There is none, only a directory of that name, or one whose path is too long."""
+    workspace.root.with_name("release").write_text('JAVA_VERSION="17"')  # has no effect
     for code in [2] if product.windows else [2, 5, 206]:
         where = ["Couldn't find java on the path, assuming in CWD"]
         if code == 5:
@@ -172,24 +176,27 @@ def test_no_java_to_start(workspace, product, tmp_path):
             "Java process returned -1"])
 
 
-# What a file named release says, how many directories above the runtime's own it lies, and the version for
-# which the option is left out.
+# The text of a file named release, its number of directories above the runtime's own, and the version for which
+# the launcher leaves the option out.
 RELEASES = [('JAVA_VERSION="1.8.0_292"\n', 2, None), ('X="1"\r\nJAVA_VERSION="21.0.8"\r\n', 4, 21),
             ('JAVA_VERSION="13.0.2"', 1, None), ('JAVA_VERSION="14"', 2, 14), ("JAVA_VERSION=25-ea", 1, 25),
             ('#JAVA_VERSION="17"\nJAVA_VERSION="new"', 2, None), ('JAVA_VERSION="17"', 6, None)]
 
 
 @pytest.mark.parametrize("way", ["in process", "child"])
-def test_retired_option_is_left_out_where_it_is_known_to_be(workspace, product, tmp_path, way):
+def test_retired_option_is_left_out(workspace, product, tmp_path, way):
     workspace.tools = tmp_path.joinpath("a", "b", "c", "d", "e")
     workspace.env["PATH"] = product.path(workspace.tools)
+    if way == "child" and not product.windows:  # found through a link
+        (tmp_path / "link").symlink_to(workspace.tools)
+        workspace.env["PATH"] = str(tmp_path / "link")
     (workspace.use_jvm if way == "in process" else workspace.use_java)("exit=9")
     for text, above, version in RELEASES:
         (release := workspace.tools.joinpath(*[".."] * above, "release")).write_text(text)
-        result = workspace.run("Checksum", RETIRED, "--debug")  # which the user asks for too
+        result = workspace.run("Checksum", RETIRED, "--debug")  # the user's own option stays
         said = result.out.count(f"Left out {RETIRED}, which Java {version} does not know\n")
         given = sum(RETIRED in line for line in workspace.logged())
-        assert (text, result.code, said, given) == (text, 9, *((0, 2) if version is None else (1, 1)))
+        assert (result.code, said, given) == (9, *((0, 2) if version is None else (1, 1))), text
         workspace.log.unlink()
         release.unlink()
 
@@ -210,11 +217,17 @@ def public(version, key=None, **values):
     return {JAVASOFT: {"CurrentVersion": version}} | ({f"{JAVASOFT}\\{key}": values} if key else {})
 
 
-# Registry ({key: {value: text}}; "@" is the test's folder), libraries ("!" behind one: it is none; one with "."
-# lies in the workspace), lines, whether one is loaded.
+# Registry ({key: {value: text}}; "@" is the test's folder), libraries (with a "!": not loadable; with a ".": in
+# the workspace), debug lines, whether a library is loaded.
 DISCOVERY = {
     "nothing registered": ({}, [], [*NO_KEY, "No JRE version key found"], False),
     "client before server": (OWN, [CLIENT, SERVER], [LOOKING, FOUND + CLIENT, LOADED + CLIENT], True),
+    "server alone": (OWN, [SERVER], [LOOKING, FOUND + SERVER, LOADED + SERVER], True),
+    "own broken, public not tried": (
+        OWN | public("9", "9", RuntimeLib="@pub\\jvm.dll"), [CLIENT + "!", "pub\\jvm.dll"],
+        [LOOKING, FOUND + CLIENT], False),
+    "version missing": ({JAVASOFT: {}}, [], [*NO_KEY, NO_VERSION], False),
+    "version of another type": (public(EXPAND), [], [*NO_KEY, NO_VERSION], False),
     "client broken": (OWN, [CLIENT + "!", SERVER], [LOOKING, FOUND + CLIENT, LOADED + SERVER], True),
     "own is empty, public 1.10 is key 1.1": (
         OWN | public("1.10", "1.1", RuntimeLib="@pub\\jvm.dll"), ["pub\\jvm.dll"],
@@ -242,7 +255,7 @@ DISCOVERY = {
 
 @pytest.mark.parametrize("keys, libraries, lines, loaded", DISCOVERY.values(), ids=DISCOVERY)
 def test_discovery(workspace, product, registry, tmp_path, tmp_path_factory, keys, libraries, lines, loaded):
-    home = tmp_path_factory.mktemp("java")  # its path must not hold a row's "client"
+    home = tmp_path_factory.mktemp("java")  # without "client" in its path
     folder = product.path(f"{home}/")
     workspace.use_jvm("exit=8", folder=tmp_path / "unused")
     workspace.use_java("exit=77")
@@ -260,7 +273,7 @@ def test_discovery(workspace, product, registry, tmp_path, tmp_path_factory, key
 
 
 def test_library_search_comes_first(workspace, product):
-    """One found by the system's own search, on PATH or (Windows) in the workspace root, comes unannounced."""
+    """The system's own search finds a library, on PATH or, on Windows, in the workspace root."""
     workspace.use_jvm("exit=8", folder=workspace.root if product.windows else None)
     result = workspace.run("Checksum", "--debug")
     assert (result.code, debug_tail(result, "Locating JVM DLL and creating VM...")[0]) == (8, "JVM args:")

@@ -1,4 +1,4 @@
-// What the contract tests need of the platform beside the calls they are about.
+// Platform calls of the contract tests that are not under test.
 #pragma once
 
 #include <unistd.h>

@@ -1,13 +1,15 @@
-"""An Assistant that follows a script byte for byte and keeps what it saw.
+"""An Assistant that follows a script byte for byte and records what it received.
 
-A connection on which the launcher speaks follows the next function of `scripts`. One on which it is silent,
-as on the keep-alive, is held until the launcher closes it. Connections are counted in the order of opening;
-`closes` has those that the launcher closed.
+A connection on which the launcher sends follows the next function of `scripts`. One without data, as the
+keep-alive, stays open until the launcher closes it. Connections are numbered in the order of opening; `closes`
+lists those that the launcher closed.
 """
 import contextlib
 import socket
 import struct
 import threading
+
+from harness import VERSION
 
 PORT = 8118
 LIMIT = 60  # seconds that a script waits for anything
@@ -23,7 +25,7 @@ def text(characters):
 
 
 NULL = number(-1)
-STATUS = "cwd=C:\\Assist|version=2.8.10"
+STATUS = f"cwd=C:\\Assist|version={VERSION}"
 
 
 class Connection:
@@ -55,7 +57,7 @@ class Connection:
         return [verb, *(self.read_text() for _ in range(self.read_number()))]
 
     def status(self, answer=STATUS):
-        """Expects the question for the status and answers it: with a string, or with bytes as they are."""
+        """Expects the status request and answers it with a string or with raw bytes."""
         assert (asked := self.read_text()) == "Status", asked
         self.send(answer if isinstance(answer, bytes) else text(answer))
 
@@ -88,10 +90,10 @@ class ScriptedAssistant:
         self.listener.close()
 
     def __exit__(self, *_):
-        with contextlib.suppress(OSError):  # a script has done so
+        with contextlib.suppress(OSError):  # a script has stopped it
             self.stop_listening()
         for connection in self.connections:
-            with contextlib.suppress(OSError):  # the launcher was first
+            with contextlib.suppress(OSError):  # closed
                 connection.peer.shutdown(socket.SHUT_RDWR)
         for thread in self.threads:
             thread.join(LIMIT)
@@ -119,7 +121,7 @@ class ScriptedAssistant:
                 connection.open = False
                 self.closes.append(index)
                 self.changed.notify_all()
-        except Exception as fault:  # shown when the test ends
+        except Exception as fault:  # reported at the end of the test
             self.faults.append(fault)
             connection.close()
 

@@ -1,6 +1,6 @@
 """Runs the built launcher as a user does, for both products.
 
-Exit codes are compared as the product's system shows them, output without the product's own line ends.
+Exit codes are those that the product's system shows. Output has "\\n" as the end of a line.
 """
 import collections
 import ctypes
@@ -15,24 +15,27 @@ import time
 
 import pytest
 
+ROOT = pathlib.Path(__file__).parents[4]
+VERSION = re.search(r"project\(Torvel VERSION (\S+)", (ROOT / "CMakeLists.txt").read_text())[1]
+MISMATCH = f"Version mis-match, restarting Assistant with version {VERSION}\n"
 LIMIT = 60  # seconds after which a run counts as hanging
 UPDATE_SET = ("TorvelAssistant.x64", "Torvel.jar", "torvel-win64.dll", "swt-win64.jar", "Slave.jar")
 TARGETS = ("TorvelAssistant.exe", *UPDATE_SET[1:])  # their names where the Assistant is
 Result = collections.namedtuple("Result", "code out err")
-# Of a run: its output, and what its parent tells and is told.
+# Of a run: its output, and what its parent writes and reads.
 Files = collections.namedtuple("Files", "out err report request")
 
 
 def read_text(path):
-    """Each byte as the character of that number, so that nothing is lost or refused."""
+    """Any byte is valid and becomes one character."""
     return path.read_bytes().decode("latin-1") if path.exists() else ""
 
 
 def in_cache(*parts):
-    """What scripts/setup fetches; a test that needs what it could not fetch is skipped."""
+    """A path of what scripts/setup fetches. Skips the test where it could not."""
     cache = pathlib.Path(os.environ.get("XDG_CACHE_HOME") or pathlib.Path.home() / ".cache", "torvel")
     if not (path := cache.joinpath(*parts)).exists():
-        pytest.skip(f"{'/'.join(parts)} is not there: scripts/setup java could not fetch it")
+        pytest.skip(f"scripts/setup java has not fetched {'/'.join(parts)}")
     return path
 
 
@@ -44,7 +47,7 @@ def wait_until(true, what):
 
 
 class Run:
-    """A started launcher: its process, or that of its parent, and its files."""
+    """A launcher that was started: its process, or its parent's, and its files."""
 
     def __init__(self, product, files, process):
         self.product, self.files, self.process, self.pid = product, files, process, process.pid
@@ -53,7 +56,7 @@ class Run:
         return re.search(pattern, read_text(self.files.report), re.M)
 
     def held_processes(self):
-        """On the host: how many handles of other processes the launcher has."""
+        """On the host: the number of handles of other processes that the launcher has."""
         return sum("pidfd" in str(file.resolve()) for file in pathlib.Path(f"/proc/{self.pid}/fd").iterdir())
 
     def kill_parent(self):
@@ -85,7 +88,7 @@ class Product:
         shutil.copy(self.fakes / name, target)
 
     def may_have_lost_a_child(self, result):
-        """Wine loses one in thousands while it starts it, with error 1359, which only --debug tells of."""
+        """Wine fails to start one child in thousands, with error 1359, which only --debug prints."""
         silent = result[1:] == ("", "") or "returned error code 1359:" in result.out
         return self.windows and result.code == self.code(-1) and silent
 
@@ -104,7 +107,7 @@ class Host(Product):
         files = self.new_files()
         parent = ["/bin/sh", "-c", '"$@" & echo $! >"$0"; wait', files.report] if own_parent else []
         command = [*parent, self.program, *(arg.encode("latin-1") for arg in args)]
-        env = env | {"TSAN_OPTIONS": "atexit_sleep_ms=0"}  # else a thread-checked program ends a second later
+        env = env | {"TSAN_OPTIONS": "atexit_sleep_ms=0"}  # else it adds a second to each run
         with open(files.out, "wb") as to_file, open(files.err, "wb") as err:
             run = Run(self, files, subprocess.Popen(command, cwd=cwd, env=env, stdin=subprocess.DEVNULL,
                                                     stdout=out or to_file, stderr=err))
@@ -114,7 +117,7 @@ class Host(Product):
         return run
 
     def watched(self, run):
-        ctypes.CDLL(None).prctl(36, 1)  # PR_SET_CHILD_SUBREAPER: a launcher whose parent has died comes here
+        ctypes.CDLL(None).prctl(36, 1)  # PR_SET_CHILD_SUBREAPER: this process becomes the launcher's parent
         return run.process
 
     def has_ended(self, run):
@@ -128,11 +131,11 @@ class Host(Product):
         return {"TORVEL_HOST_REGISTRY": str(file)}
 
 
-EXPAND = "hex(2):43,00,00,00"  # a registry's value that is a text to be expanded
+EXPAND = "hex(2):43,00,00,00"  # a value of type REG_EXPAND_SZ
 
 
 def registry_text(folder, keys):
-    """An export of keys below SOFTWARE with their values; "@" is the folder. None removes the key."""
+    """A registry file with keys below SOFTWARE and their values. "@" is the folder. None removes a key."""
     text = "Windows Registry Editor Version 5.00\n"
     for key, values in keys.items():
         text += f"\n[{'-' if values is None else ''}HKEY_LOCAL_MACHINE\\SOFTWARE\\{key}]\n"
@@ -143,12 +146,12 @@ def registry_text(folder, keys):
 
 
 def wine_environment(prefix):
-    """With the prefix made for it."""
+    """Creates the prefix too."""
     env = {"PATH": os.environ["PATH"] + ":/usr/lib/wine", "HOME": str(prefix.parent),
            "WINEPREFIX": str(prefix), "WINEDEBUG": "-all", "WINEDLLOVERRIDES": "mscoree,mshtml="}
     prefix.mkdir(exist_ok=True)
     if not (prefix / "system.reg").exists():
-        # No pipe: Wine's services would hold its other end.
+        # Not captured: Wine's services would keep the pipe open.
         boot = "exec wine64 wineboot -i >/dev/null 2>&1"
         subprocess.run(boot, shell=True, env=env, check=True, timeout=600)
     subprocess.run(["wineserver", "-p60"], env=env, stderr=subprocess.DEVNULL)  # 2: it runs already
@@ -172,9 +175,9 @@ class Windows(Product):
 
     @staticmethod
     def lines(text):
-        # A real runtime's own remarks end in their own way.
+        # A real runtime's warnings have other line ends.
         text = re.sub("^OpenJDK .* warning: .*\n", "", text, flags=re.M)
-        assert not re.search(r"(?<!\r)\n", text), "a line that does not end as the system's text lines do"
+        assert not re.search(r"(?<!\r)\n", text), "a line without CR LF"
         return text.replace("\r\n", "\n")
 
     def start(self, *args, cwd, env, own_parent=True, stdin=None, out=None):
@@ -183,20 +186,20 @@ class Windows(Product):
                  self.path(files.err), subprocess.list2cmdline([self.path(self.program), *args]),
                  *(f"{name}={value}" for name, value in sorted(env.items()))]
         files.request.write_bytes("\n".join(asked).encode("latin-1"))
-        for _ in range(3):  # Wine loses one program in a thousand while it starts it, before any of its code
+        for _ in range(3):  # Wine fails to start one program in a thousand
             run = Run(self, files, self.parent(cwd, files.report, "--of", self.path(files.request)))
             wait_until(lambda: run.reported(r"\n") or run.process.poll() is not None, "the launcher")
             if run.reported(r"\n"):
                 return run
-        raise AssertionError("the launcher's parent ended without a word")
+        raise AssertionError("the launcher's parent ended without a report")
 
     def parent(self, cwd, report, *asked):
         command = ["wine64", self.fakes / "parent.exe", self.path(report), *asked]
         return subprocess.Popen(command, cwd=cwd, env=self.wine_env, stdin=subprocess.DEVNULL,
-                                stderr=subprocess.DEVNULL)  # Wine's own words are not the launcher's
+                                stderr=subprocess.DEVNULL)  # only Wine's own output
 
     def registry(self, folder, text):
-        """Into the registry that all runs share."""
+        """Writes to the registry that all runs share."""
         (file := folder / "registry.reg").write_text(text, "utf-16")
         command = ["wine64", "regedit", "/C", self.path(file)]
         subprocess.run(command, env=self.wine_env, check=True, timeout=LIMIT,
@@ -204,7 +207,7 @@ class Windows(Product):
         return {}
 
     def watched(self, run):
-        """By another process, so that its code is seen although its parent is gone."""
+        """Another process reports the exit code, since the parent is gone."""
         watcher = self.parent("/", run.files.report, run.reported(r"^\d+")[0])
         wait_until(lambda: run.reported(r"\n\d+\r\n"), "the other process")
         return watcher
@@ -218,8 +221,8 @@ class Windows(Product):
 
 
 class Workspace:
-    """A workspace in a path that is no format and no single word, with its jar and a directory two levels
-    down, and, on demand, a fake Java runtime and a fake `java`."""
+    """A workspace with its jar and the directory src/game, and, on demand, a fake Java runtime and a fake `java`.
+    Its path contains a format, blanks and a quote."""
 
     def __init__(self, product, folder):
         self.product, self.root = product, folder / "50%s a'b"
@@ -267,7 +270,7 @@ class Workspace:
         return result
 
     def search(self, not_in=(), jar="bin/", lib="bin/lib/", listed=None, start=""):
-        """The debug lines of a search that starts below the root, up to and with the start path."""
+        """The debug lines of a search that finds the workspace."""
         listed = listed or ("bin/", "Build/Torvel/", "build/torvel/", "build/torvel/bin/")
         return "".join(line + "\n" for line in (
             "Launching...", "Search for Torvel.jar and torvel-win64.dll in", *listed,
@@ -277,7 +280,7 @@ class Workspace:
 
 
 def addresses_out(text):
-    """Addresses differ from run to run: each is shown as <p>."""
+    """Replaces each address with <p>."""
     text = re.sub(r"^(Launching \S+: )(0x)?[0-9A-Fa-f]+$", r"\1<p>", text, flags=re.M)
     return re.sub(r"^[0-9a-f]{4,}(: \S+=)", r"<p>\1", text, flags=re.M)
 

@@ -1,4 +1,4 @@
-"""A sample workspace of its own for each test, and the sample's Assistant."""
+"""A copy of the sample workspace for each test, and the sample's Assistant."""
 import os
 import pathlib
 import shutil
@@ -8,10 +8,10 @@ import subprocess
 from contextlib import suppress
 
 import pytest
-from harness import LIMIT, in_cache, wait_until
+from harness import LIMIT, ROOT, in_cache, wait_until
 from scripted_assistant import PORT, text
 
-SAMPLE = pathlib.Path(__file__).parents[4] / "sample"
+SAMPLE = ROOT / "sample"
 
 
 class Sample:
@@ -32,17 +32,17 @@ class Sample:
         return self.start(*args, **how).wait()
 
     def open_assistant(self, version=None):
-        """The workspace's or one of another version, in a directory beside."""
+        """The workspace's, or one of another version from a second workspace."""
         if self.product.windows:
             if version:
                 assemble(self.product, root := self.root.with_name("other"), version)
             script = self.product.path((root if version else self.root) / "assistant.cmd")
             command = ["wine64", "cmd", "/c", script, self.product.path(self.home)]
             subprocess.run(command, env=self.wine_env, check=True, timeout=LIMIT,
-                           stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)  # of which it lets go
+                           stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)  # the Assistant closes it
         else:
             command = [SAMPLE / "assistant", self.home, *([version] if version else [])]
-            # A restarted Assistant is another process of the same session.
+            # A restarted Assistant is a new process in the same session.
             self.process = subprocess.Popen(command, stdout=subprocess.DEVNULL, env=self.env,
                                             start_new_session=True)
         wait_until(self.status, "the Assistant")
@@ -52,7 +52,7 @@ class Sample:
         return self.product.wine_env | {"WINEPATH": self.env["PATH"]}
 
     def end_assistant(self):
-        """Whatever it does."""
+        """Also during a build."""
         if self.process:
             os.killpg(self.process.pid, signal.SIGKILL)
             self.process.wait()
@@ -79,7 +79,7 @@ def assemble(product, root, *version, compiler=None):
 
 @pytest.fixture(scope="session")
 def assembled(product, tmp_path_factory):
-    """On Windows with the compiler of a JDK of the version that runs it there."""
+    """On Windows with the compiler of the JDK version that runs it."""
     root = tmp_path_factory.mktemp("sample") / "ws"
     compilers = pathlib.Path("/usr/lib/jvm").glob("java-17-*/jmods/jdk.compiler.jmod")
     assemble(product, root, compiler=next(compilers) if product.windows else None)
