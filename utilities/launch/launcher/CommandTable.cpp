@@ -1,4 +1,4 @@
-// Every command of the launcher and what carries it out.
+// All commands and their handlers.
 #include "TorvelLauncher.h"
 
 #include "assistant/BuildCommands.h"

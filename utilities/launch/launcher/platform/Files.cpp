@@ -63,8 +63,7 @@ std::string FullPath(const std::string& path) {
 }
 
 void ChangeDir(const std::string& path) {
-  // A directory that cannot be entered shows in what is found next, so the outcome is not looked at
-  // here.
+  // Ignore a failure: the callers check what they find next.
   static_cast<void>(_chdir(path.c_str()));
 }
 
