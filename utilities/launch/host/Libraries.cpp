@@ -45,8 +45,8 @@ HMODULE LoadLibraryA(LPCSTR fileName) {
   void* library = path.empty() ? nullptr : ::dlopen(path.c_str(), RTLD_NOW | RTLD_GLOBAL);
   if (library == nullptr) {
     // dlerror returns only a text, in English unless the program calls setlocale.
-    const char* words = path.empty() ? nullptr : ::dlerror();
-    const bool isFault = words != nullptr && std::strstr(words, "cannot open shared") == nullptr;
+    const char* reason = path.empty() ? nullptr : ::dlerror();
+    const bool isFault = reason != nullptr && std::strstr(reason, "cannot open shared") == nullptr;
     SetLastError(isFault ? ERROR_BAD_EXE_FORMAT : ERROR_MOD_NOT_FOUND);
   }
   return static_cast<HMODULE>(library);

@@ -31,7 +31,7 @@ class Socket {
   // Not open.
   Socket();
 
-  // Creates and connects the socket; IsConnected tells the result. `host` is a dotted IPv4 address
+  // Creates and connects the socket; check IsConnected. `host` is a dotted IPv4 address
   // or a host name, `port` in host byte order.
   Socket(const char* host, uint16_t port, int type, int family, int protocol);
   Socket(const Socket&) = delete;

@@ -170,7 +170,7 @@ public final class Assistant {
             running = null;
         }
 
-        /** Gives a running build a second to clean up its outputs. */
+        /** Cancels the running build and waits up to a second for its clean-up. */
         void cancelRunning() {
             BuildJob job = running;
             if (job != null) {
