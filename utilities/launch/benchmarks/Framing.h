@@ -2,8 +2,6 @@
 // ASCII strings after their length. Failed calls end the program.
 #pragma once
 
-#include "Platform.h"
-
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -13,6 +11,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "Platform.h"
 
 using Connection = decltype(::socket(0, 0, 0));
 constexpr std::uint16_t kAssistantPort = 8118;

@@ -1,8 +1,7 @@
 #include "CommandLineParameters.h"
 
-#include <cstring>
-
 #include <algorithm>
+#include <cstring>
 
 #include "platform/Diagnostics.h"
 #include "platform/Files.h"

@@ -9,7 +9,6 @@
 // else is passed to the command.
 
 #include <cstddef>
-
 #include <stdexcept>
 #include <string>
 #include <vector>

@@ -1,6 +1,5 @@
 // All commands and their handlers.
 #include "TorvelLauncher.h"
-
 #include "assistant/BuildCommands.h"
 #include "java/JavaCommands.h"
 #include "java/WorkspaceSearch.h"

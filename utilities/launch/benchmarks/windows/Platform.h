@@ -2,7 +2,6 @@
 #pragma once
 
 #include <winsock2.h>
-
 #include <fcntl.h>
 #include <io.h>
 

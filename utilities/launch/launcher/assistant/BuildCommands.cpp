@@ -1,18 +1,17 @@
 #include "assistant/BuildCommands.h"
 
+#include <direct.h>
+
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-
-#include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
-
-#include <direct.h>
 
 #include "CommandLineParameters.h"
 #include "TorvelLauncher.h"

@@ -1,9 +1,9 @@
 #include "java/InProcessJava.h"
 
-#include <optional>
-
-#include <jni.h>
 #include <windows.h>
+#include <jni.h>
+
+#include <optional>
 
 #include "java/JavaRelease.h"
 #include "java/JvmDiscovery.h"

@@ -2,10 +2,10 @@
 // Finds and loads the JVM library: by the system's library search, else from Torvel's own runtime,
 // else from the public runtime, both registered under HKEY_LOCAL_MACHINE. Prints only diagnostics.
 
+#include <windows.h>
+
 #include <optional>
 #include <string>
-
-#include <windows.h>
 
 // At most 259 characters; nullopt if no runtime is registered. A public runtime's path is not
 // checked.

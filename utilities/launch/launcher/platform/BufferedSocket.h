@@ -6,11 +6,10 @@
 // bytes are dropped. Buffers are allocated on first use. Nothing here prints or throws. One thread
 // at a time.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-
-#include <algorithm>
 #include <memory>
 
 #include "platform/Socket.h"

@@ -1,12 +1,11 @@
 #include "platform/Files.h"
 
-#include <cstdio>
-#include <cstdlib>
+#include <windows.h>
+#include <direct.h>
 
 #include <algorithm>
-
-#include <direct.h>
-#include <windows.h>
+#include <cstdio>
+#include <cstdlib>
 
 #include "platform/Diagnostics.h"
 #include "platform/LaunchFailure.h"

@@ -1,12 +1,11 @@
 #include "platform/Output.h"
 
-#include <cerrno>
+#include <windows.h>
+#include <io.h>
 
 #include <algorithm>
 #include <atomic>
-
-#include <io.h>
-#include <windows.h>
+#include <cerrno>
 
 #include "platform/SystemError.h"
 

@@ -1,9 +1,9 @@
 #include "platform/Socket.h"
 
-#include <cstring>
-
-#include <mstcpip.h>
 #include <windows.h>
+#include <mstcpip.h>
+
+#include <cstring>
 
 namespace {
 

@@ -4,9 +4,9 @@
 // A failed operation returns -1, stores its Windows Sockets error in the object (GetError) and
 // clears the thread's last error. Nothing here retries, prints or throws. One thread at a time.
 
-#include <cstdint>
-
 #include <winsock2.h>
+
+#include <cstdint>
 
 // 0 if Windows Sockets 2.2 is ready, else the start-up error, or -1 if another version was granted.
 int32_t InitialiseSockets();

@@ -1,9 +1,9 @@
 #include "platform/SwitcherListener.h"
 
+#include <tlhelp32.h>
+
 #include <cstddef>
 #include <cstdlib>
-
-#include <tlhelp32.h>
 
 #include "platform/Output.h"
 #include "platform/Owner.h"

@@ -1,9 +1,9 @@
 #pragma once
 // The system's text for an error code.
 
-#include <string>
-
 #include <windows.h>
+
+#include <string>
 
 // Appends ": " and the system's text for `code`, line ending included, and cuts `message` to
 // `limit` characters. Without a text for the code, `message` is unchanged.

@@ -2,10 +2,10 @@
 // cryptography at each start: a third of the usage text's time. The guard is made like the security
 // cookie of Microsoft's compiler.
 
+#include <windows.h>
+
 #include <cstdint>
 #include <cstdlib>
-
-#include <windows.h>
 
 namespace {
 

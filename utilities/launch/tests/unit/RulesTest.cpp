@@ -1,5 +1,5 @@
-#include <gmock/gmock.h>
 #include <winsock2.h>
+#include <gmock/gmock.h>
 
 #include <memory>
 #include <random>
