@@ -66,8 +66,8 @@ static int RunChild(char** argv) {
 }
 
 int main(int argc, char** argv) {
-  if (argc >= 3) return RunChild(argv);
+  testing::InitGoogleTest(&argc, argv);  // removes its own options
+  if (argc > 1) return RunChild(argv);
   g_Program = fs::absolute(argv[0]).lexically_normal().string();
-  testing::InitGoogleTest(&argc, argv);
   return RUN_ALL_TESTS();
 }
