@@ -1,5 +1,5 @@
-# What cmake --install and the packages lay out. Windows has no folders of its own for programs' parts: there the program
-# lies at the top, the documents below doc, and the sample is a workspace that is ready to use.
+# The layout of cmake --install and of the packages. On Windows: the program at the top, the documents in doc, and the
+# sample as a workspace that is ready to use.
 if(WIN32)
   install(TARGETS Torvel DESTINATION .)
   install(DIRECTORY ${CMAKE_BINARY_DIR}/package/sample DESTINATION . PATTERN state.txt EXCLUDE)

@@ -1,8 +1,8 @@
 @echo off
 rem Usage: assistant [directory]
 rem
-rem Puts this workspace's Assistant into a directory of its own, as an update by the launcher would, and starts it there.
-rem By default that is %LOCALAPPDATA%\TorvelAssistant.
+rem Installs this workspace's Assistant in a directory (by default %LOCALAPPDATA%\TorvelAssistant), as an update by the
+rem launcher would, and starts it there.
 setlocal
 set "home=%~1"
 if "%home%"=="" set "home=%LOCALAPPDATA%\TorvelAssistant"

@@ -2,7 +2,7 @@ package broken;
 
 import engine.World;
 
-/** Does not compile, on purpose: shows how compiler errors arrive. */
+/** Deliberately does not compile, to show compiler errors. */
 final class Broken {
     int lives = "three";
 

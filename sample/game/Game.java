@@ -2,7 +2,7 @@ package game;
 
 import engine.World;
 
-/** Moves a player some steps (the first argument, 3 by default) and ends with that number as its exit code. */
+/** Moves a player by some steps (the first argument, 3 by default) and exits with their number. */
 public final class Game {
     private Game() {}
 

@@ -3,7 +3,7 @@ package game;
 import engine.World;
 import engine.math.Vector;
 
-/** One piece on the board, which steps like a knight. */
+/** A piece that moves like a knight. */
 final class Player {
     private static final Vector STEP = new Vector(1, 2);
 

@@ -1,6 +1,6 @@
 package unfinished;
 
-/** Breaks off in the middle, on purpose: even Validate, which only parses, refuses it. */
+/** Deliberately incomplete: even Validate, which only parses, rejects it. */
 final class Unfinished {
     void begin() {
         int sum = 1 +

@@ -1,6 +1,6 @@
 package engine.math;
 
-/** A place or a step on the board. */
+/** A position or a step on the board. */
 public final class Vector {
     public final int x;
     public final int y;

@@ -1,10 +1,9 @@
-// The Assistant's program for Windows: starts the Assistant of the Torvel.jar beside it, and ends.
+// The Assistant's program for Windows: starts the Assistant of the Torvel.jar beside it, and exits.
 //
-// An update of the Assistant replaces both, but Windows replaces no program that runs, and a jar
-// must not change under the Java that reads it. So this program runs for a moment only, and Java
-// reads copies: every start makes a folder of its own below TorvelAssistant.copies, after it has
-// removed those that no Java uses any more. Java works in the directory that this program lies in;
-// what it prints is added to TorvelAssistant.log there.
+// An update replaces both files, but Windows cannot replace a running program, and a jar must not
+// change while Java reads it. So this program exits at once, and Java reads copies: each start
+// creates a folder below TorvelAssistant.copies, after removing those that no Java uses. Java's
+// working directory is that of this program; its output is appended to TorvelAssistant.log there.
 //
 // Exit codes: 0 Java was started, 1 it was not, with the reason on standard error.
 #include <windows.h>
@@ -51,7 +50,7 @@ std::wstring FindJava() {
   return java;
 }
 
-// Calls back with the name of each entry that fits, "." and ".." among them.
+// Calls `function` with the name of each match, "." and ".." included.
 template <typename Function>
 void ForEach(const std::wstring& pattern, Function function) {
   WIN32_FIND_DATAW found;
@@ -62,7 +61,7 @@ void ForEach(const std::wstring& pattern, Function function) {
   FindClose(search);
 }
 
-// A folder is used as long as its mark cannot be deleted, for a Java holds it open.
+// A folder is in use while its mark cannot be deleted, because Java holds it open.
 void RemoveUnusedCopies() {
   ForEach(std::wstring(kCopies) + L"\\*", [](const std::wstring& name) {
     const std::wstring folder = std::wstring(kCopies) + L"\\" + name;
@@ -78,20 +77,20 @@ void RemoveUnusedCopies() {
   });
 }
 
-// A handle that Java will hold, or INVALID_HANDLE_VALUE.
+// An inheritable handle, or INVALID_HANDLE_VALUE.
 HANDLE Open(const wchar_t* path, DWORD access, DWORD shared, DWORD disposition) {
   SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
   return CreateFileW(path, access, shared, &inherited, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
-// Whether a folder of another number may do: this one is taken, or about to be deleted once nobody
-// holds it any more, or was removed by another start in this very moment.
+// Whether to try another number: the folder exists, is being deleted until its last handle is
+// closed, or was just removed by another start.
 bool MayTryNext(DWORD error) {
   return error == ERROR_ALREADY_EXISTS || error == ERROR_ACCESS_DENIED ||
          error == ERROR_PATH_NOT_FOUND;
 }
 
-// Sets the name of a new folder, and gives its mark.
+// Creates a folder, sets `folder` to its name and returns the handle of its mark.
 HANDLE MakeFolder(std::wstring& folder) {
   CreateDirectoryW(kCopies, nullptr);
   for (int number = 1;; ++number) {
@@ -116,8 +115,7 @@ void Start(const std::wstring& java, std::wstring command, HANDLE mark) {
   Require(log != INVALID_HANDLE_VALUE, "cannot write TorvelAssistant.log");
   startup.StartupInfo.hStdOutput = startup.StartupInfo.hStdError = log;
 
-  // Nothing else is inherited: a caller that reads our output to its end would otherwise wait for
-  // Java's.
+  // Nothing else is inherited: a caller that reads our output to its end would wait for Java.
   HANDLE handles[] = {startup.StartupInfo.hStdInput, log, mark};
   SIZE_T size = 0;
   InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
@@ -129,7 +127,7 @@ void Start(const std::wstring& java, std::wstring command, HANDLE mark) {
                                     handles, sizeof handles, nullptr, nullptr),
       "cannot name what Java inherits");
 
-  // A console of its own, unseen: closing the caller's ends no Assistant.
+  // A hidden console of its own: closing the caller's console does not end the Assistant.
   PROCESS_INFORMATION started{};
   Require(CreateProcessW(java.c_str(), command.data(), nullptr, nullptr, TRUE,
                          CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr,
@@ -147,7 +145,7 @@ void Run() {
           "cannot copy Torvel.jar");
   Require(CopyFileW(L"swt-win64.jar", (folder + L"\\swt-win64.jar").c_str(), TRUE),
           "cannot copy swt-win64.jar");
-  // The first compiler only: builds are short, and so it is the faster one for them.
+  // Only the C1 compiler, which is faster for short builds.
   Start(java,
         L"java -Xmx256m -XX:+UseSerialGC -XX:TieredStopAtLevel=1 -cp " + folder + L"\\Torvel.jar;" +
             folder + L"\\swt-win64.jar com.drel.torvel.assistant.Assistant",

@@ -1,8 +1,6 @@
-// The Assistant's framing, as much of it as the benchmarks speak: integers of 4 bytes, most
-// significant first; strings of ASCII characters behind their number. Failed calls end the program.
+// The part of the Assistant's framing that the benchmarks use: 4-byte big-endian integers, and
+// ASCII strings after their length. Failed calls end the program.
 #pragma once
-
-#include "Platform.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -13,6 +11,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "Platform.h"
 
 using Connection = decltype(::socket(0, 0, 0));
 constexpr std::uint16_t kAssistantPort = 8118;
@@ -54,7 +54,7 @@ inline void SendAll(Connection connection, const char* data, std::size_t length)
   }
 }
 
-// Units of a stream, read in blocks.
+// Reads integers and strings in blocks.
 class UnitReader {
  public:
   explicit UnitReader(Connection connection) : m_Connection(connection), m_Block(2 * kBlockSize) {}
@@ -70,8 +70,7 @@ class UnitReader {
     return true;
   }
 
-  // Without a value for the null string and at the end of the stream; it is valid until the next
-  // call.
+  // nullopt for the null string and at the end of the stream. Valid until the next call.
   std::optional<std::string_view> ReadString() {
     std::int32_t length = 0;
     if (!ReadInt(length) || length < 0 || !Fill(static_cast<std::size_t>(length))) {

@@ -1,6 +1,6 @@
 import com.martiansoftware.nailgun.NGContext;
 
-/** The peer's side of a relay: prints lines prepared before, one by one, and ends with code 7. */
+/** The peer's program for the relay: prints prepared lines one by one and exits with code 7. */
 public final class Lines {
     private static String[] prepared = {};
 

@@ -1,6 +1,6 @@
-// An Assistant that only answers, as fast as it can: `build --lines=N --sends=block` gets N lines
-// of output in large sends, `--sends=line` one send a line, as they come from a program that prints
-// line by line. Then return code 7. It serves until it is killed.
+// A minimal, fast Assistant: answers `build --lines=N --sends=block` with N lines in large sends,
+// and `--sends=line` with one send per line, as for a program that prints line by line. The return
+// code is 7. Runs until killed.
 #include <netinet/tcp.h>
 
 #include "Framing.h"
@@ -10,7 +10,7 @@ namespace {
 constexpr std::int32_t kReturnCode = 7;
 constexpr std::int32_t kNullString = -1;
 
-// Answers whose lines end at m_Ends, prepared before the first of them is sent.
+// Output lines, which end at m_Ends, prepared before the first send.
 class Answer {
  public:
   void Prepare(long lines) {
@@ -43,7 +43,7 @@ class Answer {
   std::vector<std::size_t> m_Ends;
 };
 
-// A connection that says nothing, as the keep-alive does, is over when its other side closes it.
+// A silent connection, such as the keep-alive, ends when the peer closes it.
 void Serve(int descriptor, Answer& answer) {
   UnitReader reader(descriptor);
   if (!reader.ReadString()) {

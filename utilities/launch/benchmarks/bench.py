@@ -12,8 +12,19 @@ import signal
 import subprocess
 import sys
 
-from measuring import (ANSWER_CODE, HERE, USAGE_CODE, Measuring, MissingPeer, Side, environment, milliseconds, need, table,
-                       thousands)
+from measuring import (
+    ANSWER_CODE,
+    HERE,
+    USAGE_CODE,
+    Measuring,
+    MissingPeer,
+    Side,
+    environment,
+    milliseconds,
+    need,
+    table,
+    thousands,
+)
 
 ROOT = HERE.parents[2]
 DOCUMENT = ROOT / "docs/performance.md"
@@ -47,12 +58,13 @@ class Bench(Measuring):
                              lambda: self.floor(lines), sink, aim)
         self.compare("100,000 lines, each sent by itself, to a file", 9, self.request(100_000, "line"), "floor",
                      lambda: self.floor(100_000, "line"), file)
-        for how, name in (("block", "10,000 lines to a pipe"), ("line", "10,000 lines, each sent by itself, to a pipe")):
+        for how, each in (("block", ""), ("line", ", each sent by itself,")):
+            name = f"10,000 lines{each} to a pipe"
             self.compare(name, 21, self.request(10_000, how), "ng",
                          lambda: Side(self.nailgun(10_000), ANSWER_CODE, 10_000), calls=True)
 
     def windows(self):
-        """Torvel.exe and the floors built for Windows, all under Wine and into a file: its services hold pipes open."""
+        """Torvel.exe and the Windows floors under Wine, with output to a file: Wine's services hold pipes open."""
         file = str(self.scratch / "sink")
 
         def compare(workload, pairs, own, floor, aim):
@@ -87,12 +99,15 @@ class Bench(Measuring):
         return table(["reader sleeps 2 s, 20,000 lines", "lines lost", "exit code", "peak MiB"], rows)
 
     def cold(self):
-        """The sample's own build. Needs the port for the sample's Assistant, so it comes before the other one."""
+        """The sample's build. Must run first, because the sample's Assistant needs the port."""
         sample = self.scratch / "sample"
         subprocess.run([ROOT / "sample/assemble", sample], check=True)
         assistant = self.serve([ROOT / "sample/assistant", self.scratch / "assistant"], lambda: self.listens(8118))
         build = [self.launcher, "build", "game", "release"]
-        clear = lambda: shutil.rmtree(sample / "out", ignore_errors=True)
+
+        def clear():
+            shutil.rmtree(sample / "out", ignore_errors=True)
+
         self.compare("sample's build through its Assistant", 9, Side(build, directory=sample, prepare=clear),
                      "without Assistant", lambda: Side([*build, "--assistant=false"], directory=sample, prepare=clear))
         assistant.terminate()
@@ -141,7 +156,7 @@ class Bench(Measuring):
                                  env=side.environment or environment(40))
             if run.returncode != side.code:
                 raise RuntimeError(f"{name}: exit code {run.returncode} under valgrind\n{run.stderr}")
-            # The main thread alone: the watcher's work depends on what the parent does.
+            # Main thread only: the watcher's work depends on the parent.
             rows.append([name, thousands(r"totals: (\d+)", (self.scratch / "callgrind-01").read_text())])
         return table(["run", "instructions of the main thread"], rows)
 
@@ -191,7 +206,7 @@ def main():
         parser.error(f"no workload {' '.join(unknown)}" if unknown else "--write needs all workloads")
     chosen = options.workloads or names
 
-    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # so that the servers end in this case too
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # ends the servers, too
     parts = [machine()]
     with contextlib.ExitStack() as stack:
         bench = Bench(options.build.resolve(), options.share, stack)

@@ -1,4 +1,4 @@
-// The floor of a process: prints as much as the launcher's usage text, and returns.
+// The lower bound for a process: prints as much text as the usage text has.
 #include <stdio.h>
 
 int main(void) {

@@ -1,7 +1,7 @@
-"""Runs the launcher and its peers side by side: the servers they need, checked runs, and paired comparisons.
+"""Measures the launcher against other programs: starts their servers, checks each run and compares pairs of runs.
 
-Runs are paired and alternate; a ratio is the median of the pairs' ratios. Every measured run is checked: its exit code
-and the number of lines that arrived. Networking stays on 127.0.0.1.
+Runs of a pair alternate; a ratio is the median of the pairs' ratios. A run fails unless its exit code and number of
+lines are right. Uses only 127.0.0.1.
 """
 
 import os
@@ -13,7 +13,8 @@ import statistics
 import subprocess
 import sys
 import time
-from typing import Callable, NamedTuple, Optional
+from collections.abc import Callable
+from typing import NamedTuple
 
 HERE = pathlib.Path(__file__).resolve().parent
 NAILGUN_JAR = pathlib.Path("/usr/share/java/nailgun-server.jar")
@@ -28,13 +29,13 @@ class Run(NamedTuple):
 
 
 class Side(NamedTuple):
-    """One side of a comparison. A run that ends with another code or number of lines is a failure."""
+    """One side of a comparison. A run with another exit code or number of lines fails."""
 
     command: list
     code: int = 0
-    lines: Optional[int] = None  # unknown: not looked at
-    directory: Optional[pathlib.Path] = None
-    environment: Optional[dict] = None
+    lines: int | None = None  # None: not checked
+    directory: pathlib.Path | None = None
+    environment: dict | None = None
     prepare: Callable = lambda: None
 
 
@@ -43,7 +44,7 @@ class MissingPeer(Exception):
 
 
 def environment(count, **more):
-    """A set of that many variables, of the usual length."""
+    """`count` variables of usual length."""
     variables = {"PATH": os.environ["PATH"], "HOME": "/tmp", "LANG": "C.UTF-8", **more}
     for index in range(count - len(variables)):
         variables[f"VARIABLE_{index:05}"] = f"/opt/some/directory/number/{index:05}/of/many"
@@ -71,7 +72,7 @@ def need(program):
 
 
 class Measuring:
-    """The peers' servers, which end with `stack`, and the rows that `compare` has measured."""
+    """The peers' servers, which end with `stack`, and the rows measured by `compare`."""
 
     def __init__(self, build, share, stack):
         self.build, self.share, self.stack = build, share, stack
@@ -128,7 +129,7 @@ class Measuring:
             self.has_assistant = True
 
     def nailgun(self, lines):
-        """The command of nailgun's client, with its server running and warm."""
+        """Returns the command of nailgun's client; starts its server and warms it up."""
         client = need("ng-nailgun")
         if self.nailgun_port is None:
             if not NAILGUN_JAR.exists():
@@ -146,7 +147,7 @@ class Measuring:
         return [client, "--nailgun-server", "127.0.0.1", "--nailgun-port", self.nailgun_port, "Lines", str(lines)]
 
     def under_wine(self, side):
-        """The same run with the program of that name for Windows, on a Wine that is ready."""
+        """The same run of the Windows program, under a running Wine."""
         wine = need("wine64")
         if not (self.windows_build / "Torvel.exe").exists():
             raise MissingPeer("mingw-w64 cannot be had")
@@ -156,13 +157,14 @@ class Measuring:
             self.wine = {"WINEPREFIX": str(prefix), "WINEDEBUG": "-all", "WINEDLLOVERRIDES": "mscoree,mshtml="}
             run = {"env": os.environ | self.wine, "stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
             subprocess.run([wine, "wineboot", "-i"], check=True, **run)
-            # A program that stays keeps Wine's services there.
+            # A running program keeps Wine's services alive.
             idle = subprocess.Popen([wine, "cmd"], stdin=subprocess.PIPE, **run)
             self.stack.callback(subprocess.run, ["wineserver", "-k"], **run)
             self.stack.callback(idle.stdin.close)
         program, *arguments = side.command
         program = self.windows_build / pathlib.Path(program).relative_to(self.build).with_suffix(".exe")
-        return side._replace(command=[wine, program, *arguments], environment=(side.environment or environment(40)) | self.wine)
+        variables = (side.environment or environment(40)) | self.wine
+        return side._replace(command=[wine, program, *arguments], environment=variables)
 
     # -- measuring
 
@@ -188,7 +190,7 @@ class Measuring:
         return run
 
     def tolerant(self, side, sink, failures):
-        """A peer's run, made again when it went wrong: nailgun's client gives up where its server must wait for it."""
+        """A peer's run, repeated after a failure: nailgun's client gives up when its server has to wait for it."""
         for _ in range(10):
             run = self.measure(side, sink)
             if self.is_right(side, run):
@@ -209,7 +211,7 @@ class Measuring:
         return thousands(r"(\d+)(?: +\d+)? +total", report.read_text())
 
     def compare(self, workload, pairs, own, name, make_peer, sink="pipe", aim="", calls=False):
-        """Adds one row of the table. `make_peer` gives the other side, or raises MissingPeer."""
+        """Adds one row of the table. `make_peer` returns the other side or raises MissingPeer."""
         print(f"{workload}, against {name}", file=sys.stderr)
         try:
             peer = make_peer()
@@ -217,7 +219,7 @@ class Measuring:
             self.rows.append([workload, "", name, "", f"skipped: {missing}", aim, "", ""])
             return
         owns, peers, failures = [], [], []
-        self.checked(own, sink), self.tolerant(peer, sink, failures)  # warms both up
+        self.checked(own, sink), self.tolerant(peer, sink, failures)  # warm-up
         for index in range(max(3, round(pairs * self.share))):
             for is_own in (True, False) if index % 2 == 0 else (False, True):
                 if is_own:
@@ -231,9 +233,9 @@ class Measuring:
         if failures:
             name += f" (went wrong in {len(failures)} more runs)"
         traced = f"{self.system_calls(own)} / {self.system_calls(peer)}" if calls else ""
-        self.rows.append([workload, milliseconds(own_time), name, milliseconds(peer_time),
-                          f"{ratio:.2f} ({over * 1000:+.2f} ms)" if name.startswith("`java`") else f"{ratio:.2f}", aim, memory,
-                          traced])
+        shown = f"{ratio:.2f}" + (f" ({over * 1000:+.2f} ms)" if name.startswith("`java`") else "")
+        self.rows.append(
+            [workload, milliseconds(own_time), name, milliseconds(peer_time), shown, aim, memory, traced])
 
     def floor(self, lines, how="block", variables=40, messages="whole"):
         self.start_assistant()
@@ -242,8 +244,8 @@ class Measuring:
 
     def request(self, lines, how="block", variables=40, arguments=(), directory=None):
         self.start_assistant()
-        return Side([self.launcher, "build", f"--lines={lines}", f"--sends={how}", *arguments], ANSWER_CODE, lines, directory,
-                    environment(variables))
+        command = [self.launcher, "build", f"--lines={lines}", f"--sends={how}", *arguments]
+        return Side(command, ANSWER_CODE, lines, directory, environment(variables))
 
     def deep_directory(self, levels):
         directory = self.workspace.joinpath(*["d"] * levels)

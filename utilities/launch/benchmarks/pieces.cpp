@@ -1,5 +1,5 @@
-// The launcher's pieces by themselves: framing over a loopback connection, the environment's
-// property text, and the layer's splitting of a command line.
+// Benchmarks of single parts: framing over a loopback connection, the environment's property text,
+// and command line splitting.
 #include <benchmark/benchmark.h>
 
 #include <memory>
@@ -13,12 +13,11 @@
 
 namespace {
 
-// A connection of the launcher to a peer that runs in a thread of its own, until the connection
-// is closed.
+// A connection to `peer`, which runs on its own thread until the connection is closed.
 template <typename Peer>
-class Conversation {
+class LoopbackConnection {
  public:
-  explicit Conversation(Peer peer) {
+  explicit LoopbackConnection(Peer peer) {
     const int listener = Check(::socket(AF_INET, SOCK_STREAM, 0), "socket");
     sockaddr_in address = LoopbackAddress(0);
     socklen_t size = sizeof address;
@@ -34,7 +33,7 @@ class Conversation {
       ::close(descriptor);
     });
   }
-  ~Conversation() {
+  ~LoopbackConnection() {
     m_Wire.reset();
     m_Peer.join();
   }
@@ -53,7 +52,7 @@ void SetCharacters(benchmark::State& state, std::size_t perIteration) {
 
 void ReceiveString(benchmark::State& state) {
   const std::string line(static_cast<std::size_t>(state.range(0)), 'x');
-  Conversation conversation([&line](int descriptor) {
+  LoopbackConnection connection([&line](int descriptor) {
     std::string block;
     while (block.size() < kBlockSize) {
       AppendString(block, line);
@@ -63,7 +62,7 @@ void ReceiveString(benchmark::State& state) {
   });
   std::string text;
   for (auto _ : state) {
-    if (!conversation.Wire().ReceiveString(text)) {
+    if (!connection.Wire().ReceiveString(text)) {
       state.SkipWithError("the connection broke");
       break;
     }
@@ -74,13 +73,13 @@ BENCHMARK(ReceiveString)->Arg(40)->Arg(4000);
 
 void SendString(benchmark::State& state) {
   const std::string text(static_cast<std::size_t>(state.range(0)), 'x');
-  Conversation conversation([](int descriptor) {
+  LoopbackConnection connection([](int descriptor) {
     static char block[kBlockSize];
     while (::recv(descriptor, block, sizeof block, 0) > 0) {
     }
   });
   for (auto _ : state) {
-    if (!conversation.Wire().SendString(text)) {
+    if (!connection.Wire().SendString(text)) {
       state.SkipWithError("the connection broke");
       break;
     }

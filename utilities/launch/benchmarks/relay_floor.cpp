@@ -1,9 +1,9 @@
-// The floor of a request and of a relay: relay_floor --lines=N --sends=block|line
+// The lower bound for a request and its relay: relay_floor --lines=N --sends=block|line
 // --variables=whole|each
 //
-// Asks the Assistant as the launcher does, with one send for each message, reads the socket in
-// blocks of 64 KiB and writes each line with one call. The environment is one message, as the
-// launcher's; or each variable is one, as clients of this kind send them.
+// Sends the launcher's request with one send per message, reads the socket in blocks of 64 KiB and
+// writes each line with one call. The environment is one message, as in the launcher, or one
+// message per variable, as in similar clients.
 #include "Framing.h"
 
 namespace {
@@ -20,7 +20,7 @@ void SendString(Connection connection, const std::string& text) {
   SendAll(connection, message.data(), message.size());
 }
 
-// As many strings as parameters travel with the command.
+// The parameters that carry the environment.
 std::vector<std::string> Environment(bool isEach) {
   std::vector<std::string> texts;
   std::string whole;

@@ -1,12 +1,10 @@
-// Runs one command and measures it: stopwatch pipe|slow|FILE COMMAND ARGUMENT...
+// Runs a command and measures it: stopwatch pipe|slow|FILE COMMAND ARGUMENT...
 //
-// The command's standard output goes to a pipe that is read at once, to a pipe whose reader sleeps
-// for two seconds first, or to a file; its standard error goes nowhere. Prints nanoseconds from
-// start to end of both command and output, peak memory in KiB, exit code (or 1000 + the signal),
-// and the lines that came through the pipe.
+// The command's standard output goes to a pipe, to a pipe that is not read for two seconds, or to a
+// file; its standard error goes to /dev/null. Prints the nanoseconds until command and output have
+// ended, peak memory in KiB, exit code (or 1000 + the signal) and the lines read from the pipe.
 //
-// A small program of its own because a child's peak memory includes what its parent had when the
-// child was made.
+// A separate small program, because a child's peak memory includes that of its parent at the start.
 #define _GNU_SOURCE  // pipe2
 #include <fcntl.h>
 #include <spawn.h>

@@ -16,8 +16,8 @@ std::vector<std::string> SplitCommandLine(std::string_view line) {
     const bool isProgram = arguments.size() == 1;
     bool isQuoted = false;
     while (at < line.size() && (isQuoted || (!isAt(' ') && !isAt('\t')))) {
-      // Backslashes before a quote stand for half as many; an odd one makes the quote literal, and
-      // so does a second quote inside quotes. In the program's name both mean themselves.
+      // 2n backslashes before a quote mean n; one more makes the quote literal, as does a second
+      // quote inside quotes. The program's name has no escapes.
       const std::size_t begin = at;
       if (!isProgram) {
         skip("\\");

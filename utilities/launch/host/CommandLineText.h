@@ -1,5 +1,5 @@
 #pragma once
-// Command lines made for Windows.
+// Command lines in the form of Windows.
 
 #include <string>
 #include <string_view>
@@ -7,11 +7,11 @@
 
 namespace host {
 
-// By the rules of the Microsoft C runtime, with which the program on the other side reads its
-// command line on Windows. The first element is the program's name; an empty line has it empty.
+// Splits by the rules of the Microsoft C runtime. The first element is the program's name, empty
+// for an empty line.
 std::vector<std::string> SplitCommandLine(std::string_view line);
 
-// Turns the separators of Java's class path and of the paths in it. Leaves other options alone.
+// In -Djava.class.path, replaces ";" by ":" and "\" by "/". Leaves other options unchanged.
 void AdaptJavaOption(std::string& option);
 
 }  // namespace host

@@ -12,14 +12,14 @@
 
 namespace {
 
-// False with errno set.
+// False on failure, with errno set.
 bool CopyContents(int target, int source) {
-  constexpr std::size_t kLargest = 0x7FFFF000;  // that one call moves
+  constexpr std::size_t kLargest = 0x7FFFF000;  // limit of one call
   char block[16384];
   off_t offset = 0;
   for (;;) {
     ssize_t moved = ::sendfile(target, source, &offset, kLargest);
-    if (moved < 0 && (errno == EINVAL || errno == ENOSYS)) {  // as some file systems answer
+    if (moved < 0 && (errno == EINVAL || errno == ENOSYS)) {  // on some file systems
       moved = ::pread(source, block, sizeof block, offset);
       moved = moved > 0 ? ::write(target, block, static_cast<std::size_t>(moved)) : moved;
       offset += moved > 0 ? moved : 0;
@@ -33,7 +33,7 @@ bool CopyContents(int target, int source) {
   }
 }
 
-// Permissions and the time of last write, where the target's file system keeps them.
+// Copies permissions and times, if the target's file system supports them.
 bool CopyStatus(int target, const struct stat& status) {
   const auto isDone = [](int result) {
     return result == 0 || errno == EPERM || errno == EOPNOTSUPP;
@@ -42,11 +42,11 @@ bool CopyStatus(int target, const struct stat& status) {
   return isDone(::fchmod(target, status.st_mode & 0777)) && isDone(::futimens(target, times));
 }
 
-// Follows the target's links. Returns the error that keeps it from being replaced.
+// Resolves the target's symbolic links. Returns the error that prevents its replacement.
 DWORD RefusalOf(std::string& target, const struct stat& source) {
   struct stat status {};
   if (::lstat(target.c_str(), &status) != 0) {
-    return ERROR_SUCCESS;  // nothing there; what else is wrong shows when it is made
+    return ERROR_SUCCESS;  // no such file; other errors show when it is created
   }
   target = host::ResolvedPath(target);
   if (::stat(target.c_str(), &status) != 0) {
@@ -55,13 +55,13 @@ DWORD RefusalOf(std::string& target, const struct stat& source) {
   if (status.st_dev == source.st_dev && status.st_ino == source.st_ino) {
     return ERROR_SHARING_VIOLATION;
   }
-  // The bit as well as the call: the superuser may write anything.
+  // Also the bit: faccessat allows everything to root.
   const bool isWritable = (status.st_mode & S_IWUSR) != 0 &&
                           ::faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) == 0;
   return S_ISREG(status.st_mode) && isWritable ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
 }
 
-// Makes the copy beside the target, then gives it the target's name. Returns an error code.
+// Copies to a temporary file beside the target, then renames it. Returns an error code.
 DWORD Replace(const std::string& target, int source, const struct stat& status) {
   std::string path = host::DirectoryOf(target) + "/.copy-XXXXXX";
   host::Descriptor copy(::mkostemp(path.data(), O_CLOEXEC));
@@ -80,13 +80,11 @@ DWORD Replace(const std::string& target, int source, const struct stat& status) 
 }  // namespace
 
 // Differs from Windows:
-// - The copy is made beside the target and then takes its name, so that a reader or a running
-//   program keeps the old file whole; the target becomes a new file, with none of the old one's
-//   hard links.
-// - Only regular files, and only over an existing target (the other flag is refused with 87); a
-//   symbolic link as the target is followed, one that leads nowhere is 2.
-// - Permissions and the time of last write come along where the file system keeps them, nothing
-//   else.
+// - Copies to a temporary file beside the target, then renames it: a reader or a running program
+//   keeps the old file. The target is a new file, without the old one's hard links.
+// - Only regular files, and only with overwriting (failIfExists is refused with 87). A symbolic
+//   link as the target is followed; a dangling one is 2.
+// - Only permissions and times are copied, if the file system supports them.
 BOOL CopyFileA(LPCSTR existing, LPCSTR target, BOOL failIfExists) {
   if (failIfExists != FALSE) {
     return host::Fail(ERROR_INVALID_PARAMETER);
@@ -104,7 +102,7 @@ BOOL CopyFileA(LPCSTR existing, LPCSTR target, BOOL failIfExists) {
 }
 
 // Differs from Windows:
-// - Read-only (the owner has no write permission) or normal; there is no other attribute.
+// - Only read-only (no write permission for the owner) or normal.
 DWORD GetFileAttributesA(LPCSTR fileName) {
   const std::string path = host::HostPath(fileName);
   struct stat status {};
@@ -115,7 +113,7 @@ DWORD GetFileAttributesA(LPCSTR fileName) {
 }
 
 // Differs from Windows:
-// - Read-only takes the write permission from everybody; its removal gives it to the owner. Other
+// - Read-only removes all write permissions; clearing it gives write permission to the owner. Other
 //   attributes have no effect.
 BOOL SetFileAttributesA(LPCSTR fileName, DWORD attributes) {
   const std::string path = host::HostPath(fileName);
@@ -129,9 +127,9 @@ BOOL SetFileAttributesA(LPCSTR fileName, DWORD attributes) {
 }
 
 // Differs from Windows:
-// - A line feed stays one, whatever the stream.
-// - Where somebody made the stream non-blocking, the call waits.
-// - A pipe that nobody reads ends the program by its signal, unless that is ignored.
+// - Line feeds are not translated.
+// - Waits if the stream is non-blocking.
+// - A pipe without a reader raises SIGPIPE, which ends the process unless it is ignored.
 int _write(int descriptor, const void* data, unsigned size) {
   const char* next = static_cast<const char*>(data);
   const char* const end = next + size;

@@ -10,19 +10,18 @@
 
 namespace {
 
-// Before anything else of the program opens a file: what took the place of a closed standard stream
-// would be read and written as that stream, here, in a child and in a Java runtime.
+// Runs before the program opens a file, which would take the descriptor of a closed standard stream
+// and be used as that stream, also by a child and the JVM.
 [[gnu::constructor]] void FillStandardStreams() {
   for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
     if (::fcntl(stream, F_GETFD) < 0) {
-      ::open("/dev/null", O_RDWR);  // takes the lowest free place
+      ::open("/dev/null", O_RDWR);  // gets the lowest free descriptor
     }
   }
 }
 
-// Thrown by ExitThread, through the thread's functions to its first one here. pthread_exit would
-// not do: it unwinds with the system's runtime, which cannot pass frames made for the one linked
-// in.
+// Thrown by ExitThread, caught in CreateThread's entry function. pthread_exit cannot be used: it
+// unwinds with the system's libgcc, which cannot pass frames of the linked one.
 struct ThreadExit {};
 
 }  // namespace
@@ -51,10 +50,10 @@ BOOL CloseHandle(HANDLE handle) {
 }
 
 // Differs from Windows:
-// - A handle closed by another thread during the wait ends nothing: the wait goes on.
-// - A wait that a signal interrupts begins anew.
+// - Closing the handle on another thread does not end the wait.
+// - A wait interrupted by a signal starts again.
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
-  static_assert(static_cast<int>(INFINITE) == -1);  // which is poll's word for it, too
+  static_assert(static_cast<int>(INFINITE) == -1);  // poll's infinite time-out, too
   pollfd waiting{host::DescriptorOf(handle), POLLIN, 0};
   int ready = 0;
   do {
@@ -84,9 +83,9 @@ HANDLE CreateThread(LPSECURITY_ATTRIBUTES, std::size_t stackSize, LPTHREAD_START
 }
 
 // Differs from Windows:
-// - Ends a thread that CreateThread made, by unwinding its stack: destructors of its functions run,
-//   and a catch-all in them would hold it up.
-// - The exit code is not kept, as nothing here can ask for it.
+// - Ends a thread made by CreateThread by unwinding its stack: destructors run, and a catch-all
+//   handler would stop it.
+// - The exit code is not kept: nothing here can query it.
 void ExitThread(DWORD /*exitCode*/) {
   throw ThreadExit();
 }

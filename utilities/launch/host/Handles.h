@@ -1,6 +1,6 @@
 #pragma once
-// A HANDLE is a descriptor that polls readable once what it stands for has ended: a process's, or
-// the read end of a pipe whose write end is closed then. The system keeps the table.
+// A HANDLE is a file descriptor that polls readable once its object has ended: a pidfd, or the read
+// end of a pipe whose write end closes then. The kernel keeps the handle table.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -14,11 +14,11 @@
 
 namespace host {
 
-// Owns a descriptor. One that took the place of a closed standard stream is moved, so that nothing
-// is printed into it.
+// Owns a file descriptor. Moves it if it has the number of a standard stream, so that no output
+// goes to it.
 class Descriptor {
  public:
-  // -1 for none, with errno saying why.
+  // -1: none, with errno set.
   explicit Descriptor(int value = -1) : m_Value(value) {
     if (value >= 0 && value <= STDERR_FILENO) {
       m_Value = ::fcntl(value, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
@@ -40,19 +40,19 @@ class Descriptor {
   int m_Value;
 };
 
-// Hands the descriptor over.
+// Takes ownership of the descriptor.
 inline HANDLE HandleOf(Descriptor descriptor) {
   return reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(descriptor.Release()));
 }
 
-// What is no handle gives a descriptor that nobody has.
+// Invalid handles map to INT_MAX, which is never an open descriptor.
 inline int DescriptorOf(HANDLE handle) {
   const auto value = reinterpret_cast<std::intptr_t>(handle);
   return value > STDERR_FILENO ? static_cast<int>(value) : INT_MAX;
 }
 
-// Runs the body on a thread of its own. The descriptor polls readable once it has returned; none,
-// with errno, when there can be no such thread.
+// Runs `body` on a new thread. The descriptor polls readable after it has returned; empty, with
+// errno set, on failure.
 Descriptor RunThread(std::function<void()> body);
 
 }  // namespace host

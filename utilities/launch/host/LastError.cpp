@@ -15,11 +15,11 @@ thread_local DWORD t_LastError = 0;
 
 struct Error {
   DWORD code;
-  int causes[3];  // errno values that mean it; 0 for none
+  int causes[3];  // errno values; 0: unused
   const char* text;
 };
 
-// What files, children and writes can end with; anything else is a general failure.
+// Errors of files, child processes and writes; other errno values are ERROR_GEN_FAILURE.
 constexpr Error kErrors[] = {
     {2, {ENOENT}, "The system cannot find the file specified."},
     {3, {ENOTDIR}, "The system cannot find the path specified."},
@@ -74,11 +74,11 @@ void SetLastError(DWORD code) {
 }
 
 // Differs from Windows:
-// - Only the form ALLOCATE_BUFFER + FROM_SYSTEM + IGNORE_INSERTS; anything else is refused with 87.
-// - Texts are Windows' English ones whatever the language asked for, and only for what files,
-//   children and writes can end with.
+// - Only ALLOCATE_BUFFER | FROM_SYSTEM | IGNORE_INSERTS; other flags are refused with 87.
+// - Texts are English, whatever the language, and exist only for errors of files, child processes
+//   and writes.
 DWORD FormatMessageA(DWORD flags, std::nullptr_t, DWORD code, DWORD /*language*/, LPSTR buffer,
-                     DWORD /*size: the least to allocate*/, std::nullptr_t) {
+                     DWORD /*size: minimum to allocate*/, std::nullptr_t) {
   constexpr DWORD kSupported =
       FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
   if (flags != kSupported) {
@@ -88,7 +88,7 @@ DWORD FormatMessageA(DWORD flags, std::nullptr_t, DWORD code, DWORD /*language*/
     if (row.code == code) {
       const std::string text = std::string(row.text) + "\r\n";
       char* copy = ::strdup(text.c_str());
-      // With ALLOCATE_BUFFER the argument is the address of the caller's pointer.
+      // With ALLOCATE_BUFFER the argument is the address of the pointer to fill.
       std::memcpy(buffer, &copy, sizeof copy);
       return static_cast<DWORD>(text.size());
     }

@@ -1,5 +1,5 @@
 #pragma once
-// The error codes of Windows for what the host reports.
+// Windows error codes for errno values.
 
 #include <string>
 
@@ -7,13 +7,13 @@
 
 namespace host {
 
-// Win32's code for an errno value. For a missing file (ENOENT) see FileError.
+// For a missing file (ENOENT) see FileError.
 DWORD ErrorFromErrno(int error);
 
-// Windows tells a missing file (2) from a missing directory above it (3); the host has one ENOENT.
+// Splits ENOENT as Windows does: 2 for a missing file, 3 for a missing directory above it.
 DWORD FileError(int error, const std::string& hostPath);
 
-// Sets the last error and gives what the call returns then.
+// Sets the last error and returns `failure`.
 template <typename Result = BOOL>
 Result Fail(DWORD code, Result failure = FALSE) {
   SetLastError(code);

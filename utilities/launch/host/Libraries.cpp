@@ -16,8 +16,8 @@ namespace {
 using CreateJavaVM = jint(JNICALL*)(JavaVM**, void**, void*);
 CreateJavaVM g_CreateJavaVM = nullptr;
 
-// Stands before the runtime's own JNI_CreateJavaVM. The adapted texts live as long as the process,
-// since the runtime may keep them.
+// Wraps the runtime's JNI_CreateJavaVM. The adapted options are never freed: the runtime may keep
+// pointers to them.
 jint JNICALL CreateAdaptedJavaVM(JavaVM** vm, void** environment, void* arguments) {
   auto adapted = *static_cast<const JavaVMInitArgs*>(arguments);
   std::vector<JavaVMOption> options(adapted.options, adapted.options + adapted.nOptions);
@@ -35,25 +35,25 @@ jint JNICALL CreateAdaptedJavaVM(JavaVM** vm, void** environment, void* argument
 }  // namespace
 
 // Differs from Windows:
-// - The bare name jvm.dll means libjvm.so, by the host loader's search. No extension is added to
+// - The bare name jvm.dll loads libjvm.so by the host's library search. No extension is added to
 //   other names.
-// - A library that lacks one of its own is 126, as on Windows; any other fault of a file is 193.
+// - A missing file or dependency is 126, as on Windows; any other failure is 193.
 HMODULE LoadLibraryA(LPCSTR fileName) {
   const std::string path =
       std::strcmp(fileName, "jvm.dll") == 0 ? "libjvm.so" : host::HostPath(fileName);
-  // An empty name would give the program itself.
+  // dlopen("") would return the program itself.
   void* library = path.empty() ? nullptr : ::dlopen(path.c_str(), RTLD_NOW | RTLD_GLOBAL);
   if (library == nullptr) {
-    // The loader says why only in words, in the C locale unless the program set another.
-    const char* words = path.empty() ? nullptr : ::dlerror();
-    const bool isFault = words != nullptr && std::strstr(words, "cannot open shared") == nullptr;
+    // dlerror returns only a text, in English unless the program calls setlocale.
+    const char* reason = path.empty() ? nullptr : ::dlerror();
+    const bool isFault = reason != nullptr && std::strstr(reason, "cannot open shared") == nullptr;
     SetLastError(isFault ? ERROR_BAD_EXE_FORMAT : ERROR_MOD_NOT_FOUND);
   }
   return static_cast<HMODULE>(library);
 }
 
 // Differs from Windows:
-// - The address of JNI_CreateJavaVM is that of a function here, which adapts the class path.
+// - For JNI_CreateJavaVM, returns a wrapper that adapts the class path.
 FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
   void* address = ::dlsym(module, name);
   if (address == nullptr) {
@@ -67,7 +67,7 @@ FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
 }
 
 // Differs from Windows:
-// - Every link is followed.
+// - Symbolic links are resolved.
 DWORD GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size) {
   const link_map* map = nullptr;
   ::dlinfo(module, RTLD_DI_LINKMAP, &map);
@@ -78,13 +78,13 @@ DWORD GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size) {
 }
 
 // Differs from Windows:
-// - No effect: a library of the host says itself where it looks for others.
+// - No effect: a library of the host contains its own search path.
 BOOL SetDllDirectoryA(LPCSTR /*path*/) {
   return TRUE;
 }
 
 // Differs from Windows:
-// - No effect: the host shows no dialogs. The old mode is not told.
+// - No effect: the host shows no dialogs. The old mode is not returned.
 BOOL SetThreadErrorMode(DWORD /*mode*/, LPDWORD /*oldMode*/) {
   return TRUE;
 }

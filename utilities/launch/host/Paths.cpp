@@ -78,9 +78,9 @@ std::string FindProgram(std::vector<std::string> directories, const std::string&
 }  // namespace host
 
 // Differs from Windows:
-// - The launcher's own directory, the current directory, PATH (the system's own where it is unset).
-//   No system directories.
-// - The name without the extension is found too; what is no executable regular file is not.
+// - Searches the launcher's directory, the current directory and PATH (the system's default if
+//   unset). No system directories.
+// - Also finds the name without the extension. Finds only executable regular files.
 DWORD SearchPathA(std::nullptr_t, LPCSTR fileName, LPCSTR extension, DWORD size, LPSTR buffer,
                   std::nullptr_t) {
   const std::string found = host::FindProgram(
@@ -102,7 +102,7 @@ int _chdir(const char* path) {
 }
 
 // Differs from Windows:
-// - Every link is followed, and a file that is not there has no full path.
+// - Symbolic links are resolved, and a missing file is a failure.
 char* _fullpath(char* buffer, const char* path, std::size_t size) {
   const std::string resolved = host::ResolvedPath(host::HostPath(path));
   if (resolved.empty() || resolved.size() >= size) {
@@ -115,8 +115,8 @@ char* _fullpath(char* buffer, const char* path, std::size_t size) {
 extern "C" std::FILE* __real_fopen(const char* path, const char* mode);
 extern "C" std::FILE* __wrap_fopen(const char* path, const char* mode);
 
-// Every fopen of the program comes here (see CMakeLists.txt): either separator, as on Windows, and
-// only a regular file can be read.
+// All fopen calls of the program come here (see CMakeLists.txt). Accepts either separator, as on
+// Windows, and reads only regular files.
 std::FILE* __wrap_fopen(const char* path, const char* mode) {
   if (std::strcmp(mode, "rb") != 0) {
     return __real_fopen(host::HostPath(path).c_str(), mode);

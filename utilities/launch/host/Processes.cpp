@@ -16,13 +16,13 @@
 
 namespace {
 
-// By number: the C library declares its own wrapper in a way that C++ cannot link.
+// A system call: glibc 2.36 declares pidfd_open without extern "C".
 host::Descriptor OpenPidfd(pid_t id) {
   return host::Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, id, 0)));
 }
 
-// posix_spawn, not fork: it reports a program that cannot be run. The child has the standard
-// streams and nothing else of ours. Returns errno's value.
+// posix_spawn, not fork: it reports a program that cannot be run. The child inherits only the
+// standard streams. Returns an errno value.
 int Spawn(pid_t& id, const std::string& program, std::vector<std::string>& arguments) {
   std::vector<char*> pointers;
   pointers.reserve(arguments.size() + 1);
@@ -39,8 +39,8 @@ int Spawn(pid_t& id, const std::string& program, std::vector<std::string>& argum
   return error;
 }
 
-// Older systems, and some sandboxes, know no descriptor of a process, or do not wait for one. There
-// a thread waits for the child, and the system keeps the child's id with the thread's pipe.
+// Older kernels and some sandboxes have no pidfd, or cannot wait for one. Then a thread waits for
+// the child, and the owner of the thread's pipe (F_SETOWN) is the child's id.
 host::Descriptor OpenChild(pid_t id) {
   siginfo_t info{};
   host::Descriptor process = OpenPidfd(id);
@@ -63,11 +63,11 @@ host::Descriptor OpenChild(pid_t id) {
 }  // namespace
 
 // Differs from Windows:
-// - No flags: refused with 87. Nothing is inherited but the standard streams, whatever is asked.
-// - The command line is split here, by the Microsoft C runtime's rules, and its length is limited
-//   by the system's own bound alone.
-// - A program named java gets its class path as a POSIX Java wants it.
-// - The thread handle stands for the process: its first thread ends with it.
+// - Flags are refused with 87. Only the standard streams are inherited, whatever inheritHandles is.
+// - The command line is split here, by the Microsoft C runtime's rules. Only the kernel limits its
+//   length.
+// - For a program named java, the class path is converted to POSIX form.
+// - The thread handle refers to the process.
 BOOL CreateProcessA(LPCSTR application, LPSTR commandLine, LPSECURITY_ATTRIBUTES,
                     LPSECURITY_ATTRIBUTES, BOOL /*inheritHandles*/, DWORD flags, std::nullptr_t,
                     std::nullptr_t, STARTUPINFOA* /*startup*/, PROCESS_INFORMATION* information) {
@@ -82,7 +82,7 @@ BOOL CreateProcessA(LPCSTR application, LPSTR commandLine, LPSECURITY_ATTRIBUTES
       host::AdaptJavaOption(arguments[i]);
     }
   }
-  // Ignored, as a parent can hand it down, this signal would lose the exit code.
+  // An inherited SIG_IGN would discard the child's exit code.
   ::signal(SIGCHLD, SIG_DFL);
   pid_t id = 0;
   if (const int error = Spawn(id, program, arguments)) {
@@ -102,12 +102,12 @@ BOOL CreateProcessA(LPCSTR application, LPSTR commandLine, LPSECURITY_ATTRIBUTES
 }
 
 // Differs from Windows:
-// - The handle has every right that there is, whatever is asked, and is not inherited.
-// - A system before Linux 5.3 has no such handle: 50.
+// - The handle has all rights, whatever is requested, and is not inherited.
+// - Fails with 50 before Linux 5.3.
 HANDLE OpenProcess(DWORD /*access*/, BOOL /*inheritHandle*/, DWORD processId) {
   host::Descriptor process = OpenPidfd(static_cast<pid_t>(processId));
   if (!process) {
-    // The id of a thread is no process either; kernels report it in two ways.
+    // A thread id is not a process: kernels report it as ENOENT or EINVAL.
     const int error = errno == ENOENT ? EINVAL : errno;
     return host::Fail(host::ErrorFromErrno(error), HANDLE{});
   }
@@ -115,8 +115,8 @@ HANDLE OpenProcess(DWORD /*access*/, BOOL /*inheritHandle*/, DWORD processId) {
 }
 
 // Differs from Windows:
-// - Exit codes have 8 bits. A child that signal N ended has 128 + N.
-// - Of a process that is no child, 50.
+// - Exit codes have 8 bits. 128 + N for a child that signal N ended.
+// - Fails with 50 for a process that is not a child.
 BOOL GetExitCodeProcess(HANDLE process, LPDWORD exitCode) {
   const int descriptor = host::DescriptorOf(process);
   const int id = ::fcntl(descriptor, F_GETOWN);  // see OpenChild
@@ -131,7 +131,7 @@ BOOL GetExitCodeProcess(HANDLE process, LPDWORD exitCode) {
 }
 
 HANDLE GetCurrentProcess() {
-  return INVALID_HANDLE_VALUE;  // on Windows, too
+  return INVALID_HANDLE_VALUE;  // as on Windows
 }
 
 DWORD GetCurrentProcessId() {
@@ -139,14 +139,14 @@ DWORD GetCurrentProcessId() {
 }
 
 // Differs from Windows:
-// - The version is always Windows 10's last, whose behaviour this layer follows.
+// - Always reports the last Windows 10, whose behaviour this layer follows.
 BOOL GetVersionExA(OSVERSIONINFOA* information) {
   *information = {sizeof *information, 10, 0, 19045};
   return TRUE;
 }
 
 // Differs from Windows:
-// - The own process alone; another is refused with 50.
+// - Only the calling process; others are refused with 50.
 BOOL TerminateProcess(HANDLE process, unsigned exitCode) {
   if (process != GetCurrentProcess()) {
     return host::Fail(ERROR_NOT_SUPPORTED);
@@ -155,11 +155,11 @@ BOOL TerminateProcess(HANDLE process, unsigned exitCode) {
 }
 
 // Differs from Windows:
-// - A snapshot has one process, the calling one: whoever looks for its own parent needs no other.
-// - The parent of an orphan is the process that adopted it; a parent outside the process namespace
-//   is 0.
+// - A snapshot contains only the calling process: the launcher looks only for its own parent.
+// - The parent of an orphan is the process that adopted it; a parent outside the PID namespace is
+//   0.
 HANDLE CreateToolhelp32Snapshot(DWORD /*flags*/, DWORD /*processId*/) {
-  host::Descriptor snapshot(::eventfd(0, EFD_CLOEXEC));  // only to be closed again
+  host::Descriptor snapshot(::eventfd(0, EFD_CLOEXEC));  // a placeholder for CloseHandle
   return snapshot ? host::HandleOf(std::move(snapshot))
                   : host::Fail(host::ErrorFromErrno(errno), INVALID_HANDLE_VALUE);
 }

@@ -14,10 +14,10 @@ using host::Registry;
 using host::RegistryValues;
 
 constexpr char kRoot[] = "hkey_local_machine";
-// What follows in a longer file is not read.
+// The rest of a longer file is ignored.
 constexpr std::size_t kMaxRegistryText = 4 << 20;
 
-// The names of keys and values ignore case. ASCII letters only.
+// Key and value names ignore case (ASCII only).
 std::string FoldedName(std::string_view name) {
   std::string folded(name);
   for (char& c : folded) {
@@ -38,7 +38,7 @@ bool TakePrefix(std::string_view& text, std::string_view prefix) {
   return hasIt;
 }
 
-// A text in quotes, in which a backslash stands before a quote or another backslash.
+// A quoted string, in which a backslash escapes a quote or a backslash.
 std::optional<std::string> TakeQuoted(std::string_view& text) {
   if (!TakePrefix(text, "\"")) {
     return std::nullopt;
@@ -55,7 +55,7 @@ std::optional<std::string> TakeQuoted(std::string_view& text) {
   return value;
 }
 
-// name=value, or @=value for the default one.
+// name=value, or @=value for the default value.
 void ReadValue(std::string_view line, RegistryValues& values) {
   const std::optional<std::string> name = TakePrefix(line, "@") ? "" : TakeQuoted(line);
   line = Trimmed(line);
@@ -82,7 +82,7 @@ Registry ReadRegistry() {
     }
     return host::ParseRegistryText(text);
   }
-  // The entries under which the installers of Java for Windows make it known.
+  // The entries that installers of Java for Windows write.
   Registry registry;
   if (std::string library = host::FindJavaLibrary(); !library.empty()) {
     const std::string java = std::string(kRoot) + "\\software\\javasoft\\java runtime environment";
@@ -92,7 +92,7 @@ Registry ReadRegistry() {
   return registry;
 }
 
-// Read when first asked for, and never destroyed: a HKEY is the address of one of its entries.
+// Read on first use and never destroyed: an HKEY is the address of an entry.
 const Registry& Entries() {
   static const Registry& registry = *new Registry(ReadRegistry());
   return registry;
@@ -132,7 +132,7 @@ Registry ParseRegistryText(std::string_view text) {
     std::string_view line = Trimmed(text.substr(0, end));
     text.remove_prefix(std::min(end + 1, text.size()));
     if (TakePrefix(line, "[")) {
-      // A leading '-' deletes a key, which an export never does.
+      // A leading '-' deletes a key; exports never contain it.
       const bool isKey = line.size() > 1 && line.back() == ']' && line.front() != '-';
       values = isKey ? &registry[FoldedName(line.substr(0, line.size() - 1))] : nullptr;
     } else if (values != nullptr) {
@@ -145,10 +145,10 @@ Registry ParseRegistryText(std::string_view text) {
 }  // namespace host
 
 // Differs from Windows:
-// - HKEY_LOCAL_MACHINE alone, for reading whatever is asked, and no key above those that are named.
-//   Its entries are those of the file that TORVEL_HOST_REGISTRY names, as they were when first
-//   asked for; without that variable, Java's two entries for the Java of JAVA_HOME, else of `java`
-//   on PATH.
+// - Only HKEY_LOCAL_MACHINE, read-only whatever is requested. A key exists only if the file names
+//   it.
+// - The entries come from the file named by TORVEL_HOST_REGISTRY, read on first use. If the
+//   variable is unset, they are the two entries of the Java that FindJavaLibrary finds.
 LSTATUS RegOpenKeyExA(HKEY key, LPCSTR subKey, DWORD /*options*/, DWORD /*access*/, HKEY* result) {
   const std::string parent = key == HKEY_LOCAL_MACHINE ? kRoot : EntryOf(key).first;
   const auto found = Entries().find(parent + '\\' + FoldedName(subKey));
@@ -160,7 +160,7 @@ LSTATUS RegOpenKeyExA(HKEY key, LPCSTR subKey, DWORD /*options*/, DWORD /*access
 }
 
 // Differs from Windows:
-// - A value that is no text has the type REG_BINARY and no bytes.
+// - A value that is not a string has type REG_BINARY and no bytes.
 LSTATUS RegQueryValueExA(HKEY key, LPCSTR valueName, std::nullptr_t, LPDWORD type, BYTE* data,
                          LPDWORD size) {
   const RegistryValues& values = EntryOf(key).second;
@@ -179,6 +179,6 @@ LSTATUS RegQueryValueExA(HKEY key, LPCSTR valueName, std::nullptr_t, LPDWORD typ
   return static_cast<LSTATUS>(fits ? ERROR_SUCCESS : ERROR_MORE_DATA);
 }
 
-LSTATUS RegCloseKey(HKEY /*key: the registry stays as it is*/) {
+LSTATUS RegCloseKey(HKEY /*key*/) {
   return ERROR_SUCCESS;
 }

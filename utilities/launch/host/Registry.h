@@ -1,5 +1,5 @@
 #pragma once
-// Where the entries of the registry come from.
+// The contents of the emulated registry.
 
 #include <map>
 #include <optional>
@@ -8,18 +8,17 @@
 
 namespace host {
 
-// Folded name ("" for the default value) to text; of a value that is none, nothing else is known.
+// Folded name ("" for the default value) to text; nullopt: not a string.
 using RegistryValues = std::map<std::string, std::optional<std::string>>;
 
-// Folded path of a key, from the root key on, separated by '\', to its values.
+// Folded key path, including the root key, separated by '\', to the key's values.
 using Registry = std::map<std::string, RegistryValues>;
 
-// From the form that the registry editor of Windows exports. A line that is no key and no value is
-// skipped; the values below a key line that is none are too.
+// Parses an export of the Windows registry editor. Skips malformed lines, and the values below a
+// malformed key line.
 Registry ParseRegistryText(std::string_view text);
 
-// The path of libjvm.so of the Java that the host offers: JAVA_HOME's, else that of `java` on PATH.
-// Empty when there is none.
+// The libjvm.so of JAVA_HOME if set, else of `java` on PATH. Empty if there is none.
 std::string FindJavaLibrary();
 
 }  // namespace host

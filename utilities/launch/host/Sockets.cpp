@@ -7,10 +7,10 @@
 
 namespace {
 
-// What a SOCKET is the address of.
+// A SOCKET is the address of a Record.
 struct Record {
   host::Descriptor descriptor;
-  int error = WSAENOTCONN;  // why nothing can be sent or received; 0 when it can
+  int error = WSAENOTCONN;  // of every transfer; 0 if connected
 };
 
 std::atomic<int> g_Startups{0};
@@ -23,7 +23,7 @@ int Refuse(int code) {
   return host::Fail(static_cast<DWORD>(code), SOCKET_ERROR);
 }
 
-// What the launcher tells apart, and the likely; anything else is a dead network.
+// The codes that the launcher distinguishes, and likely ones; all others are WSAENETDOWN.
 int SocketError(int error) {
   switch (error) {
     case ECONNRESET:
@@ -40,18 +40,17 @@ int SocketError(int error) {
   }
 }
 
-// A transfer that failed fails for good.
-int Break(Record& record, int error) {
+// After a failed transfer, all others fail.
+int FailTransfer(Record& record, int error) {
   return Refuse(record.error = SocketError(error));
 }
 
-// What WSASend and WSARecv refuse alike; 0 when they can go on.
+// The common checks of WSASend and WSARecv; 0 if they pass.
 int TransferRefusal(const Record& record, DWORD bufferCount, DWORD flags) {
   return bufferCount != 1 ? WSAEINVAL : flags != 0 ? WSAEOPNOTSUPP : record.error;
 }
 
-// While nobody listens on a port of the range that the system takes own ports from, it may connect
-// a socket to itself.
+// Linux may connect a socket to itself if nothing listens on an ephemeral port.
 bool IsConnectedToItself(int descriptor) {
   sockaddr_in own{}, peer{};
   socklen_t length = sizeof own;
@@ -69,13 +68,13 @@ int WSAStartup(WORD versionRequested, WSADATA* data) {
 }
 
 // Differs from Windows:
-// - Sockets that are open stay so.
+// - Open sockets stay open.
 int WSACleanup() {
   return g_Startups == 0 ? Refuse(WSANOTINITIALISED) : (--g_Startups, 0);
 }
 
 // Differs from Windows:
-// - IPv4 streams only, for the thread that makes the socket. Groups and flags have no effect.
+// - IPv4 streams only, used by the thread that creates them. Group and flags have no effect.
 SOCKET WSASocketA(int family, int type, int protocol, LPWSAPROTOCOL_INFOA, unsigned /*group*/,
                   DWORD /*flags*/) {
   const int refusal = g_Startups == 0       ? WSANOTINITIALISED
@@ -110,7 +109,7 @@ int WSAConnect(SOCKET socket, const sockaddr* name, int nameLength, std::nullptr
     return Refuse(SocketError(errno));
   }
   if (IsConnectedToItself(record.descriptor.Get())) {
-    const sockaddr none{AF_UNSPEC, {}};  // which takes the connection back
+    const sockaddr none{AF_UNSPEC, {}};  // disconnects
     (void)::connect(record.descriptor.Get(), &none, sizeof none);
     return Refuse(WSAECONNREFUSED);
   }
@@ -130,7 +129,7 @@ int WSASend(SOCKET socket, LPWSABUF buffers, DWORD bufferCount, LPDWORD sent, DW
     const ssize_t length =
         ::send(record.descriptor.Get(), buffers->buf + *sent, buffers->len - *sent, MSG_NOSIGNAL);
     if (length < 0 && errno != EINTR) {
-      return Break(record, errno);
+      return FailTransfer(record, errno);
     }
     *sent += length > 0 ? static_cast<DWORD>(length) : 0;
   }
@@ -151,7 +150,7 @@ int WSARecv(SOCKET socket, LPWSABUF buffers, DWORD bufferCount, LPDWORD received
     length = ::recv(record.descriptor.Get(), buffers->buf, buffers->len, 0);
   } while (length < 0 && errno == EINTR);
   if (length < 0) {
-    return Break(record, errno);
+    return FailTransfer(record, errno);
   }
   *received = static_cast<DWORD>(length);
   return 0;
@@ -174,8 +173,8 @@ int closesocket(SOCKET socket) {
 extern "C" hostent* __real_gethostbyname(const char* name);
 extern "C" hostent* __wrap_gethostbyname(const char* name);
 
-// Every gethostbyname of the program comes here (see CMakeLists.txt): on Windows it reports through
-// the last error, and a success leaves none. Whatever keeps a name from being found is 11001 here.
+// All gethostbyname calls of the program come here (see CMakeLists.txt): on Windows it sets the
+// last error, to 0 on success. Every failure is 11001 here.
 hostent* __wrap_gethostbyname(const char* name) {
   hostent* found = __real_gethostbyname(name);
   WSASetLastError(found != nullptr ? 0 : WSAHOST_NOT_FOUND);

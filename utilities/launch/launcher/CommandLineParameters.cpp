@@ -1,8 +1,7 @@
 #include "CommandLineParameters.h"
 
-#include <cstring>
-
 #include <algorithm>
+#include <cstring>
 
 #include "platform/Diagnostics.h"
 #include "platform/Files.h"
@@ -23,7 +22,7 @@ Parameter ParseArgument(const char* argument) {
   return param;
 }
 
-// An empty directory of the search list stands for the workspace root.
+// An empty entry of the search list means the workspace root.
 std::string WithTrailingSeparator(const std::string& directory) {
   if (directory.empty()) {
     return "./";
@@ -31,7 +30,7 @@ std::string WithTrailingSeparator(const std::string& directory) {
   return IsSeparator(directory.back()) ? directory : directory + '/';
 }
 
-bool IsRelativeEnoughToResolve(const std::string& path) {
+bool NeedsBase(const std::string& path) {
   return path.size() > 2 && !IsSeparator(path[0]) && path[1] != ':';
 }
 
@@ -64,7 +63,7 @@ void CommandLineParameters::Parse(int argc, const char* const* argv) {
   ApplyAssistantOption();
 }
 
-// Only the first of these options that is present counts; the others go on to the command.
+// Only the first option present counts; the others are passed to the command.
 void CommandLineParameters::ApplyLocationOptions() {
   if (Exists("--vok")) {
     m_JarSearchPaths = {"VokTools/bin/"};
@@ -135,7 +134,7 @@ void CommandLineParameters::ResolvePath(const std::string& name, const std::stri
                                         bool addIfMissing) {
   if (Exists(name)) {
     Parameter param = Get(name);
-    if (IsRelativeEnoughToResolve(param.m_Value)) {
+    if (NeedsBase(param.m_Value)) {
       param.m_Value = base + '/' + param.m_Value;
       Set(name, param);
     }

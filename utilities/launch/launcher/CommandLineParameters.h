@@ -1,16 +1,14 @@
 #pragma once
-// The registry of what the user asked for: the command and its arguments, the JVM options, the
-// launch options.
+// The parsed command line: the command and its arguments, JVM options and launch options.
 //
-// main has it read the command line once, before anything else; from then on every room reads it
-// through Singleton<CommandLineParameters>::GetInstance(). Main thread only.
+// main calls Parse once, before anything else. All modules read it through
+// Singleton<CommandLineParameters>::GetInstance(). Main thread only.
 //
-// Every argument becomes a name with an optional value, cut at its first "=". Arguments beginning
-// with "-X" are kept for the JVM; the launch options that are acted upon are taken out, except
-// --workspace; all else goes on to the command.
+// Each argument is a name with an optional value, split at the first "=". Arguments that begin with
+// "-X" are JVM options. Launch options that take effect are removed, except --workspace; everything
+// else is passed to the command.
 
 #include <cstddef>
-
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -22,11 +20,11 @@ struct Parameter {
   std::string m_Name;
   std::string m_Value;
 
-  // The argument as it was typed.
+  // The argument as typed.
   std::string ToText() const;
 };
 
-// A lookup of a parameter that is not there: a fault of the launcher's own, which nothing catches.
+// Thrown for a missing parameter: a programming error that nothing handles.
 class InternalError : public std::logic_error {
  public:
   using std::logic_error::logic_error;
@@ -36,43 +34,42 @@ class CommandLineParameters : public Singleton<CommandLineParameters> {
  public:
   CommandLineParameters();
 
-  // Called once. Skips argv[0] and null entries; nothing in it fails on user input.
+  // Call once. Skips argv[0] and null entries. No user input makes it fail.
   void Parse(int argc, const char* const* argv);
 
-  // Lookups by name compare whole names, letter case included, and act on the first match. Exists,
-  // Remove and Add need Parse to have finished.
+  // Names are compared whole and case-sensitively; the first match counts. Exists, Remove and Add
+  // require Parse.
   bool Exists(const std::string& name) const;
   Parameter& Get(const std::string& name);                    // throws InternalError
   void Set(const std::string& name, const Parameter& param);  // throws InternalError
-  void Remove(const std::string& name);                       // nothing happens when absent
+  void Remove(const std::string& name);                       // no effect when absent
   void Add(const Parameter& param);                           // the name must be new
 
-  // Makes the parameter's value absolute by putting `base` and "/" before it, unless it begins with
-  // a separator, names a drive or has at most two characters. An absent one is added with `base` as
-  // its value when `addIfMissing`.
+  // Prefixes the value with `base` and "/" unless it begins with a separator, names a drive or has
+  // at most two characters. If `addIfMissing`, adds a missing parameter with the value `base`.
   void ResolvePath(const std::string& name, const std::string& base, bool addIfMissing);
 
-  // By place; 0 is the command. The index must be below GetCount().
+  // By index; 0 is the command. The index must be less than GetCount().
   size_t GetCount() const { return m_Parameters.size(); }
   Parameter& GetAt(size_t index) { return m_Parameters[index]; }
   void SetAt(size_t index, const Parameter& param) { m_Parameters[index] = param; }
 
-  // Appends the options as they were typed.
+  // Appends the options as typed.
   void GetJvmOptions(std::vector<std::string>& options) const;
 
-  // Directories below the workspace root, each ending in "/" or "\".
+  // Relative to the workspace root; each ends in "/" or "\".
   const std::vector<std::string>& GetJarSearchPaths() const { return m_JarSearchPaths; }
 
   // Ends in "/" or "\"; empty when --workspace was not given.
   const std::string& GetWorkspace() const { return m_Workspace; }
 
-  // Set once the workspace has been found; relative to its root.
+  // Set after the workspace search; relative to the workspace root.
   void SetJarDirectory(const std::string& directory) { m_JarDirectory = directory; }
   const std::string& GetJarDirectory() const { return m_JarDirectory; }
   void SetLibDirectory(const std::string& directory) { m_LibDirectory = directory; }
   const std::string& GetLibDirectory() const { return m_LibDirectory; }
 
-  // Build verbs may be handed to the resident Assistant.
+  // Whether build verbs may use the Assistant.
   bool UseAssistant() const { return m_UseAssistant; }
 
  private:

@@ -1,6 +1,5 @@
-// Every command of the launcher and what carries it out.
+// All commands and their handlers.
 #include "TorvelLauncher.h"
-
 #include "assistant/BuildCommands.h"
 #include "java/JavaCommands.h"
 #include "java/WorkspaceSearch.h"

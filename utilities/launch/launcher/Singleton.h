@@ -1,9 +1,8 @@
 #pragma once
-// One lazily created instance of a class for the whole process.
+// One lazily created instance of a class per process.
 //
-// A class T derives from Singleton<T> and is reached only through Singleton<T>::GetInstance(). The
-// instance is created on first use, belongs to the process and is never destroyed. Main thread
-// only: there is no lock.
+// A class T derives from Singleton<T> and is accessed through Singleton<T>::GetInstance(). The
+// instance is created on first use and never destroyed. Main thread only: there is no lock.
 
 #include "platform/Assertion.h"
 

@@ -1,8 +1,8 @@
 #pragma once
-// One launch: finds the workspace, finds the command, runs the command's handler.
+// Finds the workspace and the command, and runs the command's handler.
 //
-// Created on first use through Singleton<TorvelLauncher>::GetInstance(), after
-// CommandLineParameters has read the command line. Main thread only.
+// Accessed through Singleton<TorvelLauncher>::GetInstance(), after CommandLineParameters::Parse.
+// Main thread only.
 
 #include <string>
 #include <utility>
@@ -10,9 +10,8 @@
 
 #include "Singleton.h"
 
-// Takes what it needs from the two singletons and returns the launch's exit code. When it runs, the
-// workspace root is the current directory and parameter 0 of CommandLineParameters is the command's
-// registered name.
+// Returns the launcher's exit code. Called with the workspace root as the current directory and the
+// command's registered name in parameter 0 of CommandLineParameters.
 using CommandHandler = int (*)();
 
 // Records the jar and library directories in CommandLineParameters, makes the workspace root the
@@ -26,16 +25,15 @@ struct CommandEntry {
 
 class TorvelLauncher : public Singleton<TorvelLauncher> {
  public:
-  // Builds the command table.
+  // Registers the commands; defined in CommandTable.cpp.
   TorvelLauncher();
 
   void AddCommand(const std::vector<std::string>& names, CommandHandler handler);
 
-  // Called once. Returns the handler's result. Throws LaunchFailure.
+  // Call once. Returns the handler's result. Throws LaunchFailure.
   int Run();
 
-  // The directory the launcher was started in, relative to the workspace root: ends in "/", or is
-  // empty.
+  // The start directory relative to the workspace root: ends in "/", or is empty.
   std::string GetStartPath() const { return m_StartPath; }
 
  private:

@@ -1,4 +1,4 @@
 #pragma once
-// The launcher's own help.
+// The launcher's help text.
 
 void PrintUsage();

@@ -1,4 +1,4 @@
-// What the benchmark programs need of this platform.
+// The platform-specific part of the benchmark programs.
 #pragma once
 
 #include <arpa/inet.h>
@@ -8,7 +8,7 @@
 
 #include <cstddef>
 
-using Size = std::size_t;  // of what one call sends or writes
+using Size = std::size_t;  // the type of a length to send or write
 constexpr int kSendFlags = MSG_NOSIGNAL;
 
 inline void StartSockets() {}

@@ -1,15 +1,14 @@
-// What the benchmark programs need of this platform.
+// The platform-specific part of the benchmark programs.
 #pragma once
 
 #include <winsock2.h>
-
 #include <fcntl.h>
 #include <io.h>
 
-using Size = int;  // of what one call sends or writes
+using Size = int;  // the type of a length to send or write
 constexpr int kSendFlags = 0;
 
-// Standard output takes bytes as they are from then on.
+// Also switches standard output to binary mode.
 inline void StartSockets() {
   WSADATA data;
   WSAStartup(MAKEWORD(2, 2), &data);

@@ -1,15 +1,15 @@
 #pragma once
-// The C runtime's names for directories, and for two things that Windows has in stdlib.h: the table
-// of environment variables and the full path. Failures are reported through errno.
+// Directory functions of the C runtime, and two names that Windows declares in stdlib.h: _environ
+// and _fullpath. Failures set errno.
 
 #include <cstddef>
 
 extern "C" char** environ;
 inline char**& _environ = environ;
 
-// The buffer is the caller's; null when the text and its NUL do not fit.
+// Fills the caller's buffer; null if it is too small.
 char* _getcwd(char* buffer, int size);
 int _chdir(const char* path);
 
-// Absolute, with every link followed; null too when there is no such file.
+// Absolute, with symbolic links resolved; also null if there is no such file.
 char* _fullpath(char* buffer, const char* path, std::size_t size);

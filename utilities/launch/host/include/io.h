@@ -1,5 +1,5 @@
 #pragma once
-// The C runtime's writing without a buffer (Windows has _fileno in stdio.h).
+// Unbuffered writes of the C runtime. (Windows declares _fileno in stdio.h.)
 
 #include <cstdio>
 
@@ -7,5 +7,6 @@ inline int _fileno(std::FILE* stream) {
   return ::fileno(stream);
 }
 
-// Everything or -1, with errno and the last error. Waits where the stream would block.
+// Writes everything, or returns -1 with errno and the last error set. Waits if the stream would
+// block.
 int _write(int descriptor, const void* data, unsigned size);

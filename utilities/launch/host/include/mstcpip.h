@@ -1,5 +1,5 @@
 #pragma once
-// What WSAIoctl knows of TCP.
+// TCP requests of WSAIoctl.
 
 #include "winsock2.h"
 

@@ -1,9 +1,9 @@
 #pragma once
-// The part of Win32 that the launcher calls, with Windows' own names and values, on a POSIX host.
+// The part of Win32 that the launcher calls, with the names and values of Windows, on POSIX.
 //
-// Text is narrow: bytes as the system has them. A path may use either separator. A parameter that
-// the launcher leaves null takes null alone, and a structure has the members that are used: what is
-// not ported does not compile. Where a call differs from Windows, the list stands above its body.
+// Strings are narrow and not converted. Paths accept either separator. To keep unsupported uses
+// from compiling, parameters that the launcher leaves null accept only null, and structures have
+// only the members in use. A list above each function's body states how it differs from Windows.
 
 #include <cstddef>
 #include <cstdint>
@@ -23,7 +23,7 @@ constexpr BOOL FALSE = 0;
 constexpr BOOL TRUE = 1;
 constexpr int MAX_PATH = 260;
 
-// A descriptor that polls readable once what it stands for has ended.
+// See Handles.h.
 using HANDLE = void*;
 inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(~std::uintptr_t{0});
 
@@ -56,7 +56,7 @@ constexpr DWORD FORMAT_MESSAGE_ALLOCATE_BUFFER = 0x100;
 constexpr DWORD FORMAT_MESSAGE_IGNORE_INSERTS = 0x200;
 constexpr DWORD FORMAT_MESSAGE_FROM_SYSTEM = 0x1000;
 
-// The caller releases the text with LocalFree. Returns its length without the NUL, 0 on failure.
+// The caller frees the text with LocalFree. Returns its length without the NUL, 0 on failure.
 DWORD WINAPI FormatMessageA(DWORD flags, std::nullptr_t source, DWORD code, DWORD language,
                             LPSTR buffer, DWORD size, std::nullptr_t arguments);
 LPVOID WINAPI LocalFree(LPVOID memory);
@@ -69,7 +69,7 @@ struct OSVERSIONINFOA {
 };
 BOOL WINAPI GetVersionExA(OSVERSIONINFOA* information);
 
-// --- Registry, read only. Results are error codes; the last error stays as it is. ---
+// --- Registry, read-only. Returns error codes; the last error is unchanged. ---
 
 using HKEY = struct HKEY__*;
 using LSTATUS = std::int32_t;
@@ -83,7 +83,7 @@ LSTATUS WINAPI RegQueryValueExA(HKEY key, LPCSTR valueName, std::nullptr_t reser
                                 BYTE* data, LPDWORD size);
 LSTATUS WINAPI RegCloseKey(HKEY key);
 
-// --- Libraries. A loaded library stays until the process ends. ---
+// --- Libraries. Never unloaded. ---
 
 using HMODULE = struct HMODULE__*;
 using FARPROC = std::intptr_t (*)();
@@ -91,7 +91,7 @@ constexpr DWORD SEM_FAILCRITICALERRORS = 1;
 
 HMODULE WINAPI LoadLibraryA(LPCSTR fileName);
 FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name);
-// Returns the length without the NUL; the size, with the text cut, when it does not fit.
+// Returns the length without the NUL; `size`, with the text truncated, if it does not fit.
 DWORD WINAPI GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size);
 BOOL WINAPI SetDllDirectoryA(LPCSTR path);
 BOOL WINAPI SetThreadErrorMode(DWORD mode, LPDWORD oldMode);
@@ -118,8 +118,7 @@ constexpr DWORD WAIT_OBJECT_0 = 0;
 constexpr DWORD WAIT_TIMEOUT = 258;
 constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
 
-// Returns the length without the NUL, the size needed when the buffer is too small, 0 when nothing
-// is found.
+// Returns the length without the NUL, the required size if the buffer is too small, 0 if not found.
 DWORD WINAPI SearchPathA(std::nullptr_t path, LPCSTR fileName, LPCSTR extension, DWORD size,
                          LPSTR buffer, std::nullptr_t filePart);
 BOOL WINAPI CreateProcessA(LPCSTR application, LPSTR commandLine, LPSECURITY_ATTRIBUTES process,
@@ -128,7 +127,7 @@ BOOL WINAPI CreateProcessA(LPCSTR application, LPSTR commandLine, LPSECURITY_ATT
                            STARTUPINFOA* startup, PROCESS_INFORMATION* information);
 HANDLE WINAPI OpenProcess(DWORD access, BOOL inheritHandle, DWORD processId);
 BOOL WINAPI GetExitCodeProcess(HANDLE process, LPDWORD exitCode);
-HANDLE WINAPI GetCurrentProcess();  // no handle to wait for or to close
+HANDLE WINAPI GetCurrentProcess();  // cannot be waited for or closed
 DWORD WINAPI GetCurrentProcessId();
 BOOL WINAPI TerminateProcess(HANDLE process, unsigned exitCode);
 DWORD WINAPI WaitForSingleObject(HANDLE handle, DWORD milliseconds);

@@ -1,8 +1,7 @@
 #pragma once
-// The part of Windows Sockets 2 that the launcher calls: blocking IPv4 streams. A socket belongs to
-// the thread that made it and is not used after its close. Address structures, inet_addr, htons and
-// gethostbyname's declaration are the host's own; shutdown and setsockopt are overloaded for
-// SOCKET.
+// The part of Windows Sockets 2 that the launcher calls: blocking IPv4 streams. Only the thread
+// that created a socket may use it, and not after closesocket. Address structures, inet_addr, htons
+// and gethostbyname are declared by the host; shutdown and setsockopt are overloaded for SOCKET.
 
 #include <arpa/inet.h>
 #include <netdb.h>
@@ -72,7 +71,7 @@ int WINAPI WSARecv(SOCKET socket, LPWSABUF buffers, DWORD bufferCount, LPDWORD r
 int WINAPI shutdown(SOCKET socket, SD_HOW how);
 int WINAPI closesocket(SOCKET socket);
 
-// The same slot as GetLastError and SetLastError.
+// The same value as GetLastError.
 inline int WSAGetLastError() {
   return static_cast<int>(GetLastError());
 }

@@ -31,8 +31,8 @@ std::unique_ptr<Socket> OpenFirstSocket() {
   return socket;
 }
 
-// What the running Assistant restarts itself from; `workingDirectory` is its own. For the system
-// that path ends at a NUL, which would take the files' names off and let the Assistant choose them.
+// Copies the files that the Assistant restarts from to its `workingDirectory`. A path ends at a NUL
+// for the system: without the cut, the Assistant could choose the names of the copies.
 void InstallAssistantFiles(const std::string& jarDirectory, const std::string& libDirectory,
                            const std::string& workingDirectory) {
   const std::string directory = workingDirectory.c_str();

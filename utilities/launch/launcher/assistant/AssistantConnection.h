@@ -1,9 +1,9 @@
 #pragma once
-// One conversation with the resident Assistant on TCP port 8118 of this machine: the request
-// connection and, while a build runs, the keep-alive connection.
+// A session with the resident Assistant on TCP port 8118 of this machine: the request connection
+// and, during a build, the keep-alive connection.
 //
-// Made by ConnectToAssistant, owned by its caller, used by one thread at a time, inside the scope
-// of a SocketStartup.
+// Created by ConnectToAssistant and owned by its caller. One thread at a time, in the scope of a
+// SocketStartup.
 
 #include <memory>
 #include <string>
@@ -19,17 +19,17 @@ class AssistantConnection {
   AssistantConnection& operator=(const AssistantConnection&) = delete;
   ~AssistantConnection();
 
-  // The request connection; not after EnsureVersion returned false.
+  // The request connection. Invalid after EnsureVersion has returned false.
   AssistantWire& Wire() { return *m_Connection; }
 
-  // Makes sure that the Assistant has the launcher's version: one of another version gets the
-  // launcher's files and is told to restart. False when it did not come back with that version; the
-  // connection is then closed. An Assistant that does not tell its state is taken as it is. Both
-  // directories end in a separator. Throws LaunchFailure when a copy fails.
+  // Ensures that the Assistant has the launcher's version: copies the launcher's files to one of
+  // another version and restarts it. An Assistant that does not report its status is accepted.
+  // Returns false, with the connection closed, if the Assistant does not return with that version.
+  // Both directories end in a separator. Throws LaunchFailure when a copy fails.
   bool EnsureVersion(const std::string& jarDirectory, const std::string& libDirectory);
 
-  // A second connection, which only tells the Assistant that the launcher is still there. Whether
-  // it could be connected is not looked at.
+  // Opens a second connection, which shows the Assistant that the launcher is still running.
+  // Ignores a failed connect.
   bool OpenKeepAlive();
   void CloseKeepAlive();
 
@@ -40,5 +40,5 @@ class AssistantConnection {
   std::unique_ptr<Socket> m_KeepAlive;
 };
 
-// Null when the Assistant cannot be reached.
+// Null if the Assistant cannot be reached.
 std::unique_ptr<AssistantConnection> ConnectToAssistant();

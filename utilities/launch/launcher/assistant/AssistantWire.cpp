@@ -8,8 +8,8 @@ namespace {
 
 constexpr int32_t kNullString = -1;
 
-// The lead bytes of sequences of two, three and four bytes: how they are told, and where their own
-// bits belong.
+// Lead bytes of sequences of two, three and four bytes: (byte & mask) == mark; the other bits
+// belong at `shift`.
 struct LeadByte {
   int mask;
   int mark;
@@ -21,7 +21,7 @@ bool IsContinuation(int byte) {
   return byte >= 0 && (byte & 0xC0) == 0x80;
 }
 
-// Of a code point from 0x80 on: the number of bytes written; 0 when it needs more than four.
+// For code points from 0x80. Returns the number of bytes, or 0 if it would exceed four.
 int EncodeUtf8(int code, uint8_t (&bytes)[4]) {
   for (const LeadByte& form : kLeadBytes) {
     const int ownBits = code >> form.shift;
@@ -86,8 +86,7 @@ bool AssistantWire::SendSequence(int code) {
   return m_Connection.Send(bytes, length) == length;
 }
 
-// The bytes are judged in the order in which they arrive; a lead byte that starts no sequence only
-// after three more.
+// Checks each byte as it arrives: an invalid lead byte is reported only after three more bytes.
 int AssistantWire::ReceiveSequence(int lead) {
   int code = 0;
   for (const LeadByte& form : kLeadBytes) {
@@ -128,7 +127,7 @@ bool AssistantWire::ReceiveString(std::string& text) {
   }
   DebugPrint("Assistant: Reading %d characters\n", length);
   text.clear();
-  // In blocks: a tenth of a relay's instructions went into appending character by character.
+  // Append in blocks: appending characters took a tenth of a relay's instructions.
   char block[256];
   size_t filled = 0;
   for (int32_t i = 0; i < length; ++i) {

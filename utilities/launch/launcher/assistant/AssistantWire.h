@@ -1,14 +1,14 @@
 #pragma once
-// The framing in which the launcher and the resident Assistant talk, on one connection.
+// The framing between the launcher and the resident Assistant on one connection.
 //
-// An integer is 4 bytes, most significant first. A string is an integer N and N characters, each
-// one UTF-8 sequence of 1 to 4 bytes; N = -1 is the null string, without characters. Texts are
-// 8-bit: each byte is sent as the code point of its number, and of each received code point the low
-// 8 bits are kept. Each byte of an integer, each character's sequence and each received byte is one
-// call of the buffered socket; see there when bytes leave.
+// An integer is 4 bytes, big-endian. A string is an integer N and N characters, each a UTF-8
+// sequence of 1 to 4 bytes; N = -1 is the null string. Strings of the launcher are bytes: each is
+// sent as the code point of its value, and the low 8 bits of each received code point are kept.
+// Each byte of an integer, each character and each received byte is one call of BufferedSocket,
+// which defines when bytes are sent.
 //
-// A failed unit gives false or -1; the position in the stream is then lost. Nothing is retried or
-// thrown. One thread at a time.
+// A failed operation returns false or -1 and loses the position in the stream. Nothing is retried
+// or thrown. One thread at a time.
 
 #include <cstdint>
 #include <memory>
@@ -18,11 +18,11 @@
 
 class AssistantWire {
  public:
-  // Closes the connection when it is destroyed.
+  // Takes ownership; the destructor closes the connection.
   explicit AssistantWire(std::unique_ptr<Socket> connection);
 
   bool SendInt(int32_t value);
-  bool ReceiveInt(int32_t& value);  // leaves `value` as it was on failure
+  bool ReceiveInt(int32_t& value);  // `value` is unchanged on failure
 
   // Code points up to 0x1FFFFF.
   bool SendChar(int code) {
@@ -44,19 +44,20 @@ class AssistantWire {
 
   bool SendString(const std::string& text);
 
-  // False for a null string too, which leaves `text` as it was; an error leaves what was read.
+  // Also false for the null string, which leaves `text` unchanged. After an error `text` holds what
+  // was received.
   bool ReceiveString(std::string& text);
 
   // Sends a string and receives one; a null string counts as a failure.
   bool Request(const std::string& request, std::string& answer);
 
-  // Sends what the operations above have gathered. False when a send has failed.
+  // Sends buffered bytes. False if a send has failed.
   bool Flush() { return m_Connection.Flush(); }
 
  private:
-  bool SendSequence(int code);  // of more bytes than one
+  bool SendSequence(int code);  // two bytes or more
   int ReceiveSequence(int lead);
-  static int ReportEndOfStream();  // -1
+  static int ReportEndOfStream();  // returns -1
 
   BufferedSocket m_Connection;
 };

@@ -1,18 +1,17 @@
 #include "assistant/BuildCommands.h"
 
+#include <direct.h>
+
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-
-#include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
-
-#include <direct.h>
 
 #include "CommandLineParameters.h"
 #include "TorvelLauncher.h"
@@ -27,7 +26,7 @@ namespace {
 
 constexpr int32_t kNoReturnCode = 666;
 
-// Variables of Visual Studio's build integration, which concern only the process that it started.
+// Visual Studio's build integration sets these for the process that it starts, and for no other.
 constexpr std::string_view kExcludedVariables[] = {"VCBuildHelper_CancelEvent",
                                                    "VCBuildHelper_Command", "VS_UNICODE_OUTPUT"};
 
@@ -35,8 +34,7 @@ CommandLineParameters& Parameters() {
   return Singleton<CommandLineParameters>::GetInstance();
 }
 
-// The user names targets and files relative to the directory the launcher was started in; the build
-// runs at the root.
+// Paths of the user are relative to the start directory; the build runs in the workspace root.
 void RebaseOnStartPath(const std::string& start) {
   CommandLineParameters& parameters = Parameters();
   if (start.empty()) {
@@ -58,7 +56,7 @@ bool IsExcluded(const std::string& name) {
          std::end(kExcludedVariables);
 }
 
-// Shows each variable too: --debug tells of the whole environment, even where it is not sent.
+// --debug prints the environment even if it is not sent.
 PropertyMap ReadAndShowEnvironment() {
   PropertyMap environment;
   for (char** entry = _environ; *entry != nullptr; ++entry) {
@@ -88,7 +86,7 @@ void CompleteParameters() {
   parameters.ResolvePath("--workspace", GetCurrentDir(), true);
 }
 
-// True when all of it has left: the Assistant gets the whole command before the keep-alive
+// True once everything is sent: the Assistant must get the command before the keep-alive
 // connection.
 bool SendCommand(AssistantWire& assistant) {
   CommandLineParameters& parameters = Parameters();
@@ -106,8 +104,8 @@ bool SendCommand(AssistantWire& assistant) {
   return assistant.Flush();
 }
 
-// The first character says where the line goes; a line without one is an empty line of output.
-// What stands behind a NUL is not shown. Uses up `line`.
+// The first character selects the stream ("!": standard error); an empty line is printed as such.
+// Text after a NUL is dropped. Modifies `line`.
 void PrintOutputLine(std::string& line) {
   FILE* stream = !line.empty() && line.front() == '!' ? stderr : stdout;
   line.resize(std::min(line.size(), line.find('\0', 1)));
@@ -122,7 +120,7 @@ void RelayOutput(AssistantWire& assistant) {
   }
 }
 
-// `returnCode` keeps its value when none arrives.
+// `returnCode` is unchanged if none arrives.
 void ExchangeCommand(AssistantConnection& assistant, int32_t& returnCode) {
   CompleteParameters();
   if (!SendCommand(assistant.Wire())) {
@@ -137,7 +135,7 @@ void ExchangeCommand(AssistantConnection& assistant, int32_t& returnCode) {
   assistant.Wire().ReceiveInt(returnCode);
 }
 
-// The build's return code, or nothing when no Assistant of the launcher's version is to be had.
+// nullopt: no Assistant of the launcher's version.
 std::optional<int> TryAssistedCommand() {
   const SocketStartup sockets;
   DebugPrint("Sockets initialised\n");

@@ -1,12 +1,11 @@
 #pragma once
-// The build verbs: handed to the resident Assistant, or run as a Java command when it cannot be
-// used.
+// Build verbs: sent to the resident Assistant, with the Java command as the fallback.
 
 class AssistantConnection;
 
 // The command handler of every build verb.
 int RunBuildCommand();
 
-// Sends the command to an Assistant of the launcher's version, relays the build's output and
-// returns its return code; 666 when that never arrived.
+// Sends the command to an Assistant of the launcher's version, relays its output and returns the
+// build's return code, or 666 if none arrives.
 int RunAssistedCommand(AssistantConnection& assistant);

@@ -5,7 +5,7 @@
 
 namespace {
 
-// Which bytes are escaped: a look into a table takes half as long as four comparisons.
+// A table lookup takes half the time of four comparisons.
 struct EscapeTable {
   bool escaped[256] = {};
   constexpr EscapeTable() {
@@ -33,7 +33,7 @@ int HexDigitValue(char character) {
 
 }  // namespace
 
-// In whole runs: an environment has tens of thousands of characters, few of them to be escaped.
+// Copies whole runs: an environment has tens of thousands of characters, few of them escaped.
 void EscapeProperty(std::string& out, std::string_view text) {
   static const char kHexDigits[] = "0123456789abcdef";
   size_t begin = 0;

@@ -1,7 +1,7 @@
 #pragma once
-// An ordered map from text to text with a one-line text form, in which the Assistant tells its
-// state and the launcher its environment: name=value entries in byte order of their names, joined
-// by "|". Line feed, "%", "=" and "|" inside a name or value are written as "%" and two lower-case
+// An ordered map of strings with a one-line text form, which carries the status of the Assistant
+// and the environment of the launcher: name=value entries in byte order of their names, joined by
+// "|". Line feed, "%", "=" and "|" in names and values are written as "%" and two lower-case
 // hexadecimal digits.
 
 #include <map>
@@ -10,7 +10,7 @@
 
 class PropertyMap {
  public:
-  // Adds the entries of a text form; a later one replaces an earlier one of the same name. Segments
+  // Adds the entries of a text form; later ones replace earlier ones of the same name. Segments
   // without "=" are ignored.
   void Parse(std::string_view text);
 
@@ -18,7 +18,7 @@ class PropertyMap {
 
   void SetProperty(std::string name, std::string value);
 
-  // An unknown name gives the empty text, and is in the map with that value from then on.
+  // An unknown name returns "" and is added to the map with that value.
   std::string GetProperty(const std::string& name);
 
  private:
@@ -27,5 +27,5 @@ class PropertyMap {
 
 void EscapeProperty(std::string& out, std::string_view text);
 
-// A "%" that fewer than two characters follow stands for itself; a digit that is none counts 0.
+// A "%" before fewer than two characters is literal. An invalid hex digit counts as 0.
 std::string UnescapeProperty(std::string_view range);

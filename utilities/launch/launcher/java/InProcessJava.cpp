@@ -1,9 +1,9 @@
 #include "java/InProcessJava.h"
 
-#include <optional>
-
-#include <jni.h>
 #include <windows.h>
+#include <jni.h>
+
+#include <optional>
 
 #include "java/JavaRelease.h"
 #include "java/JvmDiscovery.h"
@@ -12,7 +12,7 @@
 
 namespace {
 
-// Written by the runtime's exit hook, read once the virtual machine is destroyed.
+// Set by the JVM's exit hook, read after the JVM is destroyed.
 jint JavaExitCode = 0;
 
 void JNICALL JvmExitHook(jint code) {
@@ -22,9 +22,9 @@ void JNICALL JvmExitHook(jint code) {
 using CreateJavaVm = jint(JNICALL*)(JavaVM**, void**, void*);
 using GetDefaultInitArgs = jint(JNICALL*)(void*);
 
-// A runtime's library, as far as it is needed here.
+// The JVM library and its entry points.
 struct Runtime {
-  std::string library;  // its path
+  std::string library;  // path
   CreateJavaVm create = nullptr;
   GetDefaultInitArgs getDefaults = nullptr;
 };
@@ -34,7 +34,7 @@ Function FindEntryPoint(HMODULE library, const char* name) {
   return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(library, name)));
 }
 
-// Empty when it does not fit.
+// Empty if the path has MAX_PATH characters or more.
 std::string PathOf(HMODULE library) {
   char buffer[MAX_PATH];
   const DWORD length = GetModuleFileNameA(library, buffer, sizeof buffer);
@@ -55,7 +55,7 @@ std::optional<Runtime> LoadRuntime() {
   return runtime;
 }
 
-// Refers to the texts of `options`.
+// The result points into `options`.
 std::vector<JavaVMOption> BuildVmOptions(const std::vector<std::string>& options) {
   std::vector<JavaVMOption> vmOptions;
   vmOptions.reserve(options.size() + 1);
@@ -68,7 +68,7 @@ std::vector<JavaVMOption> BuildVmOptions(const std::vector<std::string>& options
   return vmOptions;
 }
 
-// Owns the virtual machine of this process and the options it was created with.
+// Owns the process's JVM and the options passed to it.
 class JavaMachine {
  public:
   JavaMachine(const Runtime& runtime, const std::vector<std::string>& options) {
@@ -96,7 +96,7 @@ class JavaMachine {
     }
   }
 
-  // Null when the machine could not be created.
+  // Null if the JVM could not be created.
   JNIEnv* GetEnvironment() const { return m_Environment; }
 
  private:
@@ -127,7 +127,7 @@ std::optional<MainMethod> FindMain(JNIEnv* env, const std::string& className) {
   return main;
 }
 
-// Null when the array cannot be made.
+// Null on failure.
 jobjectArray CreateArguments(JNIEnv* env, const std::vector<std::string>& arguments) {
   const jclass stringClass = env->FindClass("java/lang/String");
   const jobjectArray array =
@@ -145,7 +145,7 @@ jobjectArray CreateArguments(JNIEnv* env, const std::vector<std::string>& argume
 
 void CallMain(JNIEnv* env, const MainMethod& main, jobjectArray arguments) {
   DebugPrint("Calling main...\n");
-  // By the table: the C++ wrapper of the same name goes through another of its functions.
+  // Through the function table: the C++ wrapper would call CallStaticVoidMethodV.
   env->functions->CallStaticVoidMethod(env, main.javaClass, main.id, arguments);
   if (env->ExceptionCheck()) {
     env->ExceptionDescribe();

@@ -1,11 +1,12 @@
 #pragma once
-// The commands that are classes of the tool's Java program.
+// Commands that are classes of the Java program.
 //
-// Each handler runs its class with the tool's jar on the class path, its native library on the
-// library path, the user's JVM options, and every parameter after the command as an argument, and
-// returns the class's exit code. The workspace must have been located.
+// Each handler runs its class with Torvel.jar on the class path, the native library on the library
+// path, the user's JVM options, and all parameters after the command as arguments. It returns the
+// class's exit code. The workspace must have been located.
 
-// The class is named as the command is registered.
+// Runs com.drel.torvel.commands.<Command>.
 int RunCommandByName();
 
+// Runs com.drel.torvel.profile.ProfileIO.
 int RunProfileIO();

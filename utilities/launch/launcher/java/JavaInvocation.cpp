@@ -13,8 +13,7 @@ bool IsMaxHeapOption(const std::string& option) {
   return option.compare(0, 4, "-Xmx") == 0;
 }
 
-// The options a runtime is given: the user's with at most one -Xmx, the last, then the collector
-// options.
+// `jvmOptions` with only the last -Xmx, then the garbage collector options.
 std::vector<std::string> EffectiveOptions(const std::vector<std::string>& jvmOptions) {
   std::vector<std::string> effective;
   for (const std::string& option : jvmOptions) {

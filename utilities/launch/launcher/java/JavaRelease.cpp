@@ -11,15 +11,15 @@ namespace {
 
 const char kRetiredOption[] = "-XX:+UseConcMarkSweepGC";
 constexpr int kRetiredSince = 14;
-constexpr int kDirectoriesLookedInto = 5;
+constexpr int kDirectoriesSearched = 5;
 
-// "1.8.0_292" is 8, as versions were written up to that; "17.0.9" and "25-ea" begin with theirs.
+// 8 for "1.8.0_292" (the scheme up to Java 8), 17 for "17.0.9", 25 for "25-ea".
 int FeatureVersion(const std::string& version) {
   const int first = atoi(version.c_str());
   return first == 1 && version.compare(0, 2, "1.") == 0 ? atoi(version.c_str() + 2) : first;
 }
 
-// What the file's line JAVA_VERSION="..." says; 0 when there is none.
+// From the line JAVA_VERSION="..."; 0 if there is none.
 int VersionIn(const std::string& releaseFile) {
   const std::string name = "JAVA_VERSION=";
   for (const std::string& line : Split(ReadFileText(releaseFile), '\n')) {
@@ -34,10 +34,9 @@ int VersionIn(const std::string& releaseFile) {
 }  // namespace
 
 int JavaVersionOf(const std::string& file) {
-  // In full, since a `java` may be reached through links. No file has no version, though an empty
-  // path has a full form.
+  // The full path: `java` may be a symbolic link. An empty path would become the current directory.
   std::string directory = file.empty() ? "" : FullPath(file);
-  for (int i = 0; i < kDirectoriesLookedInto; ++i) {
+  for (int i = 0; i < kDirectoriesSearched; ++i) {
     directory = DirectoryOf(directory);
     if (directory.empty()) {
       return 0;
@@ -53,7 +52,7 @@ std::vector<std::string> OptionsKnownTo(const std::string& file,
                                         const std::vector<std::string>& options) {
   std::vector<std::string> known = options;
   const int version = JavaVersionOf(file);
-  // The launcher's own comes after those of the user.
+  // The launcher's own option is the last one.
   const auto own = std::find(known.rbegin(), known.rend(), kRetiredOption);
   if (version >= kRetiredSince && own != known.rend()) {
     known.erase(std::next(own).base());

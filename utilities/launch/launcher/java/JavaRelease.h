@@ -1,16 +1,16 @@
 #pragma once
-// How old a Java runtime is, and which of the launcher's options it no longer knows.
+// The version of a Java runtime, and the launcher's options that it no longer accepts.
 
 #include <string>
 #include <vector>
 
-// The feature version (8, 11, 25) of the runtime to which `file` belongs, its library or its `java`
-// program: what JAVA_VERSION says in a file named `release`, in the file's own directory or in one
-// of the four above it. 0 when none says it, and for an empty path.
+// The feature version (8, 11, 25) of the runtime that `file`, its library or `java` program,
+// belongs to: JAVA_VERSION of a file named `release` in the file's directory or in one of the four
+// above it. 0 if unknown, and for an empty path.
 int JavaVersionOf(const std::string& file);
 
-// The options less the launcher's own that the runtime of `file` is known to have retired; a
-// diagnostic line tells of it. All of them when its version is not known. `options` has the
-// launcher's own behind those of the user, which stay whatever the version.
+// `options` without the launcher's own option that the runtime of `file` has retired, which is
+// printed as a diagnostic line. Unchanged if the version is unknown. The launcher's own options
+// must follow the user's, which are always kept.
 std::vector<std::string> OptionsKnownTo(const std::string& file,
                                         const std::vector<std::string>& options);

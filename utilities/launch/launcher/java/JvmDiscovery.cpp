@@ -19,15 +19,14 @@ void CloseKey(HKEY key) {
 }
 using RegistryKey = Owner<HKEY, CloseKey>;
 
-// Null when there is no such key, or it may not be read.
+// Null if the key does not exist or cannot be read.
 HKEY OpenKey(const std::string& name) {
   HKEY key = nullptr;
   const LSTATUS status = RegOpenKeyExA(HKEY_LOCAL_MACHINE, name.c_str(), 0, KEY_READ, &key);
   return status == ERROR_SUCCESS ? key : nullptr;
 }
 
-// A value of type REG_SZ and at most 260 bytes; a stored text need not end in a NUL, so one is
-// always added.
+// Reads a REG_SZ value of at most 260 bytes. A stored string may lack its NUL; the buffer has one.
 std::optional<std::string> ReadText(const RegistryKey& key, const char* name) {
   char buffer[MAX_PATH + 1] = {};
   DWORD type = 0;
@@ -84,7 +83,7 @@ std::optional<std::string> ReadPublicVersion() {
   return version;
 }
 
-// The version's number alone names the runtime's key: 1.6.0_20 is found under 1.6.
+// The leading number of the version names the key: 1.6 for 1.6.0_20.
 std::string PublicRuntimeKey(const std::string& version) {
   float number = 0;
   sscanf(version.c_str(), "%f", &number);
@@ -115,7 +114,7 @@ std::optional<std::string> FindPublicRuntime() {
 }
 
 HMODULE LoadFrom(const std::string& path) {
-  // In full where it is in the current directory, which Windows does not search in this scope.
+  // The full path: with RuntimeLibraries, Windows does not search the current directory.
   const std::string file = FileExists(path) ? FullPath(path) : path;
   const RuntimeLibraries libraries(file);
   const HMODULE library = LoadLibraryA(file.c_str());
@@ -137,8 +136,8 @@ RuntimeLibraries::~RuntimeLibraries() {
 }
 
 void RuntimeLibraries::LoadForLater() const {
-  // Of Microsoft's C++ runtime jvm.dll does not need all that awt.dll does. By their names: what is
-  // loaded already is not loaded twice.
+  // awt.dll needs more of Microsoft's C++ runtime than jvm.dll. By bare name, so that a library
+  // already loaded is not loaded twice.
   for (const char* name : {"vcruntime140_1.dll", "msvcp140.dll"}) {
     if (FileExists(m_Bin + '\\' + name)) {
       LoadLibraryA(name);
@@ -166,7 +165,7 @@ HMODULE LoadJvm() {
     return nullptr;
   }
   library = LoadFrom(*path);
-  // Older runtimes name their client library even where only the server one is installed.
+  // Older runtimes register the client library even if only the server library is installed.
   const size_t client = path->find("client");
   if (library == nullptr && client != std::string::npos) {
     library = LoadFrom(path->replace(client, strlen("client"), "server"));

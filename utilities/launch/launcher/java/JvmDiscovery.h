@@ -1,22 +1,20 @@
 #pragma once
-// Finds and loads the Java runtime's library: by the system's library search, else the tool's own
-// runtime, else the public runtime, both named in the registry under HKEY_LOCAL_MACHINE. All it
-// prints are diagnostics.
+// Finds and loads the JVM library: by the system's library search, else from Torvel's own runtime,
+// else from the public runtime, both registered under HKEY_LOCAL_MACHINE. Prints only diagnostics.
+
+#include <windows.h>
 
 #include <optional>
 #include <string>
 
-#include <windows.h>
-
-// At most 259 characters; nothing when no runtime is registered. A public runtime's path is not
-// tested.
+// At most 259 characters; nullopt if no runtime is registered. A public runtime's path is not
+// checked.
 std::optional<std::string> FindJvmPath();
 
-// The loaded library, which stays loaded until the process ends; null when there is none.
+// Never unloaded. Null if no library could be loaded.
 HMODULE LoadJvm();
 
-// For a scope, the system shows no dialog about a library that cannot be loaded: the launcher then
-// takes its next fallback.
+// Suppresses system dialogs about libraries that cannot be loaded: the launcher has fallbacks.
 class QuietErrors {
  public:
   QuietErrors() { SetThreadErrorMode(SEM_FAILCRITICALERRORS, &m_Former); }
@@ -28,9 +26,9 @@ class QuietErrors {
   DWORD m_Former = 0;
 };
 
-// For a scope, the system also looks for libraries in the `bin` of the runtime that `library`, a
-// path, belongs to, in place of the current directory: a runtime asks for its own by their bare
-// names. Not longer than needed, because child processes inherit it.
+// Makes the library search use the `bin` directory of the runtime of `library` (a path) instead of
+// the current directory, because a runtime loads its libraries by bare name. Keep the scope short:
+// child processes inherit the setting.
 class RuntimeLibraries {
  public:
   explicit RuntimeLibraries(const std::string& library);
@@ -38,7 +36,7 @@ class RuntimeLibraries {
   RuntimeLibraries& operator=(const RuntimeLibraries&) = delete;
   ~RuntimeLibraries();
 
-  // Loads those of `bin` that the runtime may ask for after the scope, where they are there.
+  // Loads the libraries of `bin`, if present, that the runtime may request after the scope.
   void LoadForLater() const;
 
  private:

@@ -16,9 +16,9 @@ const char kNativeLibrary[] = "torvel-win64.dll";
                           : "Unable to locate Torvel within workspace");
 }
 
-// `directory` is what GetCurrentDir gave there. One whose name the system's narrow texts cannot
-// tell is not entered again by it. To go on would build another target than the user's.
-void EnterAgain(const std::string& directory, const std::string& workspace) {
+// `directory` comes from GetCurrentDir. A name outside the code page cannot be re-entered;
+// continuing would build the wrong target.
+void Reenter(const std::string& directory, const std::string& workspace) {
   ChangeDir(directory);
   if (GetCurrentDir() != directory) {
     FailSearch(workspace);
@@ -34,7 +34,7 @@ std::string FindLibDirectory(const std::string& jarDirectory) {
   return jarDirectory + "lib/";
 }
 
-// True, with `location` filled, when the current directory is a workspace root.
+// True, with `location` set, if the current directory is a workspace root.
 bool FindJar(const std::vector<std::string>& searchPaths, const std::string& jarName,
              WorkspaceLocation& location) {
   for (const std::string& directory : searchPaths) {
@@ -43,7 +43,7 @@ bool FindJar(const std::vector<std::string>& searchPaths, const std::string& jar
     }
     const std::string current = GetCurrentDir();
     if (current.empty()) {
-      return false;  // a root whose path cannot be read is of no use
+      return false;  // the path of the root cannot be read
     }
     location.m_JarDirectory = directory;
     location.m_LibDirectory = FindLibDirectory(directory);
@@ -88,7 +88,7 @@ WorkspaceLocation SearchUpwards(const std::string& start,
   return location;
 }
 
-// At the top of a drive the current directory ends in a separator already.
+// The root directory of a drive already ends in a separator.
 std::string WithOneSeparator(const std::string& directory) {
   const size_t size = directory.size();
   const bool endsInTwo = size > 1 && IsSeparator(directory[size - 2]);
@@ -111,7 +111,7 @@ WorkspaceLocation SearchWorkspace(const std::string& workspace,
   WorkspaceLocation location = workspace.empty()
                                    ? SearchUpwards(start, searchPaths, jarName)
                                    : SearchGivenWorkspace(workspace, start, searchPaths, jarName);
-  EnterAgain(start, workspace);
+  Reenter(start, workspace);
   return location;
 }
 
@@ -131,6 +131,6 @@ std::string EnterWorkspace() {
   parameters.SetJarDirectory(location.m_JarDirectory);
   parameters.SetLibDirectory(location.m_LibDirectory);
   const std::string start = GetCurrentDir() + '/';
-  EnterAgain(location.m_Root.substr(0, location.m_Root.size() - 1), parameters.GetWorkspace());
+  Reenter(location.m_Root.substr(0, location.m_Root.size() - 1), parameters.GetWorkspace());
   return StartPathBelow(location.m_Root, start);
 }

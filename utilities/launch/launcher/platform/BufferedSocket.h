@@ -1,29 +1,28 @@
 #pragma once
-// A stream socket that gathers what is sent and reads ahead, so that callers can move single bytes.
+// A stream socket with a send and a receive buffer, for callers that move single bytes.
 //
-// Gathered bytes are sent before a receive that waits, when the buffer is full, by Flush, and when
-// the object is destroyed. A failed send therefore shows in a later call; from then on every call
-// fails, and received bytes that were not yet taken are dropped. Each buffer is allocated with its
-// first byte. Nothing here prints or throws. One thread at a time.
+// Buffered bytes are sent before a receive that waits, when the buffer is full, by Flush and by the
+// destructor. A failed send therefore shows in a later call; after it every call fails and unread
+// bytes are dropped. Buffers are allocated on first use. Nothing here prints or throws. One thread
+// at a time.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-
-#include <algorithm>
 #include <memory>
 
 #include "platform/Socket.h"
 
 class BufferedSocket {
  public:
-  // `socket` is owned from now on; not null.
+  // Takes ownership of `socket`; not null.
   explicit BufferedSocket(std::unique_ptr<Socket> socket);
   BufferedSocket(const BufferedSocket&) = delete;
   BufferedSocket& operator=(const BufferedSocket&) = delete;
   ~BufferedSocket();
 
-  // `length`, or -1.
+  // Returns `length`, or -1.
   int32_t Send(const void* bytes, int32_t length) {
     if (length >= m_FreeEnd - m_Free) {
       return SendBeyondFree(bytes, length);
@@ -33,8 +32,8 @@ class BufferedSocket {
     return length;
   }
 
-  // The number of bytes received, at most `capacity`; 0 when the peer has closed the connection,
-  // -1 on failure.
+  // Returns the number of bytes, at most `capacity`; 0 if the peer has closed the connection; -1 on
+  // failure.
   int32_t Receive(void* bytes, int32_t capacity) {
     if (m_Unread == m_UnreadEnd) {
       const int32_t result = ReadAhead();
@@ -42,7 +41,7 @@ class BufferedSocket {
         return result;
       }
     }
-    // For a single byte, which is the usual case, the length is then a constant.
+    // A constant length for the usual case of one byte.
     const int32_t length =
         capacity == 1 ? 1 : std::min(capacity, static_cast<int32_t>(m_UnreadEnd - m_Unread));
     memcpy(bytes, m_Unread, static_cast<size_t>(length));
@@ -50,7 +49,7 @@ class BufferedSocket {
     return length;
   }
 
-  // Sends what was gathered. False when that failed, now or before.
+  // Sends the buffered bytes. False if this or an earlier send has failed.
   bool Flush();
 
  private:
@@ -63,9 +62,9 @@ class BufferedSocket {
   std::unique_ptr<Socket> m_Socket;
   std::unique_ptr<char[]> m_Gathered;
   std::unique_ptr<char[]> m_ReadAhead;
-  char* m_Free = nullptr;  // what is left of m_Gathered; nothing after a failure
+  char* m_Free = nullptr;  // free part of m_Gathered; none after a failure
   char* m_FreeEnd = nullptr;
-  const char* m_Unread = nullptr;  // what is left of m_ReadAhead
+  const char* m_Unread = nullptr;  // unread part of m_ReadAhead
   const char* m_UnreadEnd = nullptr;
   bool m_HasFailed = false;
 };

@@ -1,9 +1,6 @@
 #pragma once
-// The launcher's diagnostic lines: standard output, and only while the process-wide debug flag is
-// on. Each leaves at once.
-//
-// The flag is off at start and is switched on once, by the main thread, while the command line is
-// read.
+// Diagnostic lines: printed unbuffered to standard output, and only with --debug. The main thread
+// sets the flag while it reads the command line.
 
 #include <string_view>
 
@@ -13,5 +10,5 @@ bool IsDebugEnabled();
 // Formatted as printf does.
 __attribute__((format(printf, 1, 2))) void DebugPrint(const char* format, ...);
 
-// Written as it stands: for lines that carry a path or a class name, in which a "%" means itself.
+// Unformatted: for lines with a path or a class name, which may contain "%".
 void DebugText(std::string_view text);

@@ -10,10 +10,9 @@ namespace {
 
 constexpr int kNotStarted = -1;
 constexpr size_t kMaxFailureText = 1023;
-constexpr size_t kLongestPath = 32767;  // that the system knows
+constexpr size_t kLongestPath = 32767;  // Windows' limit
 
-// One command line of all texts, joined by blanks; a text that holds a blank is enclosed in double
-// quotes. Nothing inside a text is escaped.
+// Joins the arguments with blanks; an argument that contains a blank is quoted. Nothing is escaped.
 std::string BuildCommandLine(const std::vector<std::string>& args) {
   std::string commandLine;
   for (const std::string& arg : args) {
@@ -37,7 +36,7 @@ int FailStart(const std::string& program, DWORD code) {
 
 int WaitForExitCode(HANDLE process) {
   DWORD exitCode = static_cast<DWORD>(-1);
-  // After a failed wait the child may still run; what stands for a running process is no exit code.
+  // After a failed wait the child may still run, and GetExitCodeProcess would return STILL_ACTIVE.
   if (WaitForSingleObject(process, INFINITE) != WAIT_FAILED) {
     GetExitCodeProcess(process, &exitCode);
   }
@@ -56,7 +55,7 @@ std::string SearchProgram(const std::string& name) {
 int Exec(const std::vector<std::string>& args, const std::string& found) {
   const std::string& name = args.front();
   const std::string& program = found.empty() ? name : found;
-  std::string commandLine = BuildCommandLine(args);  // which the system may write into
+  std::string commandLine = BuildCommandLine(args);  // CreateProcess may write into it
   DebugPrint("Exec: %s\n", commandLine.c_str());
   if (found.empty()) {
     DebugPrint("Couldn't find %s on the path, assuming in CWD\n", name.c_str());

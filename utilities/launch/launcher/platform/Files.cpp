@@ -1,12 +1,11 @@
 #include "platform/Files.h"
 
-#include <cstdio>
-#include <cstdlib>
+#include <windows.h>
+#include <direct.h>
 
 #include <algorithm>
-
-#include <direct.h>
-#include <windows.h>
+#include <cstdio>
+#include <cstdlib>
 
 #include "platform/Diagnostics.h"
 #include "platform/LaunchFailure.h"
@@ -63,8 +62,7 @@ std::string FullPath(const std::string& path) {
 }
 
 void ChangeDir(const std::string& path) {
-  // A directory that cannot be entered shows in what is found next, so the outcome is not looked at
-  // here.
+  // Ignore a failure: the callers check what they find next.
   static_cast<void>(_chdir(path.c_str()));
 }
 

@@ -1,36 +1,34 @@
 #pragma once
 // Files, the current directory, environment variables.
 //
-// Paths are narrow texts with "/" or "\" between their parts. Relative ones are resolved against
-// the current directory. Nothing here throws except the two copy operations. Main thread only.
+// Paths are narrow strings with "/" or "\" as separators. Only the two copy functions throw. Main
+// thread only.
 
 #include <string>
 
-// True when the file can be opened for reading; a directory counts as absent.
+// True if the file can be opened for reading; false for a directory.
 bool FileExists(const std::string& path);
 
 // The file's first 64 KiB; empty when it cannot be read.
 std::string ReadFileText(const std::string& path);
 
-// Without a separator at its end, except at the top of a drive; empty when it cannot be read or has
-// more than 259 characters.
+// No trailing separator, except at the root of a drive. Empty on failure or above 259 characters.
 std::string GetCurrentDir();
 
-// Absolute; on the host every link is followed. The path itself where that has more than 259
-// characters and, on the host, where there is no such file.
+// Absolute; on the host with symbolic links resolved. `path` itself if the result exceeds 259
+// characters or, on the host, if there is no such file.
 std::string FullPath(const std::string& path);
 
-// A directory that cannot be entered leaves the current directory as it was.
+// On failure the current directory is unchanged.
 void ChangeDir(const std::string& path);
 
 // Empty when the variable is not set.
 std::string GetEnv(const std::string& name);
 
-// Copies over an existing destination. While another process holds the file (a sharing violation)
-// it is tried up to `attempts` times in all, 100 ms apart. Throws LaunchFailure with the system's
-// explanation.
+// Overwrites the destination. Makes up to `attempts` attempts, 100 ms apart, while another process
+// holds the file (a sharing violation). Throws LaunchFailure with the system's error text.
 void CopyFileWithRetry(const std::string& source, const std::string& destination, int attempts);
 
-// Copies `source` onto `destination`, or under its own file name into it when `isDirectory`; a
-// read-only target is made writable first. Always copies, never compares. Throws LaunchFailure.
+// Copies `source` to `destination`, or into that directory under its own name if `isDirectory`.
+// Makes a read-only target writable first. Always copies. Throws LaunchFailure.
 void InstallFile(const std::string& source, const std::string& destination, bool isDirectory);

@@ -1,6 +1,5 @@
 #pragma once
-// A failure that ends the launch: thrown from wherever it happens, caught once, in main, which
-// prints the text.
+// A failure that ends the launch. main catches it and prints the text.
 
 #include <stdexcept>
 

@@ -1,21 +1,20 @@
 #include "platform/Output.h"
 
-#include <cerrno>
+#include <windows.h>
+#include <io.h>
 
 #include <algorithm>
 #include <atomic>
-
-#include <io.h>
-#include <windows.h>
+#include <cerrno>
 
 #include "platform/SystemError.h"
 
 namespace {
 
 constexpr size_t kMaxFailureText = 1023;
-std::atomic<bool> g_isFailureTold{false};
+std::atomic<bool> g_isFailureReported{false};
 
-// False when the stream takes no more; the last error then says why.
+// False on failure, with the last error set.
 bool WriteAll(int descriptor, std::string_view text) {
   while (!text.empty()) {
     const size_t size = std::min<size_t>(text.size(), 1U << 30);
@@ -28,14 +27,13 @@ bool WriteAll(int descriptor, std::string_view text) {
   return true;
 }
 
-// A reader that has gone, or a stream that never existed, is no failure to report. Windows needs
-// both error values: a closed pipe (232) sets errno to EINVAL, and a write to a stream that does
-// not exist leaves the last error as it was.
-bool IsNobodyThere(DWORD code) {
+// Ignore closed pipes and streams that were never open. Windows needs both error values: a closed
+// pipe (232) sets errno to EINVAL, and a write to a missing stream leaves the last error unchanged.
+bool IsStreamClosed(DWORD code) {
   return errno == EBADF || code == ERROR_BROKEN_PIPE || code == ERROR_NO_DATA;
 }
 
-void TellFailure(DWORD code) {
+void ReportFailure(DWORD code) {
   std::string message = "Torvel: standard output cannot be written";
   AppendSystemText(message, code, kMaxFailureText);
   message.resize(message.find_last_not_of("\r\n") + 1);
@@ -50,8 +48,8 @@ void Write(FILE* stream, std::string_view text) {
     return;
   }
   const DWORD code = GetLastError();
-  if (!IsNobodyThere(code) && stream == stdout && !g_isFailureTold.exchange(true)) {
-    TellFailure(code);
+  if (!IsStreamClosed(code) && stream == stdout && !g_isFailureReported.exchange(true)) {
+    ReportFailure(code);
   }
 }
 

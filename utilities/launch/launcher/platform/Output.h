@@ -1,11 +1,11 @@
 #pragma once
-// What the launcher itself says, on either standard stream.
+// Writes the launcher's texts to the standard streams.
 //
-// Each text leaves at once and in one write, whole and in order with what a child or the Java
-// program prints: a run that hangs, crashes or is killed has said all it had to say. A stream that
-// would block is waited for. Text that cannot be written (a full disk) is lost and the run goes on;
-// standard error is told once, with the system's explanation, unless it was only the reader that
-// went away. Any thread.
+// Each text is one unbuffered write: it stays whole and in order with the output of a child or the
+// Java program, and is not lost when the process hangs, crashes or is killed. Waits for a stream
+// that would block. If text cannot be written (a full disk), the run goes on without it. The first
+// such failure of standard output, other than a closed pipe, is reported on standard error with the
+// system's error text. Any thread.
 
 #include <cstdarg>
 #include <cstdio>

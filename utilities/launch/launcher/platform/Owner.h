@@ -1,11 +1,10 @@
 #pragma once
-// Owns one thing of the system's that must be given back: a handle, a registry key, an allocated
-// text. Empty when null. Giving it back keeps the last error, so that a failure can still be read
-// after the scope was left.
+// Owns a system resource: a handle, a registry key, an allocated string. Null means empty. The
+// destructor keeps the last error, so that the caller can read it.
 
 #include <windows.h>
 
-template <typename Value, void (*GiveBack)(Value)>
+template <typename Value, void (*Release)(Value)>
 class Owner {
  public:
   explicit Owner(Value value) : m_Value(value) {}
@@ -14,7 +13,7 @@ class Owner {
   ~Owner() {
     if (m_Value != nullptr) {
       const DWORD error = GetLastError();
-      GiveBack(m_Value);
+      Release(m_Value);
       SetLastError(error);
     }
   }
@@ -26,8 +25,8 @@ class Owner {
   Value m_Value;
 };
 
-inline void GiveBackHandle(HANDLE handle) {
+inline void ReleaseHandle(HANDLE handle) {
   CloseHandle(handle);
 }
 
-using Handle = Owner<HANDLE, GiveBackHandle>;
+using Handle = Owner<HANDLE, ReleaseHandle>;

@@ -1,14 +1,14 @@
 #include "platform/Socket.h"
 
-#include <cstring>
-
-#include <mstcpip.h>
 #include <windows.h>
+#include <mstcpip.h>
+
+#include <cstring>
 
 namespace {
 
-// The request to send no SYN again is known from Windows 10, version 1709, on. An earlier system
-// could take its value for a number of repetitions.
+// Windows 10 version 1709 introduced the value for no retries. Earlier systems could take it for a
+// number of retries.
 bool HasInitialRtoOption() {
   constexpr DWORD kMajorVersion = 10;
   constexpr DWORD kBuild = 16299;
@@ -19,7 +19,7 @@ bool HasInitialRtoOption() {
           (system.dwMajorVersion == kMajorVersion && system.dwBuildNumber >= kBuild));
 }
 
-// For a call whose failure changes nothing: none of its error stays in the thread's slot.
+// For calls whose failure does not matter: clears the thread's last error.
 void IgnoreFailure(int result) {
   if (result != 0) {
     WSASetLastError(0);
@@ -46,7 +46,7 @@ int32_t CleanupSockets() {
 }
 
 SocketStartup::SocketStartup() : m_Initialised(false) {
-  // A failed start shows in the connection that follows; releasing it as well does no harm.
+  // A failed start shows when the socket is created; the unmatched clean-up is harmless.
   InitialiseSockets();
   m_Initialised = true;
 }
@@ -71,14 +71,14 @@ Socket::~Socket() {
 
 bool Socket::Create(int type, int family, int protocol) {
   Close();
-  // The handle's attribute only: every call here blocks.
+  // Only an attribute of the handle: all calls block.
   m_Socket = WSASocketA(family, type, protocol, nullptr, 0, WSA_FLAG_OVERLAPPED);
   if (m_Socket == INVALID_SOCKET) {
     RecordError();
     return false;
   }
   m_Open = true;
-  // Callers gather what belongs together, so the system need not wait for more.
+  // Callers send whole buffers, which Nagle's algorithm would only delay.
   const BOOL isOn = TRUE;
   IgnoreFailure(setsockopt(m_Socket, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&isOn),
                            sizeof isOn));
@@ -125,7 +125,7 @@ int32_t Socket::Send(const void* buffer, int32_t length, uint32_t flags) {
   if (!m_Open) {
     return -1;
   }
-  // WSASend reads the buffer only, though its descriptor does not say so.
+  // WSASend does not write to the buffer, though WSABUF is not const.
   WSABUF descriptor = {};
   descriptor.len = static_cast<decltype(descriptor.len)>(length);
   descriptor.buf = static_cast<char*>(const_cast<void*>(buffer));
@@ -157,7 +157,7 @@ int32_t Socket::Receive(void* buffer, int32_t capacity, uint32_t flags) {
 
 void Socket::Close() {
   if (m_Open) {
-    IgnoreFailure(shutdown(m_Socket, SD_BOTH));  // of a socket that was never connected, it fails
+    IgnoreFailure(shutdown(m_Socket, SD_BOTH));  // fails if never connected
     IgnoreFailure(closesocket(m_Socket));
   }
   m_LastError = 0;

@@ -1,21 +1,20 @@
 #pragma once
-// Stream sockets over Windows Sockets 2. Every call blocks; there are no time-outs.
+// Stream sockets over Windows Sockets 2. Calls block without time-outs.
 //
-// A failed operation returns -1 and leaves its Windows Sockets error in the object (GetError) and 0
-// in the thread's slot, so a failure stays with the socket it belongs to. Nothing here loops,
-// prints or throws. One thread at a time.
-
-#include <cstdint>
+// A failed operation returns -1, stores its Windows Sockets error in the object (GetError) and
+// clears the thread's last error. Nothing here retries, prints or throws. One thread at a time.
 
 #include <winsock2.h>
 
-// 0 when Windows Sockets 2.2 is ready; the start-up error, or -1 when another version was granted.
+#include <cstdint>
+
+// 0 if Windows Sockets 2.2 is ready, else the start-up error, or -1 if another version was granted.
 int32_t InitialiseSockets();
 
-// Called once for each InitialiseSockets.
+// Call once per InitialiseSockets.
 int32_t CleanupSockets();
 
-// Windows Sockets, started for a scope and released however the scope is left.
+// Starts Windows Sockets for a scope.
 class SocketStartup {
  public:
   SocketStartup();
@@ -29,32 +28,32 @@ class SocketStartup {
 
 class Socket {
  public:
-  // Holds nothing yet.
+  // Not open.
   Socket();
 
-  // Creates the socket and connects it; IsConnected tells whether that worked. `host` is a dotted
-  // IPv4 address or a host name, `port` in host byte order.
+  // Creates and connects the socket; check IsConnected. `host` is a dotted IPv4 address
+  // or a host name, `port` in host byte order.
   Socket(const char* host, uint16_t port, int type, int family, int protocol);
   Socket(const Socket&) = delete;
   Socket& operator=(const Socket&) = delete;
   ~Socket();
 
-  // Closes a handle already held. True when the new one is open.
+  // Closes an open socket first. True if the new one is open.
   bool Create(int type, int family, int protocol);
 
-  // Disables SYN retries, so that Connect fails at once where nobody listens; Windows otherwise
-  // retries for two seconds. Before Connect. No effect on a system without this option.
+  // Call before Connect. Disables SYN retries, so that Connect fails at once if nothing listens;
+  // Windows otherwise retries for two seconds. No effect on a system without this option.
   void ConnectWithoutRetries();
 
   // 0 when connected.
   int32_t Connect(const char* host, uint16_t port);
 
-  // One call of the system each: the number of bytes moved, which may be fewer than asked for.
-  // Receive gives 0 when the peer has closed the connection.
+  // One system call each. Return the number of bytes moved, which may be fewer than requested.
+  // Receive returns 0 if the peer has closed the connection.
   int32_t Send(const void* buffer, int32_t length, uint32_t flags);
   int32_t Receive(void* buffer, int32_t capacity, uint32_t flags);
 
-  // Harmless when nothing is open.
+  // No effect if not open.
   void Close();
 
   bool IsConnected() const { return m_Connected; }

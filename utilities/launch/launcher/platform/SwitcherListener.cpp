@@ -1,9 +1,9 @@
 #include "platform/SwitcherListener.h"
 
+#include <tlhelp32.h>
+
 #include <cstddef>
 #include <cstdlib>
-
-#include <tlhelp32.h>
 
 #include "platform/Output.h"
 #include "platform/Owner.h"
@@ -19,9 +19,8 @@ class OrderlyExit : public Thread {
   void Run() override { exit(kParentEnded); }
 };
 
-// An orderly exit can hang: on a lock that another thread holds (the system's loader is busy with a
-// library, say), or on a stream that nobody reads any more. Nobody is left to wait for it either,
-// so it has a thread of its own and a limited time.
+// exit() can hang on a lock of another thread (the loader's, for example) or on a stream that is
+// not read. It runs on its own thread, with a time limit.
 void EndProcess() {
   OrderlyExit orderly;
   orderly.Start();
@@ -47,7 +46,7 @@ class SwitcherListener : public Thread {
   }
 };
 
-// Lives until the process ends: the thread may be anywhere in it.
+// Never destroyed: its thread may still run when the process ends.
 SwitcherListener* g_listener = nullptr;
 
 HANDLE TakeSnapshot() {
@@ -70,7 +69,7 @@ DWORD FindParentProcessId(DWORD processId) {
   if (!snapshot) {
     return 0;
   }
-  // An entry counts only when what the system wrote of it reaches beyond the parent's id.
+  // Skip entries that are too short to hold the parent's id.
   constexpr DWORD kNeededSize = offsetof(PROCESSENTRY32, th32ParentProcessID) + sizeof(DWORD);
   PROCESSENTRY32 entry = {};
   entry.dwSize = sizeof entry;

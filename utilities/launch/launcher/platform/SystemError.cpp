@@ -11,10 +11,10 @@ void FreeText(char* text) {
 }
 using SystemText = Owner<char*, FreeText>;
 
-// Null when the system has no text for the code.
+// Null if the system has no text for the code.
 char* AllocateText(DWORD code) {
   char* text = nullptr;
-  // With the allocate-buffer flag the buffer argument is the address of the pointer to fill.
+  // With ALLOCATE_BUFFER the argument is the address of the pointer to fill.
   FormatMessageA(
       FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
       nullptr, code, kUserDefaultLanguage, reinterpret_cast<char*>(&text), 0, nullptr);

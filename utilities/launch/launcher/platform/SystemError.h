@@ -1,11 +1,10 @@
 #pragma once
-// The system's own words for an error code.
-
-#include <string>
+// The system's text for an error code.
 
 #include <windows.h>
 
-// Appends ": " and the system's text for `code` to `message`, which ends up with at most `limit`
-// characters. The text keeps its own line ending. Where the system has no text for the code,
-// `message` stays as it is.
+#include <string>
+
+// Appends ": " and the system's text for `code`, line ending included, and cuts `message` to
+// `limit` characters. Without a text for the code, `message` is unchanged.
 void AppendSystemText(std::string& message, DWORD code, size_t limit);

@@ -1,8 +1,7 @@
 #include "platform/Text.h"
 
-#include <cctype>
-
 #include <algorithm>
+#include <cctype>
 
 namespace {
 

@@ -1,8 +1,8 @@
 #pragma once
-// A thread of the launcher's own: derive, give Run a body, create, Start.
+// A thread: derive, implement Run, call Start.
 //
-// Whoever creates a Thread owns it and must keep it for as long as the thread runs: destroying it
-// neither waits for the thread nor stops it.
+// The creator owns the object and must keep it while the thread runs: the destructor neither waits
+// for the thread nor stops it.
 
 #include <windows.h>
 
@@ -13,11 +13,10 @@ class Thread {
   Thread& operator=(const Thread&) = delete;
   virtual ~Thread();
 
-  // The body; runs on the new thread.
+  // Runs on the new thread.
   virtual void Run() = 0;
 
-  // Starts the thread at once. Returns its handle, which stays the object's own; null when it could
-  // not be started.
+  // Returns the handle, which the object owns; null on failure.
   HANDLE Start();
 
  private:

@@ -1,17 +1,17 @@
-// The stack protector's guard and its end, in place of the compiler's library, which loads Windows'
-// whole cryptography at each start to make the guard: a third of the time that the usage text
-// takes. This one is made as Microsoft's own compiler makes its security cookie.
+// The stack protector's runtime. It replaces the compiler's library, which loads Windows'
+// cryptography at each start: a third of the usage text's time. The guard is made like the security
+// cookie of Microsoft's compiler.
+
+#include <windows.h>
 
 #include <cstdint>
 #include <cstdlib>
-
-#include <windows.h>
 
 namespace {
 
 const char kSmashed[] = "*** stack smashing detected ***: terminated\r\n";
 
-// Spreads each bit of the value over the whole of it.
+// Diffuses each bit over the whole value.
 std::uintptr_t Mixed(std::uintptr_t value) {
   value = (value ^ value >> 32) * 0xD6E8FEB86659FD93;
   value = (value ^ value >> 32) * 0xD6E8FEB86659FD93;
@@ -26,7 +26,7 @@ extern std::uintptr_t __stack_chk_guard;
 std::uintptr_t __stack_chk_guard = 0;
 [[noreturn]] void __stack_chk_fail();
 
-// Before any other code of the program that the guard protects.
+// Runs before any protected code.
 __attribute__((constructor(101), no_stack_protector)) void MakeStackGuard() {
   FILETIME time;
   GetSystemTimeAsFileTime(&time);
@@ -36,7 +36,7 @@ __attribute__((constructor(101), no_stack_protector)) void MakeStackGuard() {
   value = Mixed(value ^ static_cast<std::uintptr_t>(counter.QuadPart));
   value = Mixed(value ^ (std::uintptr_t{time.dwHighDateTime} << 32 | time.dwLowDateTime));
   value = Mixed(value ^ (std::uintptr_t{GetCurrentProcessId()} << 32 | GetCurrentThreadId()));
-  // No text that runs over can hold the guard: its first byte ends texts.
+  // The first byte is NUL, so that a string overflow cannot reproduce the guard.
   __stack_chk_guard = value & ~std::uintptr_t{0xFF};
 }
 

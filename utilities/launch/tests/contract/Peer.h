@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "Support.h"
 #include "Platform.h"
+#include "Support.h"
 
 // By the system's own calls: a listener on a free port, and what it accepted.
 class Peer {

@@ -5,6 +5,7 @@ import re
 import subprocess
 
 import pytest
+from harness import VERSION
 
 ROOT = pathlib.Path(__file__).parents[4]
 LAUNCH = ROOT / "utilities/launch"
@@ -101,4 +102,4 @@ def test_installation(build, tmp_path):
                  "share/doc/Torvel/README.md", "share/doc/Torvel/docs/command-flow.svg"):
         assert (tmp_path / file).is_file(), file
     usage = bash(build, f"{tmp_path}/bin/Torvel --help || [ $? -eq 255 ]")
-    assert usage.startswith("Torvel Launcher 2.8.10\n")
+    assert usage.startswith(f"Torvel Launcher {VERSION}\n")

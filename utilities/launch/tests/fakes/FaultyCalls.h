@@ -4,17 +4,16 @@
 // FAULT says which call fails and how: "name:occurrence:error", such as "CopyFileA:2:112". The file
 // FAULT_LOG gets a line with the name of each call, and "failed" after the one that did.
 #pragma once
+#include <direct.h>
+#include <io.h>
+#include <mstcpip.h>
 #include <stdio.h>
+#include <tlhelp32.h>
 
 #include <fstream>
 #include <map>
 #include <mutex>
 #include <string>
-
-#include <direct.h>
-#include <io.h>
-#include <mstcpip.h>
-#include <tlhelp32.h>
 
 struct Faults {
   char call[40] = "";

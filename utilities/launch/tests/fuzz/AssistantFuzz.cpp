@@ -1,8 +1,8 @@
 // The bytes that an Assistant sends during a build, through the real connection. The build ends,
 // with an exit code that was sent or 666, and prints no more than it received.
+#include <winsock2.h>
 #include <direct.h>
 #include <io.h>
-#include <winsock2.h>
 
 #include <cstdlib>
 #include <string_view>

@@ -1,13 +1,12 @@
 // The layer's own behaviour: files, children, program search, Java, registry text, sockets.
+#include <direct.h>
 #include <fcntl.h>
+#include <mstcpip.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
-
-#include <direct.h>
-#include <mstcpip.h>
 
 #include "CommandLineText.h"
 #include "Peer.h"

@@ -1,1 +1,1 @@
-from sample_workspace import assembled, sample  # noqa: F401: fixtures
+from sample_workspace import assembled, sample  # noqa: F401

@@ -6,11 +6,11 @@ import java.util.List;
 import java.util.Map;
 
 /**
- * The arguments of one command: those that begin with "--" are options, the others are counted by place. An option
- * that a command does not know is left alone, since the launcher passes on its own options as well.
+ * The arguments of a command: those that begin with "--" are options, the others are positional. Unknown options are
+ * ignored, because the launcher passes on its own.
  */
 public final class Arguments {
-    /** The exit code of a command that was not given what it needs. */
+    /** The exit code for wrong arguments. */
     public static final int USAGE_ERROR = 2;
 
     private final List<String> values = new ArrayList<>();
@@ -45,10 +45,7 @@ public final class Arguments {
         return options.get(name);
     }
 
-    /**
-     * Opens a Java command: answers "--help" with the usage text and refuses a wrong number of arguments, both by
-     * ending the program.
-     */
+    /** Parses the arguments of a Java command. Exits after "--help", and for a wrong number of arguments. */
     public static Arguments require(String usage, int least, int most, String[] arguments) {
         Arguments result = new Arguments(arguments);
         if (result.has("--help")) {
@@ -63,7 +60,7 @@ public final class Arguments {
         return result;
     }
 
-    /** Ends a Java command with an error text. */
+    /** Prints an error and exits with 1. */
     public static void fail(String message) {
         System.err.println(message);
         System.exit(1);

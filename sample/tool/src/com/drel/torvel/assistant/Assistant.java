@@ -13,11 +13,11 @@ import java.util.concurrent.TimeUnit;
 import java.util.concurrent.atomic.AtomicInteger;
 
 /**
- * The resident program that runs build verbs for launchers: it listens on the local machine, holds each conversation
- * on a thread of its own, and runs the builds one after the other on one more thread.
+ * The resident program that runs build verbs for launchers. Listens on the loopback address, serves each connection on
+ * its own thread and runs the builds one by one on another thread.
  */
 public final class Assistant {
-    /** The local machine; listening here keeps other machines out. */
+    /** The loopback address: other machines cannot connect. */
     public static final byte[] ADDRESS = {127, 0, 0, 1};
     public static final int PORT = 8118;
 
@@ -62,7 +62,7 @@ public final class Assistant {
             try {
                 return new ServerSocket(PORT, BACKLOG, InetAddress.getByAddress(ADDRESS));
             } catch (BindException e) {
-                // After a restart the former Assistant may be about to let go of the port.
+                // After a restart the old Assistant may still hold the port.
                 if (attempt == BIND_ATTEMPTS) {
                     throw e;
                 }
@@ -76,7 +76,7 @@ public final class Assistant {
             try {
                 serve(listener.accept());
             } catch (IOException | OutOfMemoryError e) {
-                // Out of descriptors or of threads: wait until some connection ends.
+                // Out of descriptors or threads: wait for a connection to end.
                 Thread.sleep(100);
             }
         }
@@ -110,7 +110,7 @@ public final class Assistant {
         return status;
     }
 
-    /** Has a build run after those before it. */
+    /** Queues a build. */
     void submit(BuildJob job) {
         builds.execute(job);
     }
@@ -120,7 +120,7 @@ public final class Assistant {
         builds.remove(job);
     }
 
-    /** Starts the program that was copied into the directory and ends this one, after the builds before it. */
+    /** Starts the program that was copied to the directory and exits, after the queued builds. */
     void restart(Wire wire) {
         builds.execute(() -> startSuccessor(wire));
     }
@@ -132,7 +132,7 @@ public final class Assistant {
                     .redirectOutput(ProcessBuilder.Redirect.INHERIT)
                     .redirectError(ProcessBuilder.Redirect.INHERIT)
                     .start();
-            // Before the launcher's stream ends, so that it cannot meet this Assistant again.
+            // Before the launcher's stream ends, so that the launcher cannot reconnect to this Assistant.
             listener.close();
         } catch (IOException e) {
             log("cannot restart: " + e.getMessage());
@@ -142,7 +142,7 @@ public final class Assistant {
         }
     }
 
-    /** Ends the program; a running build is cancelled. */
+    /** Exits; a running build is cancelled. */
     void end() {
         log("ends");
         System.exit(0);
@@ -152,7 +152,7 @@ public final class Assistant {
         System.out.println("Torvel Assistant: " + text);
     }
 
-    /** One thread, and the builds that wait for it. */
+    /** A single thread and its queue of builds. */
     private static final class BuildQueue extends ThreadPoolExecutor {
         private volatile BuildJob running;
 
@@ -170,7 +170,7 @@ public final class Assistant {
             running = null;
         }
 
-        /** Gives a running build a second to leave its outputs in order. */
+        /** Cancels the running build and waits up to a second for its clean-up. */
         void cancelRunning() {
             BuildJob job = running;
             if (job != null) {

@@ -10,8 +10,8 @@ import java.nio.file.Paths;
 import java.util.Map;
 
 /**
- * One build for one launcher, with its output on the launcher's connection. Runs on the thread of the builds; may be
- * cancelled from any other.
+ * One build for a launcher, with its output on the launcher's connection. Runs on the build thread; any thread may
+ * cancel it.
  */
 final class BuildJob extends BuildSession implements Runnable {
     private final Wire wire;
@@ -49,19 +49,19 @@ final class BuildJob extends BuildSession implements Runnable {
 
     @Override
     public void run() {
-        boolean isTold = false;
+        boolean isReported = false;
         try {
             pause(0);
             int code = build();
             wire.writeNull();
             wire.writeInt(code);
             wire.endOutput();
-            isTold = true;
+            isReported = true;
         } catch (BuildCancelled | IOException e) {
-            // Nobody is left to be told.
+            // The launcher is gone.
         } finally {
-            if (!isTold) {
-                // Whoever is left all the same must not wait for ever.
+            if (!isReported) {
+                // A launcher that is still connected must not wait forever.
                 close();
             }
             synchronized (this) {
@@ -83,7 +83,7 @@ final class BuildJob extends BuildSession implements Runnable {
         try {
             wire.close();
         } catch (IOException e) {
-            // It is closed in any case.
+            // Closed in any case.
         }
     }
 
@@ -110,13 +110,13 @@ final class BuildJob extends BuildSession implements Runnable {
         }
     }
 
-    /** Makes the build end at its next step; one that waits for its turn or has ended already does nothing. */
+    /** Ends the build at its next step, a queued one as soon as it starts. No effect after its end. */
     synchronized void cancel() {
         isCancelled = true;
         notifyAll();
     }
 
-    /** Waits for the end of a build that is running, up to some milliseconds. */
+    /** Waits up to some milliseconds for the end of a running build. */
     synchronized void awaitEnd(long milliseconds) {
         if (!hasEnded) {
             waitFor(milliseconds);

@@ -5,10 +5,7 @@ import java.io.IOException;
 import java.util.ArrayList;
 import java.util.List;
 
-/**
- * The conversation with one launcher, on a thread of its own. A connection that never says anything (each launcher
- * holds such a one during its build) is simply held.
- */
+/** Serves one launcher on its own thread. A silent connection (each launcher has one during its build) is kept open. */
 final class Connection implements Runnable {
     private static final int MOST_PARAMETERS = 1 << 16;
     private static final int LONGEST_REQUEST = 24 << 20;
@@ -26,7 +23,7 @@ final class Connection implements Runnable {
         try (wire) {
             converse();
         } catch (IOException | OutOfMemoryError e) {
-            // The launcher went away or is none: that ends this conversation, and nothing else.
+            // The launcher is gone, or the peer is not a launcher: only this connection ends.
         } finally {
             assistant.connectionEnded();
         }
@@ -77,7 +74,7 @@ final class Connection implements Runnable {
         }
         BuildJob job = new BuildJob(wire, verb, parameters.toArray(new String[0]));
         assistant.submit(job);
-        // The launcher stays until it has the return code; when it goes before, nobody wants the build any more.
+        // The launcher stays until it has the return code: if it leaves earlier, the build is cancelled.
         wire.awaitEnd();
         assistant.cancel(job);
     }

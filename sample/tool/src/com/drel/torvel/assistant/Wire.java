@@ -11,12 +11,12 @@ import java.nio.charset.Charset;
 import java.nio.charset.StandardCharsets;
 
 /**
- * The units of a conversation on one connection, which it owns: integers of four bytes, and strings as a count of
- * characters followed by these in plain UTF-8. One thread may read while another writes. What breaks the framing
- * raises an IOException, and then the connection is of no more use.
+ * The protocol's units on one connection, which it owns: integers of four bytes, and strings as a count of characters
+ * and the characters in UTF-8. One thread may read while another writes. A framing error throws an IOException; the
+ * connection is then unusable.
  *
- * <p>The launcher's texts are bytes, and each byte travels as the character of its number. What is read and written
- * here are the texts that these bytes stand for in the system's own character set.
+ * <p>The launcher sends each byte of a string as the character of its value. This class converts these bytes from and
+ * to the system's character set.
  */
 public final class Wire implements Closeable {
     private static final int NULL_STRING = -1;
@@ -29,7 +29,7 @@ public final class Wire implements Closeable {
 
     public Wire(Socket socket) throws IOException {
         this.socket = socket;
-        // Every line is flushed, and must not wait for the peer's acknowledgement of the one before.
+        // Each line is flushed, and must not wait for the acknowledgement of the one before.
         socket.setTcpNoDelay(true);
         in = new DataInputStream(new BufferedInputStream(socket.getInputStream()));
         out = new DataOutputStream(new BufferedOutputStream(socket.getOutputStream()));
@@ -100,18 +100,18 @@ public final class Wire implements Closeable {
         out.flush();
     }
 
-    /** Sends what is left and the end of the stream; reading goes on. */
+    /** Flushes and closes the output; reading goes on. */
     public void endOutput() throws IOException {
         out.flush();
         socket.shutdownOutput();
     }
 
-    /** Waits until the peer has gone, or breaks the rule of sending nothing more. */
+    /** Waits until the peer disconnects or, against the protocol, sends more. */
     public void awaitEnd() {
         try {
             in.read();
         } catch (IOException e) {
-            // Gone without a farewell, which is an end as well.
+            // A reset connection has ended, too.
         }
     }
 

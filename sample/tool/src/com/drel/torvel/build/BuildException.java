@@ -1,6 +1,6 @@
 package com.drel.torvel.build;
 
-/** A build that cannot go on, with the text that its user is to see. */
+/** Ends a build, with a message for the user. */
 final class BuildException extends Exception {
     private static final long serialVersionUID = 1;
 

@@ -4,8 +4,8 @@ import java.nio.file.Path;
 import java.util.Map;
 
 /**
- * What one run of a build verb is given by whoever runs it: the workspace, the environment, and the way for its
- * lines. All methods are called on the thread that runs the verb.
+ * The context of one run of a build verb: workspace, environment and output. All methods are called on the thread that
+ * runs the verb.
  */
 public abstract class BuildSession {
     private final Path root;
@@ -21,17 +21,17 @@ public abstract class BuildSession {
         return root;
     }
 
-    /** The environment of the launcher that asked for the build. */
+    /** The environment of the launcher that requested the build. */
     public final Map<String, String> environment() {
         return environment;
     }
 
-    /** Passes on a text of output: one line or more, the last without its line feed. */
+    /** Prints output: one line or more, the last without its line feed. */
     public final void line(String text) {
         lines(text, false);
     }
 
-    /** Passes on a text of error output: one line or more, the last without its line feed. */
+    /** Prints error output: one line or more, the last without its line feed. */
     public final void error(String text) {
         lines(text, true);
     }
@@ -42,13 +42,13 @@ public abstract class BuildSession {
         }
     }
 
-    /** Passes on one line, which holds no line feed. */
+    /** Prints one line, given without a line feed. */
     protected abstract void put(String line, boolean isError);
 
-    /** Waits, for zero or more milliseconds; throws BuildCancelled as soon as nobody wants the build any more. */
+    /** Waits for zero or more milliseconds; throws BuildCancelled once the build is cancelled. */
     public abstract void pause(long milliseconds);
 
-    /** Ends a build that nobody wants any more. */
+    /** Ends a cancelled build. */
     public static final class BuildCancelled extends RuntimeException {
         private static final long serialVersionUID = 1;
 

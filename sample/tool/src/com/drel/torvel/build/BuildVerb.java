@@ -12,7 +12,7 @@ import java.util.List;
 import java.util.Map;
 import java.util.Set;
 
-/** The build verbs. Each run keeps its state to itself; only the compiler is shared, so one may run at a time. */
+/** The build verbs. Runs share the compiler, so only one may run at a time. */
 public final class BuildVerb {
     private static final long LONGEST_PAUSE = 60_000;
 
@@ -34,7 +34,7 @@ public final class BuildVerb {
         targets = workspace.targets(arguments.get(0));
     }
 
-    /** Whether this is a verb that may be sent to the Assistant. */
+    /** Whether the Assistant accepts this verb. */
     public static boolean isVerb(String name) {
         switch (name) {
             case "Build":
@@ -50,7 +50,7 @@ public final class BuildVerb {
         }
     }
 
-    /** The main of a verb's class: works in the current directory and ends the program unless all went well. */
+    /** The main of a verb's class: works in the current directory and exits on failure. */
     public static void main(String verb, String[] arguments) {
         int code = run(verb, arguments, new ConsoleSession());
         if (code != 0) {
@@ -58,7 +58,7 @@ public final class BuildVerb {
         }
     }
 
-    /** Runs a verb and gives its return code: 0, 1 after errors, 2 for wrong arguments. */
+    /** Returns 0, 1 after errors, 2 for wrong arguments. */
     public static int run(String verb, String[] texts, BuildSession session) {
         Arguments arguments = new Arguments(texts);
         if (arguments.has("--help")) {
@@ -87,7 +87,7 @@ public final class BuildVerb {
         } catch (BuildSession.BuildCancelled e) {
             throw e;
         } catch (RuntimeException | Error e) {
-            // The compiler wraps what its listeners throw, the cancellation among them.
+            // The compiler wraps exceptions of its listeners, BuildCancelled included.
             session.pause(0);
             session.error("The build broke off: " + e);
         }
@@ -170,7 +170,7 @@ public final class BuildVerb {
             return 0;
         }
         Compiler.Run run = Compiler.get().run(workspace, session, "Compiling", pause());
-        // In the set's order: imported sources first.
+        // Imported sources first.
         Set<String> ordered = new LinkedHashSet<>(sources.files().keySet());
         ordered.retainAll(stale);
         for (String name : ordered) {
@@ -199,7 +199,7 @@ public final class BuildVerb {
         int count = 0;
         for (String source : index.sources()) {
             if (isInTargets(source)) {
-                count += told(index.drop(source));
+                count += report(index.drop(source));
             }
         }
         index.save();
@@ -213,19 +213,19 @@ public final class BuildVerb {
         for (Path target : targets) {
             count += dropMissing(index, workspace.name(target));
         }
-        count += told(index.dropOrphans());
+        count += report(index.dropOrphans());
         index.save();
         session.line("Removed " + files(count) + ".");
         return 0;
     }
 
-    /** Drops the outputs below a target whose source is gone. */
+    /** Deletes the outputs below a target whose source no longer exists. */
     private int dropMissing(OutputIndex index, String target) throws IOException {
         int count = 0;
         for (String source : index.sources()) {
             Path path = session.root().resolve(source);
             if (path.startsWith(session.root().resolve(target).normalize()) && !Files.exists(path)) {
-                count += told(index.drop(source));
+                count += report(index.drop(source));
             }
         }
         return count;
@@ -282,13 +282,13 @@ public final class BuildVerb {
             return 0;
         }
         int errors = run.errors();
-        // The compiler keeps a fault of its own, such as a stack that is too small, to itself.
+        // The compiler does not report its own failures, such as a stack overflow.
         session.error(verb + " failed: " + (errors == 0 ? "the compiler broke off."
                 : errors == 1 ? "1 error." : errors + " errors."));
         return 1;
     }
 
-    private int told(List<Path> removed) {
+    private int report(List<Path> removed) {
         for (Path file : removed) {
             session.line("Removing " + workspace.name(file));
         }
@@ -325,7 +325,7 @@ public final class BuildVerb {
                 return pause;
             }
         } catch (NumberFormatException e) {
-            // Refused below, as a number out of range is.
+            // Rejected below.
         }
         throw new BuildException("--pause needs a number of milliseconds from 0 to " + LONGEST_PAUSE + ", not '" + text
                 + "'.");

@@ -26,10 +26,10 @@ import javax.tools.StandardLocation;
 import javax.tools.ToolProvider;
 
 /**
- * The JDK's own compiler. There is one for the whole program, kept from build to build because a warm one is many
- * times faster; it serves one build at a time.
+ * The JDK's compiler. One instance is kept for all builds, because a warm compiler is many times faster; it serves one
+ * build at a time.
  *
- * <p>A Java may lack the compiler's classes. Only Run may name those, and is not loaded before a compiler is at hand.
+ * <p>A Java may lack the compiler's classes. Only Run may refer to them; it is loaded only if there is a compiler.
  */
 final class Compiler {
     private static Compiler shared;
@@ -54,18 +54,18 @@ final class Compiler {
         return shared;
     }
 
-    /** The one of this Java, else one on the class path; null where there is none. */
+    /** The compiler of this Java, else one on the class path; null if there is none. */
     private static JavaCompiler find() {
         try {
             JavaCompiler compiler = ToolProvider.getSystemJavaCompiler();
             return compiler != null ? compiler : ServiceLoader.load(JavaCompiler.class).findFirst().orElse(null);
         } catch (NoClassDefFoundError e) {
-            // A Java without even the compiler's interface.
+            // This Java lacks even the compiler's interface.
             return null;
         }
     }
 
-    /** A run over some sources: each is announced with the word for what is done to it, and then waited for. */
+    /** A run that announces each source with `doing` and then pauses. */
     Run run(Workspace workspace, BuildSession session, String doing, long milliseconds) {
         return new Run(this, workspace, session, doing, milliseconds);
     }
@@ -108,7 +108,7 @@ final class Compiler {
             return errors;
         }
 
-        /** The class files begun so far. After a failure or a cancellation they are of no use. */
+        /** The class files begun so far; incomplete after a failure or a cancellation. */
         List<Path> written() {
             return written;
         }
@@ -165,7 +165,7 @@ final class Compiler {
             return workspace.name(owner.files.asPath(file));
         }
 
-        /** Notes which source each class file comes from. */
+        /** Records the source of each class file. */
         private final class Outputs extends ForwardingJavaFileManager<StandardJavaFileManager> {
             private final Path output;
 

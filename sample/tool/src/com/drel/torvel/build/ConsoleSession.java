@@ -2,7 +2,7 @@ package com.drel.torvel.build;
 
 import java.nio.file.Paths;
 
-/** A build in the current directory, with the program's own environment and output. */
+/** A build in the current directory, with the environment and output of this process. */
 final class ConsoleSession extends BuildSession {
     ConsoleSession() {
         super(Paths.get(""), System.getenv());

@@ -12,11 +12,11 @@ import java.util.ArrayList;
 import java.util.Collections;
 import java.util.List;
 
-/** Whole directory trees. Links are never followed. */
+/** Operations on directory trees. Links are never followed. */
 final class FileTree {
     private FileTree() {}
 
-    /** All files below a directory, in the order of their paths. */
+    /** All files below a directory, sorted by path. */
     static List<Path> files(Path directory) throws IOException {
         List<Path> files = new ArrayList<>();
         Files.walkFileTree(directory, new SimpleFileVisitor<Path>() {
@@ -30,7 +30,7 @@ final class FileTree {
         return files;
     }
 
-    /** Deletes a directory with all that is in it; gives the number of files. */
+    /** Deletes a directory tree; returns the number of files. */
     static int delete(Path directory) throws IOException {
         int[] count = new int[1];
         Files.walkFileTree(directory, new SimpleFileVisitor<Path>() {
@@ -53,7 +53,7 @@ final class FileTree {
         return count[0];
     }
 
-    /** Deletes a directory unless something is in it; false when something is. */
+    /** Deletes an empty directory; false if it is not empty. */
     static boolean deleteIfEmpty(Path directory) throws IOException {
         try {
             Files.delete(directory);

@@ -5,7 +5,7 @@ import java.io.PrintWriter;
 import java.nio.file.Files;
 import java.nio.file.Path;
 
-/** Writes what passes through it to a log file as well; a log that fails to be written does not fail the build. */
+/** Also writes the output to a log file; failed writes do not fail the build. */
 final class LogSession extends BuildSession implements AutoCloseable {
     private final BuildSession session;
     private final PrintWriter log;

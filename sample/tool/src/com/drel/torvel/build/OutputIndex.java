@@ -16,8 +16,8 @@ import java.util.TreeSet;
 import java.util.concurrent.locks.LockSupport;
 
 /**
- * What one configuration's output directory holds: for each compiled source its stamp, the sources it used and its
- * class files. Kept in the directory itself; a line that cannot be read only means that its source is compiled again.
+ * The index of a configuration's output directory, stored in it: for each compiled source its size and time, the
+ * sources it used and its class files. A source whose line cannot be read is compiled again.
  */
 final class OutputIndex {
     private static final String FILE_NAME = "index.txt";
@@ -47,7 +47,7 @@ final class OutputIndex {
     OutputIndex(Path directory) throws IOException {
         this.directory = directory;
         try {
-            byte[] text = patiently(() -> Files.readAllBytes(directory.resolve(FILE_NAME)));
+            byte[] text = withRetries(() -> Files.readAllBytes(directory.resolve(FILE_NAME)));
             for (String line : new String(text, "UTF-8").split("\n")) {
                 read(line);
             }
@@ -93,14 +93,14 @@ final class OutputIndex {
         Path fresh = Files.createTempFile(directory, "index", ".tmp");
         Files.write(fresh, text.toString().getBytes("UTF-8"));
         try {
-            patiently(() -> Files.move(fresh, directory.resolve(FILE_NAME), StandardCopyOption.ATOMIC_MOVE));
+            withRetries(() -> Files.move(fresh, directory.resolve(FILE_NAME), StandardCopyOption.ATOMIC_MOVE));
         } finally {
             Files.deleteIfExists(fresh);
         }
     }
 
-    /** Windows refuses a file in the moment in which another build reads or replaces it. */
-    private static <T> T patiently(Access<T> access) throws IOException {
+    /** Windows refuses access while another build reads or replaces the file. */
+    private static <T> T withRetries(Access<T> access) throws IOException {
         for (int attempt = 1;; attempt++) {
             try {
                 return access.run();
@@ -127,7 +127,7 @@ final class OutputIndex {
         return entries.get(source).classes;
     }
 
-    /** The sources that are to be compiled: the changed ones and all that use one of these. */
+    /** The sources to compile: the changed ones and all that use them. */
     Set<String> stale(SourceSet sources) {
         Map<String, Set<String>> uses = sources.uses();
         Set<String> stale = new LinkedHashSet<>();
@@ -164,7 +164,7 @@ final class OutputIndex {
         return false;
     }
 
-    /** Records a build of some sources, each with its class files. */
+    /** Records compiled sources with their class files. */
     void add(SourceSet sources, Set<String> compiled, Map<String, List<String>> classes) {
         Map<String, Set<String>> uses = sources.uses();
         lastBuild++;
@@ -175,14 +175,14 @@ final class OutputIndex {
         }
     }
 
-    /** Deletes class files that were written in vain. */
+    /** Deletes the class files of a failed build. */
     void discard(List<Path> files) throws IOException {
         for (Path file : files) {
             drop(file, new ArrayList<>());
         }
     }
 
-    /** Deletes a source's class files and forgets it; gives the paths of the files that were there. */
+    /** Removes a source and its class files; returns the files that existed. */
     List<Path> drop(String source) throws IOException {
         List<Path> dropped = new ArrayList<>();
         Entry entry = entries.remove(source);
@@ -194,7 +194,7 @@ final class OutputIndex {
         return dropped;
     }
 
-    /** Deletes the class files that no source owns (a build that was killed leaves such); gives their paths. */
+    /** Deletes class files without a source, as a killed build leaves them; returns them. */
     List<Path> dropOrphans() throws IOException {
         List<Path> dropped = new ArrayList<>();
         if (!Files.isDirectory(directory)) {
@@ -221,7 +221,7 @@ final class OutputIndex {
         removeEmptyDirectories(file.getParent());
     }
 
-    /** Removes a directory and those above it, up to the workspace's, as long as they are empty. */
+    /** Removes a directory and its parents below the workspace root, as long as they are empty. */
     private void removeEmptyDirectories(Path from) throws IOException {
         Path end = directory.getParent().getParent();
         for (Path place = from; !place.equals(end); place = place.getParent()) {

@@ -10,7 +10,7 @@ import java.util.HashSet;
 import java.util.List;
 import java.util.Set;
 
-/** One Java source, as it was when it was read: its stamp, what it imports and mentions, its top types. */
+/** A Java source at the time of reading: size and time, imports, identifiers and top-level types. */
 final class SourceFile {
     final Path path;
     final long size;
@@ -75,7 +75,7 @@ final class SourceFile {
         return text.substring(start, at);
     }
 
-    /** Goes to the next word outside comments and literals; false at the end of the text. */
+    /** Moves to the next word outside comments and literals; false at the end of the text. */
     private boolean skipToWord() {
         while (at < text.length()) {
             char c = text.charAt(at);

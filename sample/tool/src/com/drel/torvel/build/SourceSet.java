@@ -10,7 +10,7 @@ import java.util.Map;
 import java.util.Set;
 import java.util.TreeSet;
 
-/** The sources of some targets and of all that these import, imported targets first. */
+/** The sources of the targets and of all targets they import, imported ones first. */
 final class SourceSet {
     private final Workspace workspace;
     private final Map<String, SourceFile> files = new LinkedHashMap<>();
@@ -50,14 +50,14 @@ final class SourceSet {
         return files;
     }
 
-    /** For each target, those given and those imported, the targets that it imports. */
+    /** For each target, given or imported, the targets that it imports. */
     Map<String, Set<String>> imports() {
         return imports;
     }
 
     /**
-     * For each source the others that it may depend on. A source that mentions a name that another one declares
-     * counts as its user: sometimes too many, never too few.
+     * For each source the others that it may depend on: those that declare a name it contains. Sometimes too many,
+     * never too few.
      */
     Map<String, Set<String>> uses() {
         Map<String, Set<String>> declaring = new HashMap<>();

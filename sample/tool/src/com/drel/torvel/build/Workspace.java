@@ -12,8 +12,8 @@ import java.util.Comparator;
 import java.util.List;
 
 /**
- * The workspace's directories. A file or target is named by its path from the workspace root, always with "/"; a
- * target is a directory, and the packages in it are named after the directories from the root.
+ * Paths of the workspace. A file or target is named by its path from the workspace root, with "/"; a target is a
+ * directory, and its packages are named after the directories from the root.
  */
 final class Workspace {
     private final Path root;
@@ -25,7 +25,7 @@ final class Workspace {
         this.root = root;
     }
 
-    /** The path that a user named, from the workspace root, with either kind of separator. */
+    /** A path given by the user, relative to the workspace root, with either separator. */
     Path resolve(String text) throws BuildException {
         try {
             return root.resolve(text.replace('\\', '/')).normalize();
@@ -64,7 +64,7 @@ final class Workspace {
         return targets;
     }
 
-    /** Where a configuration's outputs lie below the directory of this name ("out", "export"). */
+    /** The directory of a configuration's outputs below `directory` ("out", "export"). */
     Path outputs(String directory, String configuration) throws BuildException {
         for (int i = 0; i < configuration.length(); i++) {
             char c = configuration.charAt(i);
@@ -78,7 +78,7 @@ final class Workspace {
         return root.resolve(directory).resolve(configuration);
     }
 
-    /** The Java sources below a target, in the order of their names, which ignores no letter case on any system. */
+    /** The Java sources below a target, sorted by name, case-sensitively on all systems. */
     List<Path> sources(Path target) throws IOException {
         List<Path> sources = new ArrayList<>();
         Files.walkFileTree(target, new SimpleFileVisitor<Path>() {
@@ -99,7 +99,7 @@ final class Workspace {
         return sources;
     }
 
-    /** The package directory that an import ("engine.World", "engine.*") takes from, or null for a library's. */
+    /** The directory of an imported package or class ("engine.*", "engine.World"); null for a library's. */
     Path packageOf(String imported) {
         String path = imported.replace('.', '/');
         if (path.endsWith("/*")) {
@@ -108,7 +108,7 @@ final class Workspace {
                 return root.resolve(path);
             }
         }
-        // A nested class or a static member names its source by one of its shorter beginnings.
+        // For a nested class or a static member, a shorter prefix names the source.
         while (!path.isEmpty()) {
             Path source = root.resolve(path + ".java");
             if (Files.isRegularFile(source)) {

@@ -1,6 +1,6 @@
 package com.drel.torvel.commands;
 
-/** Would show the figures that slaves collect. */
+/** Would show the metrics of the slaves. */
 public final class BrowseMetrics {
     private BrowseMetrics() {}
 

@@ -1,6 +1,6 @@
 package com.drel.torvel.commands;
 
-/** Would command a cache of outputs on another machine. */
+/** Would control an output cache on another machine. */
 public final class Cache {
     private Cache() {}
 

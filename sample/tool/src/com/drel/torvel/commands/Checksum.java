@@ -27,7 +27,7 @@ public final class Checksum {
                 sha.update(bytes, 0, count);
             }
         } catch (IOException e) {
-            // Java's text holds the file's name and the reason.
+            // The message has the file's name and the reason.
             Arguments.fail("Checksum: " + e.getMessage());
         }
         long sum = crc.getValue();

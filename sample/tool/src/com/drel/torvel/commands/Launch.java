@@ -20,7 +20,7 @@ public final class Launch {
     public static void main(String[] arguments) {
         String configuration = null;
         int command = 0;
-        // Only what stands before the command is an option; the rest is the program's own.
+        // Options precede the command; all arguments after it are the program's.
         while (command < arguments.length && arguments[command].startsWith("--")) {
             String option = arguments[command++];
             if (option.equals("--help")) {

@@ -2,7 +2,7 @@ package com.drel.torvel.commands;
 
 import com.drel.torvel.build.BuildVerb;
 
-/** Tells what the targets import. */
+/** Lists what the targets import. */
 public final class ListDependencies {
     private ListDependencies() {}
 

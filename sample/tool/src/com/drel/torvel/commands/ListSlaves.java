@@ -1,6 +1,6 @@
 package com.drel.torvel.commands;
 
-/** Would list the machines that share in builds. */
+/** Would list the slaves. */
 public final class ListSlaves {
     private ListSlaves() {}
 

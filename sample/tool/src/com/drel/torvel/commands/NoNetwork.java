@@ -2,7 +2,7 @@ package com.drel.torvel.commands;
 
 import com.drel.torvel.Arguments;
 
-/** Stands in for what needs other machines, of which a sample has none. */
+/** Replaces the commands that need other machines: prints their arguments. */
 public final class NoNetwork {
     private NoNetwork() {}
 

@@ -2,7 +2,7 @@ package com.drel.torvel.commands;
 
 import com.drel.torvel.build.BuildVerb;
 
-/** Compiles everything afresh. */
+/** Compiles everything again. */
 public final class Rebuild {
     private Rebuild() {}
 

@@ -1,6 +1,6 @@
 package com.drel.torvel.commands;
 
-/** Would send a message. */
+/** Would send an e-mail. */
 public final class SendEmail {
     private SendEmail() {}
 

@@ -1,6 +1,6 @@
 package com.drel.torvel.commands;
 
-/** Would tell what the slaves are doing. */
+/** Would show the status of the slaves. */
 public final class SlaveStatus {
     private SlaveStatus() {}
 

@@ -1,6 +1,6 @@
 package com.drel.torvel.commands;
 
-/** Would make this machine share in the builds of others. */
+/** Would start a slave on this machine. */
 public final class StartSlave {
     private StartSlave() {}
 

@@ -2,7 +2,7 @@ package com.drel.torvel.profile;
 
 import com.drel.torvel.commands.NoNetwork;
 
-/** Would measure how fast data goes to another machine and back. */
+/** Would measure the data rate to another machine. */
 public final class ProfileIO {
     private ProfileIO() {}
 

@@ -1,0 +1,15 @@
+# The checks of the sources, as tests. Ruff is not in Debian: without it, its check is skipped.
+function(add_check name command)
+  add_test(NAME ${name} COMMAND bash -c "set -o pipefail; ${command}" WORKING_DIRECTORY ${CMAKE_SOURCE_DIR})
+  set_tests_properties(${name} PROPERTIES LABELS style)
+endfunction()
+
+add_check(format "git ls-files '*.cpp' '*.h' | xargs clang-format --dry-run -Werror")
+add_check(rooms scripts/check-rooms)
+add_check(shell "git grep -lE '^(#!.*sh|# shellcheck shell=.*)$' | xargs shellcheck")
+find_program(RUFF ruff HINTS $ENV{XDG_CACHE_HOME}/torvel/ruff $ENV{HOME}/.cache/torvel/ruff NO_DEFAULT_PATH)
+add_check(python "'${RUFF}' check --no-cache .")
+if(NOT RUFF)
+  set_tests_properties(python PROPERTIES DISABLED ON)
+endif()
+add_check(tidy "run-clang-tidy -quiet -p '${CMAKE_BINARY_DIR}' '${CMAKE_SOURCE_DIR}/utilities/launch/(launcher|host)/'")

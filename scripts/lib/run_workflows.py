@@ -1,0 +1,65 @@
+"""Runs workflow presets of CMake, all or those named, and prints the total: "N passed, N failed[, N skipped]".
+
+CTest reports its tests to build/<preset>/results/ctest.xml. A test with a report beside that, <test>.xml, counts by the
+cases in it, and has failed when there are none.
+"""
+
+import collections
+import json
+import pathlib
+import shutil
+import subprocess
+import sys
+import xml.etree.ElementTree
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+
+
+def cases(report):
+    written = report.exists() and report.stat().st_size
+    return list(xml.etree.ElementTree.parse(report).iter("testcase")) if written else []
+
+
+def outcome_of_case(case):
+    if case.find("failure") is not None or case.find("error") is not None:
+        return "failed"
+    skipped = case.find("skipped") is not None or case.get("status") == "notrun"
+    return "skipped" if skipped else "passed"
+
+
+def outcomes(test, report):
+    # "notrun" is a test without its program or its fixture.
+    outcome = {"run": "passed", "disabled": "skipped"}.get(test.get("status"), "failed")
+    if not report.exists():
+        return [outcome]
+    own = [outcome_of_case(case) for case in cases(report)]
+    if own and (outcome == "passed" or "failed" in own):
+        return own
+    print(f"FAILED: {test.get('name')} ended before it had reported all its cases")
+    return [*own, "failed"]
+
+
+def run(preset):
+    results = ROOT / "build" / preset / "results"
+    shutil.rmtree(results, ignore_errors=True)
+    print(f"== {preset}", flush=True)
+    succeeded = subprocess.run(["cmake", "--workflow", "--preset", preset], cwd=ROOT, check=False).returncode == 0
+    total = collections.Counter()
+    for test in cases(results / "ctest.xml"):
+        total.update(outcomes(test, results / f"{test.get('name')}.xml"))
+    if not succeeded and not total["failed"]:  # what came before the tests
+        total["failed"] += 1
+    return total
+
+
+def main(chosen):
+    presets = [preset["name"] for preset in json.loads((ROOT / "CMakePresets.json").read_text())["workflowPresets"]]
+    if unknown := set(chosen) - set(presets):
+        sys.exit(f"scripts/test: no suite {' '.join(sorted(unknown))}; there are: {' '.join(presets)}")
+    total = sum((run(preset) for preset in chosen or presets), collections.Counter())
+    skipped = f", {total['skipped']} skipped" if total["skipped"] else ""
+    print(f"{total['passed']} passed, {total['failed']} failed{skipped}")
+    return 1 if total["failed"] or not total["passed"] else 0
+
+
+sys.exit(main(sys.argv[1:]))
