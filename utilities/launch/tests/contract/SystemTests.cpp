@@ -66,7 +66,7 @@ static int RunChild(char** argv) {
 }
 
 int main(int argc, char** argv) {
-  testing::InitGoogleTest(&argc, argv);
+  testing::InitGoogleTest(&argc, argv);  // removes its own options
   if (argc > 1) return RunChild(argv);
   g_Program = fs::absolute(argv[0]).lexically_normal().string();
   return RUN_ALL_TESTS();

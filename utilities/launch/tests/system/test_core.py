@@ -5,8 +5,6 @@ import re
 import pytest
 from harness import VERSION, failure, registry_text
 
-from harness import VERSION, failure
-
 OUTSIDE = failure("Unable to locate Torvel's path from current working directory")
 
 

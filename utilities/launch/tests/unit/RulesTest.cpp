@@ -56,30 +56,18 @@ TEST(SystemText, IsAddedWhereThereIsOne) {
   EXPECT_EQ(message, "failed");
 }
 
-TEST(Socket, KnowsItsStateAndTheErrorOfItsOwnFailures) {
+TEST(Socket, KeepsTheErrorOfItsOwnFailure) {
   const SocketStartup startup;
   Peer peer;
-  Socket socket;
-  for (const char* unread : {"", "y"}) {  // a close over unread bytes is a reset
-    EXPECT_TRUE(socket.Create(SOCK_STREAM, AF_INET, 0));
-    EXPECT_EQ(socket.Connect("localhost", peer.GetPort()), 0);
-    peer.Accept();
-    peer.Send("x");
-    socket.Send(unread, static_cast<int32_t>(strlen(unread)), 0);
-    char received = 0;
-    EXPECT_EQ(socket.Receive(&received, 1, 0), 1);
-    EXPECT_TRUE(socket.IsConnected());
-    peer.Close();
-    EXPECT_LE(socket.Receive(&received, 1, 0), 0);
-    EXPECT_FALSE(socket.IsConnected());
-    EXPECT_LE(socket.Receive(&received, 1, 0), 0);
-  }
   peer.StopListening();
-  EXPECT_TRUE(socket.Create(SOCK_STREAM, AF_INET, 0));
-  EXPECT_EQ(socket.Connect("127.0.0.1", peer.GetPort()), -1);
-  EXPECT_FALSE(socket.IsConnected());
-  EXPECT_EQ(socket.GetError(), static_cast<uint32_t>(WSAECONNREFUSED));
-  EXPECT_EQ(WSAGetLastError(), 0);
+  Socket socket;
+  for (const char* host : {"localhost", "127.0.0.1"}) {
+    EXPECT_TRUE(socket.Create(SOCK_STREAM, AF_INET, 0));
+    EXPECT_EQ(socket.Connect(host, peer.GetPort()), -1);
+    EXPECT_FALSE(socket.IsConnected());
+    EXPECT_EQ(socket.GetError(), static_cast<uint32_t>(WSAECONNREFUSED));
+    EXPECT_EQ(WSAGetLastError(), 0);
+  }
   socket.Close();
   EXPECT_EQ(WSAGetLastError(), 0);
   EXPECT_EQ(socket.Send("x", 1, 0), -1);
