@@ -1,6 +1,5 @@
 #include "platform/BufferedSocket.h"
 
-#include <algorithm>
 #include <utility>
 
 BufferedSocket::BufferedSocket(std::unique_ptr<Socket> socket) : m_Socket(std::move(socket)) {}
@@ -42,8 +41,12 @@ int32_t BufferedSocket::ReadAhead() {
     m_ReadAhead.reset(new char[kBufferSize]);
   }
   const int32_t received = m_Socket->Receive(m_ReadAhead.get(), kBufferSize, 0);
+  if (received < 0) {
+    Fail();
+    return received;
+  }
   m_Unread = m_ReadAhead.get();
-  m_UnreadEnd = m_Unread + std::max(received, 0);
+  m_UnreadEnd = m_Unread + received;
   return received;
 }
 
@@ -51,12 +54,16 @@ bool BufferedSocket::SendAll(const char* bytes, const char* end) {
   while (bytes != end) {
     const int32_t sent = m_Socket->Send(bytes, static_cast<int32_t>(end - bytes), 0);
     if (sent <= 0) {
-      m_HasFailed = true;
-      m_Free = m_FreeEnd = nullptr;
-      m_Unread = m_UnreadEnd = nullptr;
+      Fail();
       return false;
     }
     bytes += sent;
   }
   return true;
+}
+
+void BufferedSocket::Fail() {
+  m_HasFailed = true;
+  m_Free = m_FreeEnd = nullptr;
+  m_Unread = m_UnreadEnd = nullptr;
 }

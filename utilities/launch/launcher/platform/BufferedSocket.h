@@ -2,9 +2,9 @@
 // A stream socket with a send and a receive buffer, for callers that move single bytes.
 //
 // Buffered bytes are sent before a receive that waits, when the buffer is full, by Flush and by the
-// destructor. A failed send therefore shows in a later call; after it every call fails and unread
-// bytes are dropped. Buffers are allocated on first use. Nothing here prints or throws. One thread
-// at a time.
+// destructor, so a failed send shows in a later call. After a failed send or receive every call
+// fails, and unread bytes are dropped. Buffers are allocated on first use. Nothing here prints or
+// throws. One thread at a time.
 
 #include <algorithm>
 #include <cstddef>
@@ -58,6 +58,7 @@ class BufferedSocket {
   int32_t SendBeyondFree(const void* bytes, int32_t length);
   int32_t ReadAhead();
   bool SendAll(const char* bytes, const char* end);
+  void Fail();
 
   std::unique_ptr<Socket> m_Socket;
   std::unique_ptr<char[]> m_Gathered;

@@ -1,6 +1,6 @@
 // A `java` program without Java. It appends its arguments and its current directory to the file
-// FAKE_JAVA_LOG. FAKE_JAVA selects its behaviour: prints, sleeps=MS, exit=N, waits (until there is
-// a file "end" in the current directory).
+// FAKE_JAVA_LOG. FAKE_JAVA selects its behaviour: prints, sleeps=MS, exit=N, waits (for a
+// file "end" in the current directory, for ten minutes at most).
 #include <filesystem>
 
 #include "Fake.h"
@@ -11,7 +11,10 @@ int main(int argc, char** argv) {
   record("in " + std::filesystem::current_path().string());
   if (Scenario("FAKE_JAVA", "prints")) std::puts("fake java runs"), std::fflush(stdout);
   Pause(Scenario("FAKE_JAVA", "sleeps"));
-  while (Scenario("FAKE_JAVA", "waits") && !std::filesystem::exists("end")) Pause(1);
+  for (int i = 0; i < 60000 && Scenario("FAKE_JAVA", "waits"); ++i) {
+    if (std::filesystem::exists("end")) break;
+    Pause(10);
+  }
   record("done");
   return Scenario("FAKE_JAVA", "exit").value_or(0);
 }

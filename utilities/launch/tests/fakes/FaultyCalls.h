@@ -18,7 +18,6 @@
 struct Faults {
   char call[40] = "";
   int occurrence = 0, error = 0;
-  SOCKET broken = INVALID_SOCKET;
   std::map<std::string, int> counts;
   std::mutex mutex;
   std::ofstream log{getenv("FAULT_LOG"), std::ios::app};
@@ -39,18 +38,6 @@ struct Faults {
     if (fails) SetLastError(static_cast<DWORD>(error));
     return fails;
   }
-  // The same for a transfer; a connection that failed once fails for good, as after a reset.
-  bool FailsOn(SOCKET socket, const char* name) {
-    if (!Fails(name) && broken != socket) return false;
-    broken = socket;
-    SetLastError(static_cast<DWORD>(error));
-    return true;
-  }
-  // A new socket may have the value of one that was closed.
-  SOCKET Made(SOCKET socket) {
-    broken = broken == socket ? INVALID_SOCKET : broken;
-    return socket;
-  }
   static LSTATUS Error() { return Instance().error; }
   // A call, so that nobody wonders about a result that is not used.
   template <typename Result>
@@ -61,52 +48,8 @@ struct Faults {
 
 #define FAULTY(call, failure, ...) \
   (Faults::Instance().Fails(#call) ? Faults::Give(failure) : call(__VA_ARGS__))
-#define FAULTY_ON(call, socket, ...)                                           \
-  (Faults::Instance().FailsOn(socket, #call) ? Faults::Give(int{SOCKET_ERROR}) \
-                                             : call(socket, __VA_ARGS__))
+#include "FaultyCallsList.h"
 
-#define fopen(...) FAULTY(fopen, nullptr, __VA_ARGS__)
-#define _getcwd(...) FAULTY(_getcwd, nullptr, __VA_ARGS__)
-#define _chdir(...) FAULTY(_chdir, -1, __VA_ARGS__)
-#define _fullpath(...) FAULTY(_fullpath, nullptr, __VA_ARGS__)
-#define _write(...) FAULTY(_write, -1, __VA_ARGS__)
-#define CopyFileA(...) FAULTY(CopyFileA, FALSE, __VA_ARGS__)
-#define GetFileAttributesA(...) FAULTY(GetFileAttributesA, INVALID_FILE_ATTRIBUTES, __VA_ARGS__)
-#define SetFileAttributesA(...) FAULTY(SetFileAttributesA, FALSE, __VA_ARGS__)
-#define FormatMessageA(...) FAULTY(FormatMessageA, DWORD{0}, __VA_ARGS__)
-#define RegOpenKeyExA(...) FAULTY(RegOpenKeyExA, Faults::Error(), __VA_ARGS__)
-#define RegQueryValueExA(...) FAULTY(RegQueryValueExA, Faults::Error(), __VA_ARGS__)
-#define RegCloseKey(...) FAULTY(RegCloseKey, Faults::Error(), __VA_ARGS__)
-#define LoadLibraryA(...) FAULTY(LoadLibraryA, nullptr, __VA_ARGS__)
-#define GetProcAddress(...) FAULTY(GetProcAddress, nullptr, __VA_ARGS__)
-#define GetModuleFileNameA(...) FAULTY(GetModuleFileNameA, DWORD{0}, __VA_ARGS__)
-#define SetDllDirectoryA(...) FAULTY(SetDllDirectoryA, FALSE, __VA_ARGS__)
-#define SetThreadErrorMode(...) FAULTY(SetThreadErrorMode, FALSE, __VA_ARGS__)
-#define SearchPathA(...) FAULTY(SearchPathA, DWORD{0}, __VA_ARGS__)
-#define CreateProcessA(...) FAULTY(CreateProcessA, FALSE, __VA_ARGS__)
-#define GetExitCodeProcess(...) FAULTY(GetExitCodeProcess, FALSE, __VA_ARGS__)
-#define OpenProcess(...) FAULTY(OpenProcess, nullptr, __VA_ARGS__)
-#define TerminateProcess(...) FAULTY(TerminateProcess, FALSE, __VA_ARGS__)
-#define CreateThread(...) FAULTY(CreateThread, nullptr, __VA_ARGS__)
-#define WaitForSingleObject(...) FAULTY(WaitForSingleObject, WAIT_FAILED, __VA_ARGS__)
-#define CloseHandle(...) FAULTY(CloseHandle, FALSE, __VA_ARGS__)
-#define CreateToolhelp32Snapshot(...) \
-  FAULTY(CreateToolhelp32Snapshot, INVALID_HANDLE_VALUE, __VA_ARGS__)
-#define Process32First(...) FAULTY(Process32First, FALSE, __VA_ARGS__)
-#define Process32Next(...) FAULTY(Process32Next, FALSE, __VA_ARGS__)
-#define WSAStartup(...) FAULTY(WSAStartup, int{Faults::Error()}, __VA_ARGS__)
-#define WSACleanup() (Faults::Instance().Fails("WSACleanup") ? SOCKET_ERROR : WSACleanup())
-#define WSASocketA(...) Faults::Instance().Made(FAULTY(WSASocketA, INVALID_SOCKET, __VA_ARGS__))
-#define GetVersionExA(...) FAULTY(GetVersionExA, FALSE, __VA_ARGS__)
-#define setsockopt(...) FAULTY(setsockopt, SOCKET_ERROR, __VA_ARGS__)
-#define WSAIoctl(...) FAULTY(WSAIoctl, SOCKET_ERROR, __VA_ARGS__)
-#define WSAConnect(...) FAULTY(WSAConnect, SOCKET_ERROR, __VA_ARGS__)
-#define WSASend(socket, ...) FAULTY_ON(WSASend, socket, __VA_ARGS__)
-#define WSARecv(socket, ...) FAULTY_ON(WSARecv, socket, __VA_ARGS__)
-#define gethostbyname(...) FAULTY(gethostbyname, nullptr, __VA_ARGS__)
-#define inet_addr(...) FAULTY(inet_addr, INADDR_NONE, __VA_ARGS__)
-#define shutdown(...) FAULTY(shutdown, SOCKET_ERROR, __VA_ARGS__)
-#define closesocket(...) FAULTY(closesocket, SOCKET_ERROR, __VA_ARGS__)
 // Pauses are cut short: a sweep makes thousands of runs, and an update waits at least half a
 // second.
 #define Sleep(milliseconds) Sleep((milliseconds) / 500)

@@ -2,7 +2,6 @@
 exit code and a text that belong to the failure, and each file of an update is either old or new and whole."""
 import collections
 import dataclasses
-import pathlib
 import re
 import shutil
 import subprocess
@@ -129,8 +128,8 @@ def test_seam_covers_every_call(product):
         return set(re.findall(rf" {kind} (\w+)(?:\(|$)", listed, re.M))
 
     used = symbols("launcher/liblauncher.a", "U") & symbols("host/libhost_layer.a", "T")
-    seam = (pathlib.Path(__file__).parents[1] / "fakes/FaultyCalls.h").read_text()
-    covered = set(re.findall(r"^#define (\w+)\(", seam, re.M))
+    seam = product.build / "utilities/launch/tests/fakes/FaultyCallsList.h"
+    covered = set(re.findall(r"^#define (\w+)\(", seam.read_text(), re.M))
     assert {"CopyFileA", "WSARecv"} <= used and used - CANNOT_FAIL <= covered
 
 
