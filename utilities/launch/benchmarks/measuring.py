@@ -37,6 +37,7 @@ class Side(NamedTuple):
     directory: pathlib.Path | None = None
     environment: dict | None = None
     prepare: Callable = lambda: None
+    is_windows: bool = False
 
 
 class MissingPeer(Exception):
@@ -49,6 +50,10 @@ def environment(count, **more):
     for index in range(count - len(variables)):
         variables[f"VARIABLE_{index:05}"] = f"/opt/some/directory/number/{index:05}/of/many"
     return variables
+
+
+def windows_path(path):
+    return "Z:" + str(path).replace("/", "\\")
 
 
 def milliseconds(seconds):
@@ -147,36 +152,39 @@ class Measuring:
         return [client, "--nailgun-server", "127.0.0.1", "--nailgun-port", self.nailgun_port, "Lines", str(lines)]
 
     def under_wine(self, side):
-        """The same run of the Windows program, under a running Wine."""
-        wine = need("wine64")
-        if not (self.windows_build / "Torvel.exe").exists():
-            raise MissingPeer("mingw-w64 cannot be had")
+        """The same run with the program for Windows, without debug information as in the packages."""
+        wine, strip = need("wine64"), need("x86_64-w64-mingw32-strip")
+        folder = self.scratch / "windows"
         if self.wine is None:
-            prefix = self.scratch / "wine"
-            prefix.mkdir()
+            (prefix := folder / "wine").mkdir(parents=True)
             self.wine = {"WINEPREFIX": str(prefix), "WINEDEBUG": "-all", "WINEDLLOVERRIDES": "mscoree,mshtml="}
             run = {"env": os.environ | self.wine, "stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
             subprocess.run([wine, "wineboot", "-i"], check=True, **run)
-            # A running program keeps Wine's services alive.
+            # A program that stays keeps Wine's services running.
             idle = subprocess.Popen([wine, "cmd"], stdin=subprocess.PIPE, **run)
             self.stack.callback(subprocess.run, ["wineserver", "-k"], **run)
             self.stack.callback(idle.stdin.close)
         program, *arguments = side.command
-        program = self.windows_build / pathlib.Path(program).relative_to(self.build).with_suffix(".exe")
-        variables = (side.environment or environment(40)) | self.wine
-        return side._replace(command=[wine, program, *arguments], environment=variables)
+        built = pathlib.Path(program).relative_to(self.build).with_suffix(".exe")
+        subprocess.run([strip, "-o", folder / built.name, self.windows_build / built], check=True)
+        return side._replace(command=[windows_path(folder / built.name), *arguments], is_windows=True,
+                             environment=(side.environment or environment(40)) | self.wine)
 
     # -- measuring
 
     def measure(self, side, sink="pipe"):
         side.prepare()
-        output = subprocess.run([self.programs / "stopwatch", sink, *side.command], check=True, text=True,
-                                stdout=subprocess.PIPE, cwd=side.directory or self.workspace, timeout=300,
-                                env=environment(40) if side.environment is None else side.environment).stdout
-        nanoseconds, kibibytes, code, lines = map(int, output.split())
+        stopwatch = [self.programs / "stopwatch", sink]
+        if side.is_windows:  # whose parent is a program for Windows too
+            stopwatch = ["wine64", self.windows_build / "benchmarks/stopwatch.exe", windows_path(sink)]
+        with open(self.scratch / "measured", "w+") as measured:  # Wine's services would keep a pipe open
+            subprocess.run([*stopwatch, *side.command], check=True, stdout=measured, cwd=side.directory or self.workspace,
+                           timeout=300, env=environment(40) if side.environment is None else side.environment)
+            measured.seek(0)
+            nanoseconds, kibibytes, code, lines = map(int, measured.read().split())
         if sink not in ("pipe", "slow"):
             with open(sink, "rb") as file:
-                lines = sum(not line.startswith(b"Warning: Parent process unknown") for line in file)
+                lines = sum(1 for _ in file)
         return Run(nanoseconds / 1e9, kibibytes / 1024, code, lines)
 
     @staticmethod
@@ -229,7 +237,7 @@ class Measuring:
         own_time, peer_time = (statistics.median(run.seconds for run in runs) for runs in (owns, peers))
         ratio = statistics.median(a.seconds / b.seconds for a, b in zip(owns, peers))
         over = statistics.median(a.seconds - b.seconds for a, b in zip(owns, peers))
-        memory = " / ".join(f"{max(run.peak for run in runs):.1f}" for runs in (owns, peers))
+        memory = " / ".join(f"{max(run.peak for run in runs):.1f}" for runs in (owns, peers) if not own.is_windows)
         if failures:
             name += f" (went wrong in {len(failures)} more runs)"
         traced = f"{self.system_calls(own)} / {self.system_calls(peer)}" if calls else ""

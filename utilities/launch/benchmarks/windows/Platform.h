@@ -2,7 +2,6 @@
 #pragma once
 
 #include <winsock2.h>
-#include <fcntl.h>
 #include <io.h>
 
 using Size = int;  // the type of a length to send or write
@@ -12,5 +11,4 @@ constexpr int kSendFlags = 0;
 inline void StartSockets() {
   WSADATA data;
   WSAStartup(MAKEWORD(2, 2), &data);
-  _setmode(1, _O_BINARY);
 }
