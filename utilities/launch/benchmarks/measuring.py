@@ -178,8 +178,8 @@ class Measuring:
         if side.is_windows:  # whose parent is a program for Windows too
             stopwatch = ["wine64", self.windows_build / "benchmarks/stopwatch.exe", windows_path(sink)]
         with open(self.scratch / "measured", "w+") as measured:  # Wine's services would keep a pipe open
-            subprocess.run([*stopwatch, *side.command], check=True, stdout=measured, cwd=side.directory or self.workspace,
-                           timeout=300, env=environment(40) if side.environment is None else side.environment)
+            subprocess.run([*stopwatch, *side.command], check=True, stdout=measured, timeout=300,
+                           cwd=side.directory or self.workspace, env=side.environment or environment(40))
             measured.seek(0)
             nanoseconds, kibibytes, code, lines = map(int, measured.read().split())
         if sink not in ("pipe", "slow"):

@@ -21,14 +21,14 @@ int32_t BufferedSocket::SendBeyondFree(const void* bytes, int32_t length) {
   if (!Flush()) {
     return -1;
   }
-  if (length >= kBufferSize) {
+  if (length >= kGatheredSize) {
     const char* begin = static_cast<const char*>(bytes);
     return SendAll(begin, begin + length) ? length : -1;
   }
   if (m_Gathered == nullptr) {
-    m_Gathered.reset(new char[kBufferSize]);
+    m_Gathered.reset(new char[kGatheredSize]);
     m_Free = m_Gathered.get();
-    m_FreeEnd = m_Free + kBufferSize;
+    m_FreeEnd = m_Free + kGatheredSize;
   }
   return Send(bytes, length);
 }
@@ -38,9 +38,9 @@ int32_t BufferedSocket::ReadAhead() {
     return -1;
   }
   if (m_ReadAhead == nullptr) {
-    m_ReadAhead.reset(new char[kBufferSize]);
+    m_ReadAhead.reset(new char[kReadAheadSize]);
   }
-  const int32_t received = m_Socket->Receive(m_ReadAhead.get(), kBufferSize, 0);
+  const int32_t received = m_Socket->Receive(m_ReadAhead.get(), kReadAheadSize, 0);
   if (received < 0) {
     Fail();
     return received;

@@ -53,7 +53,9 @@ class BufferedSocket {
   bool Flush();
 
  private:
-  static constexpr int32_t kBufferSize = 32768;
+  static constexpr int32_t kGatheredSize = 32768;
+  // With half of it, a long relay waits twice as often.
+  static constexpr int32_t kReadAheadSize = 65536;
 
   int32_t SendBeyondFree(const void* bytes, int32_t length);
   int32_t ReadAhead();
