@@ -40,7 +40,7 @@ std::vector<std::string> Environment(bool isEach) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  StartSockets();
+  StartPlatform();
   const Connection connection = ::socket(AF_INET, SOCK_STREAM, 0);
   const sockaddr_in address = LoopbackAddress(kAssistantPort);
   const int on = 1;

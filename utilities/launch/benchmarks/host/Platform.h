@@ -11,4 +11,4 @@
 using Size = std::size_t;  // the type of a length to send or write
 constexpr int kSendFlags = MSG_NOSIGNAL;
 
-inline void StartSockets() {}
+inline void StartPlatform() {}
