@@ -7,7 +7,9 @@
 
 #include "CommandLineParameters.h"
 #include "Peer.h"
+#include "assistant/AssistantConnection.h"
 #include "assistant/AssistantWire.h"
+#include "assistant/BuildCommands.h"
 #include "assistant/PropertyMap.h"
 #include "java/WorkspaceSearch.h"
 #include "platform/BufferedSocket.h"
@@ -105,6 +107,9 @@ class BufferedSockets : public testing::Test {
   std::unique_ptr<BufferedSocket> m_Socket;
 };
 
+class AssistantWires : public BufferedSockets {};
+class AssistedCommand : public BufferedSockets {};
+
 }  // namespace
 
 TEST_F(BufferedSockets, KeepTheOrderOfBytesBothWays) {
@@ -154,12 +159,8 @@ TEST(Watcher, DoesNotWatchAParentThatHasEnded) {
   CloseHandle(child.hProcess);
 }
 
-TEST(AssistantWire, SendsAnyCodePointOfFourBytes) {
-  const SocketStartup startup;
-  Peer peer;
-  auto socket = std::make_unique<Socket>("127.0.0.1", peer.GetPort(), SOCK_STREAM, AF_INET, 0);
-  peer.Accept();
-  AssistantWire wire(std::move(socket));
+TEST_F(AssistantWires, SendAnyCodePointOfFourBytes) {
+  AssistantWire wire(Join());
   const std::pair<int, std::string> rows[] = {{0x7F, "\x7F"},
                                               {0x80, "\xC2\x80"},
                                               {0x7FF, "\xDF\xBF"},
@@ -175,7 +176,7 @@ TEST(AssistantWire, SendsAnyCodePointOfFourBytes) {
   EXPECT_FALSE(wire.SendChar(0x200000));
   EXPECT_FALSE(wire.SendChar(-1));
   EXPECT_TRUE(wire.Flush());
-  EXPECT_EQ(peer.Receive(expected.size()), expected);
+  EXPECT_EQ(m_Peer.Receive(expected.size()), expected);
 }
 
 TEST(PropertyMap, ParsesAndFormats) {
@@ -219,4 +220,19 @@ TEST(PropertyMap, ParsesWhatItFormats) {
     EXPECT_EQ(copy.GetProperty(name), value) << map.Format();
     EXPECT_EQ(copy.Format(), map.Format());
   }
+}
+
+TEST_F(AssistedCommand, ThatCannotBeSentOpensNoKeepAlive) {
+  const char* arguments[] = {"Torvel", "Build", "--debug"};
+  Singleton<CommandLineParameters>::GetInstance().Parse(3, arguments);
+  std::unique_ptr<Socket> socket = Join();
+  m_Peer.Reset();
+  char none = 0;
+  EXPECT_LE(socket->Receive(&none, 1, 0), 0);  // waits for the reset
+  AssistantConnection assistant(std::move(socket));
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(RunAssistedCommand(assistant), 666);
+  EXPECT_THAT(testing::internal::GetCapturedStdout(),
+              testing::AllOf(testing::HasSubstr("Send 'Build'"),
+                             testing::Not(testing::HasSubstr("KeepAlive"))));
 }
