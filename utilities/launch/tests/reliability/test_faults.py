@@ -64,7 +64,7 @@ CODE_PATHS = {
 
 
 @pytest.mark.parametrize("name", CODE_PATHS)
-def test_each_call_fails_once(workspace, product, registry, tmp_path, monkeypatch, assistant, scale, name):
+def test_each_call_fails_once(workspace, product, registry, tmp_path, monkeypatch, assistant, name):
     path, log, target = CODE_PATHS[name], tmp_path / "calls", tmp_path / "target"
     monkeypatch.setattr(product, "program", product.fakes / "Torvel_faults")
     workspace.add_update_set()
@@ -95,12 +95,8 @@ def test_each_call_fails_once(workspace, product, registry, tmp_path, monkeypatc
     assert undisturbed.code == path.code, undisturbed
     counts = collections.Counter(call for call in calls if not path.assistant or call not in WATCHER)
 
-    def is_tried(call, n):
-        """Of a call that is made for every byte, the short form takes the first, some, and the last."""
-        return n <= 25 or n % scale(20, 1) == 0 or n > counts[call] - 5
-
     faults = [(call, n, error) for call in sorted(counts) for n in range(1, counts[call] + 1)
-              if is_tried(call, n) for error in ERRORS[call]]
+              for error in ERRORS[call]]
     codes = set()
     for call, n, error in faults:
         result, made = run(call, n, error)
@@ -227,9 +223,9 @@ def test_line_longer_than_memory(workspace, assistant, behind):
     assert result.out.endswith("** Exception **\nReturn code: 666\nAssistant KeepAlive closed")
 
 
-def test_every_line_arrives(workspace, assistant, behind, scale):
+def test_every_line_arrives(workspace, assistant, behind):
     """With less memory than the output has bytes."""
-    lines = [f"line {i} " + "x" * (i % 9973) for i in range(scale(20_000, 100_000))]
+    lines = [f"line {i} " + "x" * (i % 9973) for i in range(20_000)]
     assistant.answer(*("! "[i % 7 > 0] + line for i, line in enumerate(lines)))
     behind('ulimit -v 60000; exec "$@"')
     result = workspace.run("Build", "T")
