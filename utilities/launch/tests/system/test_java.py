@@ -19,7 +19,7 @@ def options(separator, user=USUAL):
 
 def created(product, user=USUAL):
     given = [*(f"option {text}" for text in options(product.path_list, user)), "option exit with a hook"]
-    return ["defaults 00010004", f"create 00010004 {len(given)} options", *given]
+    return ["defaults 1.4", f"create 1.4 {len(given)} options", *given]
 
 
 FINDS_CLASS = [f"FindClass {CLASS}"]
