@@ -222,12 +222,10 @@ def public(version, key=None, **values):
 DISCOVERY = {
     "nothing registered": ({}, [], [*NO_KEY, "No JRE version key found"], False),
     "client before server": (OWN, [CLIENT, SERVER], [LOOKING, FOUND + CLIENT, LOADED + CLIENT], True),
-    "server alone": (OWN, [SERVER], [LOOKING, FOUND + SERVER, LOADED + SERVER], True),
     "own broken, public not tried": (
         OWN | public("9", "9", RuntimeLib="@pub\\jvm.dll"), [CLIENT + "!", "pub\\jvm.dll"],
         [LOOKING, FOUND + CLIENT], False),
     "version missing": ({JAVASOFT: {}}, [], [*NO_KEY, NO_VERSION], False),
-    "version of another type": (public(EXPAND), [], [*NO_KEY, NO_VERSION], False),
     "client broken": (OWN, [CLIENT + "!", SERVER], [LOOKING, FOUND + CLIENT, LOADED + SERVER], True),
     "own is empty, public 1.10 is key 1.1": (
         OWN | public("1.10", "1.1", RuntimeLib="@pub\\jvm.dll"), ["pub\\jvm.dll"],
