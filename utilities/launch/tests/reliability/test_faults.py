@@ -7,7 +7,7 @@ import shutil
 import subprocess
 
 import pytest
-from harness import MISMATCH, TARGETS, UPDATE_SET, VERSION, failure
+from harness import MISMATCH, TARGETS, UPDATE_SET, failure
 from scripted_assistant import number
 
 JAVASOFT = "JavaSoft\\Java Runtime Environment"
@@ -54,9 +54,6 @@ CODE_PATHS = {
     "child": CodePath(
         args=["Checksum", "--debug"], code=FALLBACK,
         others={FAILED: WORKSPACE_SEARCH | CHILD, WATCHED: {"WaitForSingleObject"}}),
-    "assisted build": CodePath(
-        args=["Build", "T"], code=BUILT, assistant=VERSION,
-        others={FAILED: WORKSPACE_SEARCH, FALLBACK: CONNECTION, LOST: TRANSFER}),
     "update": CodePath(
         args=["Build", "T"], code=BUILT, assistant="2.8.9",
         others={FAILED: WORKSPACE_SEARCH | COPY, FALLBACK: CONNECTION | {"WSASend"}, LOST: TRANSFER}),
@@ -110,8 +107,6 @@ def test_each_call_fails_once(workspace, product, registry, tmp_path, monkeypatc
             assert f"Warning: {WARNINGS[call]}, cannot terminate on its exit\n" in result.out, what
         if path.assistant and result.code == FALLBACK:
             assert made.index("WSACleanup") < made.index("LoadLibraryA"), what
-        if call == "WSASend" and name == "assisted build":  # after it neither a parameter nor the keep-alive
-            assert made.count("WSAConnect") == 1, what
         assert {file.name: file.read_text() for file in target.iterdir()} in valid_states, what
     assert set(path.others) - {WATCHED} <= codes
     print(f"faults: {name}: {len(faults)} points, {len(counts)} different calls, codes {sorted(codes)}")
@@ -132,40 +127,30 @@ def test_seam_covers_every_call(product):
 STRACE = "strace -f -qq -o /dev/null"
 
 
-@dataclasses.dataclass
-class RefusedUpdate:
-    command: str  # runs the launcher, "$@"
-    failing: int  # the index of the file that cannot be copied
-    error: int
-    text: str
-
-
+# A shell command that runs the launcher, "$@"; the index of the file that cannot be copied; the error and its text.
 REFUSED_UPDATES = {
-    "rename refused": RefusedUpdate(
-        STRACE + ' -e inject=/^rename:error=EACCES:when=3 "$@"', 2, 5, "Access is denied."),
-    "file too large": RefusedUpdate(
-        'trap "" XFSZ; ulimit -f 400; "$@"', 4, 223,
-        "The file size exceeds the limit allowed and cannot be saved."),
-    "disk full": RefusedUpdate(
-        STRACE + ' -e inject=sendfile:error=ENOSPC:when=8 "$@"', 3, 112, "There is not enough space on the disk."),
+    "rename refused": (STRACE + ' -e inject=/^rename:error=EACCES:when=3 "$@"', 2, 5, "Access is denied."),
+    "file too large": ('trap "" XFSZ; ulimit -f 400; "$@"', 4, 223,
+                       "The file size exceeds the limit allowed and cannot be saved."),
+    "disk full": (STRACE + ' -e inject=sendfile:error=ENOSPC:when=8 "$@"', 3, 112,
+                  "There is not enough space on the disk."),
 }
 
 
-@pytest.mark.parametrize("name", REFUSED_UPDATES)
-def test_update_refused(workspace, assistant, behind, tmp_path, name):
+@pytest.mark.parametrize("command, failing, error, reason", REFUSED_UPDATES.values(), ids=REFUSED_UPDATES)
+def test_update_refused(workspace, assistant, behind, tmp_path, command, failing, error, reason):
     """The update fails as a launch, and the Assistant is not restarted."""
-    row, target = REFUSED_UPDATES[name], tmp_path / "target"
-    target.mkdir()
+    (target := tmp_path / "target").mkdir()
     expected = {}
     for file, source, size in zip(TARGETS, UPDATE_SET, (3000, 20_000, 12_000, 15_000, 35_000)):
         (workspace.root / "bin" / source).write_text(new := f"new {file} " * size)
         (target / file).write_text("old")
-        expected[file] = new if len(expected) < row.failing else "old"
+        expected[file] = new if len(expected) < failing else "old"
     assistant.version, assistant.directory = "2.8.9", target
-    behind(row.command)
+    behind(command)
     result = workspace.run("Build", "T")
-    copy = f"bin/{UPDATE_SET[row.failing]} to {target}/{TARGETS[row.failing]}".replace("/", "\\")
-    told = failure(f"CopyFile returned error code {row.error} when copying {copy}: {row.text}\r\n")
+    copy = f"bin/{UPDATE_SET[failing]} to {target}/{TARGETS[failing]}".replace("/", "\\")
+    told = failure(f"CopyFile returned error code {error} when copying {copy}: {reason}\r\n")
     assert (result.code, result.out) == (FAILED, MISMATCH + told)
     assert all(line.startswith("strace: ") for line in result.err.splitlines())
     assert {file.name: file.read_text() for file in target.iterdir()} == expected
