@@ -3,12 +3,8 @@
 
 #include "Support.h"
 
-namespace {
-
 class Process : public InScratch {};
 class Library : public InScratch {};
-
-}  // namespace
 
 TEST_F(Process, HasAnExitCodeOnceTheWaitEnds) {
   static char scenario[] = "FAKE_JAVA=waits,exit=7";  // for a file "end"
