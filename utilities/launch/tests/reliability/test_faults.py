@@ -1,7 +1,6 @@
 """Failing system calls, full disks and unusual environments. Whatever fails, the launcher ends by itself, with an
 exit code and a text that belong to the failure, and each file of an update is either old or new and whole."""
 import collections
-import dataclasses
 import re
 import shutil
 import subprocess
@@ -39,30 +38,22 @@ COPY = {"CopyFileA", "GetFileAttributesA", "SetFileAttributesA"}
 FAILED, WATCHED, LOST, JAVA, FALLBACK, BUILT = 255, 1, 154, 7, 77, 5  # exit codes
 
 
-@dataclasses.dataclass
-class CodePath:
-    args: list
-    code: int  # when no call fails
-    others: dict  # other exit codes, each with the calls whose failure may give it
-    assistant: str = ""  # its version
-
-
+# Arguments, the Assistant's version, the exit code when no call fails, and other exit codes, each with the calls
+# whose failure may give it.
 CODE_PATHS = {
-    "java": CodePath(
-        args=["Checksum"], code=JAVA,
-        others={FAILED: WORKSPACE_SEARCH, FALLBACK: LIBRARY, WATCHED: {"WaitForSingleObject"}}),
-    "child": CodePath(
-        args=["Checksum", "--debug"], code=FALLBACK,
-        others={FAILED: WORKSPACE_SEARCH | CHILD, WATCHED: {"WaitForSingleObject"}}),
-    "update": CodePath(
-        args=["Build", "T"], code=BUILT, assistant="2.8.9",
-        others={FAILED: WORKSPACE_SEARCH | COPY, FALLBACK: CONNECTION | {"WSASend"}, LOST: TRANSFER}),
+    "java": (["Checksum"], "", JAVA, {
+        FAILED: WORKSPACE_SEARCH, FALLBACK: LIBRARY, WATCHED: {"WaitForSingleObject"}}),
+    "child": (["Checksum", "--debug"], "", FALLBACK, {
+        FAILED: WORKSPACE_SEARCH | CHILD, WATCHED: {"WaitForSingleObject"}}),
+    "update": (["Build", "T"], "2.8.9", BUILT, {
+        FAILED: WORKSPACE_SEARCH | COPY, FALLBACK: CONNECTION | {"WSASend"}, LOST: TRANSFER}),
 }
 
 
-@pytest.mark.parametrize("name", CODE_PATHS)
-def test_each_call_fails_once(workspace, product, registry, tmp_path, monkeypatch, assistant, name):
-    path, log, target = CODE_PATHS[name], tmp_path / "calls", tmp_path / "target"
+@pytest.mark.parametrize("args, version, usual, others", CODE_PATHS.values(), ids=CODE_PATHS)
+def test_each_call_fails_once(workspace, product, registry, tmp_path, monkeypatch, assistant,
+                              args, version, usual, others):
+    log, target = tmp_path / "calls", tmp_path / "target"
     monkeypatch.setattr(product, "program", product.fakes / "Torvel_faults")
     workspace.add_update_set()
     for library in ("JRE/bin/server/jvm.dll", "jvm.dll"):  # two registered runtimes
@@ -74,7 +65,7 @@ def test_each_call_fails_once(workspace, product, registry, tmp_path, monkeypatc
     valid_states = [dict(zip(TARGETS, new[:copied] + old[copied:])) for copied in range(len(TARGETS) + 1)]
 
     def run(call="", n=0, error=0):
-        assistant.directory, assistant.version = target, path.assistant
+        assistant.directory, assistant.version = target, version
         log.unlink(missing_ok=True)
         shutil.rmtree(target, ignore_errors=True)
         target.mkdir()
@@ -82,15 +73,15 @@ def test_each_call_fails_once(workspace, product, registry, tmp_path, monkeypatc
             (target / file).write_text(content)
         (target / "swt-win64.jar").chmod(0o444)
         milliseconds = 0 if call and call not in WATCHER else 500
-        result = workspace.run(*path.args, env={
+        result = workspace.run(*args, env={
             "FAULT": f"{call}:{n}:{error}", "FAULT_LOG": str(log),
             "FAKE_JAVA": f"sleeps={milliseconds},exit={FALLBACK}",
-            "FAKE_JVM": f"sleeps={milliseconds},exit={JAVA}" if path.code == JAVA else "create=-1"})
+            "FAKE_JVM": f"sleeps={milliseconds},exit={JAVA}" if usual == JAVA else "create=-1"})
         return result, log.read_text().splitlines()
 
     undisturbed, calls = run()
-    assert undisturbed.code == path.code, undisturbed
-    counts = collections.Counter(call for call in calls if not path.assistant or call not in WATCHER)
+    assert undisturbed.code == usual, undisturbed
+    counts = collections.Counter(call for call in calls if not version or call not in WATCHER)
 
     faults = [(call, n, error) for call in sorted(counts) for n in range(1, counts[call] + 1)
               for error in ERRORS[call]]
@@ -100,16 +91,16 @@ def test_each_call_fails_once(workspace, product, registry, tmp_path, monkeypatc
         what = f"{call} {n} fails with {error}: {result}"
         codes.add(result.code)
         assert f"{call} failed" in made, what
-        assert result.code == path.code or call in path.others.get(result.code, ()), what
+        assert result.code == usual or call in others.get(result.code, ()), what
         if call != "_write":
             assert (result.code == FAILED) == bool(re.search(EXPLAINED, result.out)), what
         if call in WARNINGS:
             assert f"Warning: {WARNINGS[call]}, cannot terminate on its exit\n" in result.out, what
-        if path.assistant and result.code == FALLBACK:
+        if version and result.code == FALLBACK:
             assert made.index("WSACleanup") < made.index("LoadLibraryA"), what
         assert {file.name: file.read_text() for file in target.iterdir()} in valid_states, what
-    assert set(path.others) - {WATCHED} <= codes
-    print(f"faults: {name}: {len(faults)} points, {len(counts)} different calls, codes {sorted(codes)}")
+    assert set(others) - {WATCHED} <= codes
+    print(f"faults: {args}: {len(faults)} points, {len(counts)} different calls, codes {sorted(codes)}")
 
 
 def test_seam_covers_every_call(product):

@@ -13,13 +13,6 @@ PLACES = {"socket": "Keep-alive Connected", "child": "Found java @", "java": "Ca
 @pytest.mark.parametrize("where", PLACES)
 def test_parent_killed(workspace, product, assistant, where):
     watched = threading.Event()
-
-    def fail_to_restart(connection):
-        connection.status(f"cwd={product.path(workspace.tools)}|version=2.8.9")
-        watched.wait(LIMIT)
-        assistant.stop_listening()
-        connection.close()
-
     if where == "socket":
         assistant.scripts.append(lambda c: (c.status(), c.read_request()))
     elif where == "child":
@@ -29,7 +22,9 @@ def test_parent_killed(workspace, product, assistant, where):
     else:  # on Windows no thread starts while the lock is held, so an Assistant keeps the launcher from it
         workspace.use_jvm("load-sleeps=600000")
         workspace.add_update_set()
-        assistant.scripts.append(fail_to_restart)
+        older = f"cwd={product.path(workspace.tools)}|version=2.8.9"
+        assistant.scripts.append(
+            lambda c: (c.status(older), watched.wait(LIMIT), assistant.stop_listening(), c.close()))
     options = ["--assistant=false"] if where in ("child", "java") else []
     run = workspace.start("Build", "T", "--debug", *options, own_parent=True)
     if product.windows:
