@@ -218,12 +218,9 @@ def test_target_in_use(workspace, product, assistant):
 def test_versions_that_differ(workspace, product, assistant):
     """Without a directory in the status the copies go to the top of the drive."""
     last_counts = f"version={ESCAPED}|version=2.8.9"
-    for version in (f"version={VERSION} ", f"Version={VERSION}", "", last_counts, "cwd=/none"):
+    for version in (f"version={VERSION} ", f"Version={VERSION}", "", last_counts):
         assistant.scripts.append(lambda c: c.status(version))
         expected = copy_failure(product, 2, UPDATE_SET[0], "/TorvelAssistant.exe")
-        if "cwd" in version:
-            workspace.add_update_set()
-            expected = copy_failure(product, 3, UPDATE_SET[0], "/none/TorvelAssistant.exe")
         assert workspace.run("Build") == expected, version
 
 
