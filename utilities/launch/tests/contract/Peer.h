@@ -1,7 +1,6 @@
 #pragma once
 // Sockets under test, and the far side of their connections.
 
-#include <algorithm>
 #include <utility>
 
 #include "Platform.h"
@@ -42,13 +41,12 @@ class Peer {
   }
   // Fewer bytes at the end of the stream.
   std::string Receive(std::size_t length) const {
-    std::string text;
-    char piece[4096];
+    std::string text, piece(length, '\0');
     while (text.size() < length) {
-      const auto size = static_cast<PeerLength>(std::min(sizeof piece, length - text.size()));
-      const auto got = ::recv(m_Connection, piece, size, 0);
+      const auto size = static_cast<PeerLength>(length - text.size());
+      const auto got = ::recv(m_Connection, piece.data(), size, 0);
       if (got <= 0) break;
-      text.append(piece, static_cast<std::size_t>(got));
+      text.append(piece, 0, static_cast<std::size_t>(got));
     }
     return text;
   }
@@ -80,8 +78,8 @@ class Sockets : public testing::Test {
     closesocket(m_Socket);
     EXPECT_EQ(WSACleanup(), 0);
   }
-  static SOCKET Create(int family = AF_INET, int type = SOCK_STREAM) {
-    return WSASocketA(family, type, 0, nullptr, 0, WSA_FLAG_OVERLAPPED);
+  static SOCKET Create() {
+    return WSASocketA(AF_INET, SOCK_STREAM, 0, nullptr, 0, WSA_FLAG_OVERLAPPED);
   }
   // A new socket, connected to the peer.
   void Join(Peer& peer) {
@@ -89,28 +87,19 @@ class Sockets : public testing::Test {
     ASSERT_EQ(peer.Join(m_Socket), 0) << WSAGetLastError();
   }
   // The count of bytes moved, -1 on an error.
-  int Send(std::string text, DWORD buffers = 1, DWORD flags = 0) {
+  int Send(std::string text) {
     WSABUF buffer = {static_cast<DWORD>(text.size()), text.data()};
     DWORD sent = 0;
-    const int result = WSASend(m_Socket, &buffer, buffers, &sent, flags, nullptr, nullptr);
+    const int result = WSASend(m_Socket, &buffer, 1, &sent, 0, nullptr, nullptr);
     return result == 0 ? static_cast<int>(sent) : -1;
   }
-  int Receive(std::string& bytes, DWORD buffers = 1, DWORD flags = 0) {
-    WSABUF buffer = {static_cast<DWORD>(bytes.size()), bytes.data()};
-    DWORD got = 0;
-    const int result = WSARecv(m_Socket, &buffer, buffers, &got, &flags, nullptr, nullptr);
+  int Receive() {
+    WSABUF buffer = {static_cast<DWORD>(m_Bytes.size()), m_Bytes.data()};
+    DWORD got = 0, flags = 0;
+    const int result = WSARecv(m_Socket, &buffer, 1, &got, &flags, nullptr, nullptr);
     return result == 0 ? static_cast<int>(got) : -1;
-  }
-  // In calls of at most so many bytes; fewer at the end of the stream or on an error.
-  std::string ReceiveText(std::size_t length, std::size_t piece = 1) {
-    std::string text, bytes(piece, '\0');
-    for (int got = 1; got > 0 && text.size() < length;) {
-      got = Receive(bytes);
-      text.append(bytes, 0, got > 0 ? static_cast<std::size_t>(got) : 0);
-    }
-    return text;
   }
 
   SOCKET m_Socket = INVALID_SOCKET;
-  std::string m_Byte = "?";
+  std::string m_Bytes = "what Receive receives";
 };

@@ -3,18 +3,14 @@
 
 #include "Support.h"
 
-namespace {
-
-std::string g_Program;
-
 class Process : public InScratch {};
 class Library : public InScratch {};
 
-}  // namespace
-
 TEST_F(Process, HasAnExitCodeOnceTheWaitEnds) {
+  static char scenario[] = "FAKE_JAVA=waits,exit=7";  // for a file "end"
   PROCESS_INFORMATION child = {};
-  ASSERT_TRUE(Start(g_Program, "contract_tests --exit 7 end", child));
+  putenv(scenario);
+  ASSERT_TRUE(Start(FAKE_JAVA, "java", child));
   EXPECT_EQ(WaitForSingleObject(child.hProcess, 0), DWORD{WAIT_TIMEOUT});
   constexpr DWORD kRights = SYNCHRONIZE | PROCESS_QUERY_INFORMATION;
   const HANDLE opened = OpenProcess(kRights, FALSE, child.dwProcessId);
@@ -30,7 +26,6 @@ TEST_F(Process, HasAnExitCodeOnceTheWaitEnds) {
     EXPECT_EQ(WaitForSingleObject(handle, 0), DWORD{WAIT_FAILED});
   }
   EXPECT_EQ(OpenProcess(kRights, FALSE, 0x7FFFFFF0), nullptr);
-  EXPECT_EQ(RunProgram(g_Program, "contract_tests --terminate 9"), 9u);
 }
 
 TEST_F(Process, FailsToStartWithAnErrorCode) {
@@ -51,23 +46,4 @@ TEST_F(Library, LoadsByPathAndFindsFunctionsByName) {
   EXPECT_EQ(GetModuleFileNameA(library, path, length), length);  // too small by one
   WriteText("garbage.dll", "no library");
   EXPECT_EQ(LoadLibraryA(".\\garbage.dll"), nullptr);
-}
-
-// The child: `--exit CODE FILE` exits once the file exists; `--terminate CODE` terminates itself.
-static int RunChild(char** argv) {
-  const int code = std::atoi(argv[2]);
-  if (argv[1] == std::string("--exit")) {
-    while (!fs::exists(argv[3])) Sleep(1);
-    return code;
-  }
-  std::atexit([] { std::abort(); });
-  TerminateProcess(GetCurrentProcess(), static_cast<unsigned>(code));
-  return 1;
-}
-
-int main(int argc, char** argv) {
-  testing::InitGoogleTest(&argc, argv);  // removes its own options
-  if (argc > 1) return RunChild(argv);
-  g_Program = fs::absolute(argv[0]).lexically_normal().string();
-  return RUN_ALL_TESTS();
 }

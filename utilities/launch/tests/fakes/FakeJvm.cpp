@@ -34,6 +34,9 @@ template <class Reference>
 Reference MakeObject(const std::string& text) {
   return reinterpret_cast<Reference>(&objects.emplace_back(text));
 }
+std::string NameOf(jint version) {
+  return version == JNI_VERSION_1_4 ? "1.4" : "other version";
+}
 std::string& At(jobject reference) {
   return *reinterpret_cast<std::string*>(reference);
 }
@@ -97,17 +100,11 @@ JNINativeInterface_ Functions() {
   return functions;
 }
 
-std::string Hex(jint version) {
-  char digits[9];
-  std::snprintf(digits, sizeof digits, "%08x", static_cast<unsigned>(version));
-  return digits;
-}
-
 }  // namespace
 
 extern "C" JNIEXPORT jint JNICALL JNI_GetDefaultJavaVMInitArgs(void* args) {
   auto* defaults = static_cast<JavaVMInitArgs*>(args);
-  Log("defaults " + Hex(defaults->version));
+  Log("defaults " + NameOf(defaults->version));
   defaults->ignoreUnrecognized = JNI_TRUE;  // the caller must set it itself
   return Asked("defaults-fail") ? JNI_ERR : JNI_OK;
 }
@@ -115,7 +112,7 @@ extern "C" JNIEXPORT jint JNICALL JNI_GetDefaultJavaVMInitArgs(void* args) {
 extern "C" JNIEXPORT jint JNICALL JNI_CreateJavaVM(JavaVM** machine, void** environment,
                                                    void* args) {
   const auto* request = static_cast<const JavaVMInitArgs*>(args);
-  Log("create " + Hex(request->version) + " " + std::to_string(request->nOptions) + " options" +
+  Log("create " + NameOf(request->version) + " " + std::to_string(request->nOptions) + " options" +
       (request->ignoreUnrecognized == JNI_FALSE ? "" : " ignoring unknown ones"));
   for (jint i = 0; i < request->nOptions; ++i) {
     const JavaVMOption& option = request->options[i];

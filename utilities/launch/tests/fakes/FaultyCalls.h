@@ -39,15 +39,9 @@ struct Faults {
     return fails;
   }
   static LSTATUS Error() { return Instance().error; }
-  // A call, so that nobody wonders about a result that is not used.
-  template <typename Result>
-  static Result Give(Result failure) {
-    return failure;
-  }
 };
 
-#define FAULTY(call, failure, ...) \
-  (Faults::Instance().Fails(#call) ? Faults::Give(failure) : call(__VA_ARGS__))
+#define FAULTY(call, failure, ...) (Faults::Instance().Fails(#call) ? failure : call(__VA_ARGS__))
 #include "FaultyCallsList.h"
 
 // Pauses are cut short: a sweep makes thousands of runs, and an update waits at least half a

@@ -45,7 +45,10 @@ def test_program_file(request, build, tmp_path):
         with zipfile.ZipFile(build / f"Torvel-{VERSION}-win64.zip") as package:
             package.extractall(tmp_path)
         [program] = [file for file in tmp_path.glob("*/*") if file.name not in ("doc", "sample")]
-        assert program.name == "Torvel.exe" and (program.parent / "doc/docs/windows.md").exists()
+        assert program.name == "Torvel.exe"
+        for file in ("doc/docs/windows.md", "sample/assistant.cmd", "sample/bin/TorvelAssistant.x64",
+                     "sample/bin/Torvel.jar", "sample/game/Game.java"):
+            assert (program.parent / file).is_file(), file
     printed = "".join(subprocess.check_output([*tool, program], text=True) for tool in TOOLS[product])
     for name, pattern in HOLDS[product].items():
         assert re.search(pattern, printed), f"{name}:\n{printed}"

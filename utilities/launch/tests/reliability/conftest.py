@@ -1,24 +1,10 @@
-"""Fixtures of the reliability tests, which are for the host product only.
-
-`--long` makes the full number of runs (see scripts/soak). Without it each test is a sample of a few seconds. The
-tests print their figures.
-"""
+"""Fixtures of the reliability tests, which are for the host product only and print their figures."""
 import contextlib
 import struct
 
 import pytest
 from harness import VERSION
 from scripted_assistant import NULL, ScriptedAssistant, number, text
-
-
-def pytest_addoption(parser):
-    parser.addoption("--long", action="store_true", help="the full number of runs")
-
-
-@pytest.fixture
-def scale(request):
-    """Chooses the number of the short or the long form."""
-    return lambda short, long: long if request.config.getoption("--long", False) else short
 
 
 class TolerantAssistant(ScriptedAssistant):

@@ -32,7 +32,7 @@ def test_update_and_builds(sample):
     for source, copy in zip(UPDATE_SET, TARGETS):
         assert (sample.home / copy).read_bytes() == (sample.root / "bin" / source).read_bytes()
     env = {"SAMPLE_GREETING": "a|b=50%25"}
-    seen = sample.run("Build", "math", "Release", "--verbose", cwd="engine", env=env)
+    seen = sample.run("Build", "math", "Release", "--verbose", cwd=sample.root / "engine", env=env)
     told = f"Workspace: {sample.native_root}\nGreeting: a|b=50%25\nEverything is up to date.\n"
     assert seen == (0, told, "")
     assert sample.run("AssistantClose") == (0, "The Assistant has ended.\n", "")

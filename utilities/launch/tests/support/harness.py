@@ -246,8 +246,8 @@ class Workspace:
     def native(self, *parts):
         return self.product.path(self.root.joinpath(*parts))
 
-    def use_jvm(self, scenario="", fake="fake_jvm", folder=None):
-        fake += ".dll" if self.product.windows else ".so"
+    def use_jvm(self, scenario="", folder=None):
+        fake = "fake_jvm.dll" if self.product.windows else "fake_jvm.so"
         self.product.fake(fake, (folder or self.tools) / self.product.library)
         self.env |= {"FAKE_JVM": scenario, "FAKE_JVM_LOG": self.product.path(self.log)}
         if not self.product.windows:

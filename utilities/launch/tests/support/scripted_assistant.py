@@ -9,10 +9,9 @@ import socket
 import struct
 import threading
 
-from harness import VERSION
+from harness import LIMIT, VERSION
 
 PORT = 8118
-LIMIT = 60  # seconds that a script waits for anything
 
 
 def number(value):

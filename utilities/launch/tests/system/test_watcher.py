@@ -1,6 +1,8 @@
 """The launcher ends when its parent ends, in every state, and has written all its output by then."""
+import threading
+
 import pytest
-from harness import read_text, wait_until
+from harness import LIMIT, read_text, wait_until
 
 # Where the launcher waits, and the last line that it printed. In "loader" another thread holds the lock of the
 # system's library loader, so that exit() hangs and the launcher terminates itself.
@@ -10,22 +12,29 @@ PLACES = {"socket": "Keep-alive Connected", "child": "Found java @", "java": "Ca
 
 @pytest.mark.parametrize("where", PLACES)
 def test_parent_killed(workspace, product, assistant, where):
+    watched = threading.Event()
     if where == "socket":
         assistant.scripts.append(lambda c: (c.status(), c.read_request()))
     elif where == "child":
         workspace.use_java("waits")
-    else:
-        workspace.use_jvm("logs-exit,sleeps=600000" if where == "java" else "load-sleeps=600000")
-    options = [] if where == "socket" else ["--assistant=false"]
+    elif where == "java":
+        workspace.use_jvm("logs-exit,sleeps=600000")
+    else:  # on Windows no thread starts while the lock is held, so an Assistant keeps the launcher from it
+        workspace.use_jvm("load-sleeps=600000")
+        workspace.add_update_set()
+        older = f"cwd={product.path(workspace.tools)}|version=2.8.9"
+        assistant.scripts.append(
+            lambda c: (c.status(older), watched.wait(LIMIT), assistant.stop_listening(), c.close()))
+    options = ["--assistant=false"] if where in ("child", "java") else []
     run = workspace.start("Build", "T", "--debug", *options, own_parent=True)
-    begun = {"call", "in", "loading"}  # first words of the fakes' last log lines
-    wait_until(lambda: assistant.connections[1:] or begun & {line.split()[0] for line in workspace.logged()},
-               "the wait")
-    # The watcher is a thread of its own and may start last.
     if product.windows:
         wait_until(lambda: run.reported("^watched"), "the watcher")
     else:  # its handle of the parent is visible, beside the two of a child
         wait_until(lambda: run.held_processes() == (3 if where == "child" else 1), "the watcher")
+    watched.set()
+    begun = {"call", "in", "loading"}  # first words of the fakes' last log lines
+    wait_until(lambda: assistant.connections[1:] or begun & {line.split()[0] for line in workspace.logged()},
+               "the wait")
     said = read_text(run.files.out)
     assert PLACES[where] in said.splitlines()[-1]
     run.kill_parent()
