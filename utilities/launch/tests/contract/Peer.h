@@ -1,10 +1,22 @@
 #pragma once
 // Sockets under test, and the far side of their connections.
 
+#include <unistd.h>
+
 #include <utility>
 
-#include "Platform.h"
 #include "Support.h"
+
+// The calls of the far side are the platform's own.
+#ifdef _WIN32
+using PeerLength = int;
+constexpr auto ClosePeer = ::closesocket;
+#else
+using PeerLength = socklen_t;
+constexpr auto ClosePeer = ::close;
+#endif
+using PeerSocket = decltype(::socket(0, 0, 0));
+constexpr auto kNoPeer = static_cast<PeerSocket>(-1);
 
 // By the system's own calls: a listener on a free port, and what it accepted.
 class Peer {
@@ -61,9 +73,9 @@ class Peer {
   void StopListening() { ClosePeer(std::exchange(m_Listener, kNoPeer)); }
 
  private:
-  decltype(::socket(0, 0, 0)) m_Connection = kNoPeer;
+  PeerSocket m_Connection = kNoPeer;
   sockaddr_in m_Address = {};
-  decltype(::socket(0, 0, 0)) m_Listener = ::socket(AF_INET, SOCK_STREAM, 0);
+  PeerSocket m_Listener = ::socket(AF_INET, SOCK_STREAM, 0);
 };
 
 class Sockets : public testing::Test {

@@ -41,13 +41,12 @@ std::string& At(jobject reference) {
   return *reinterpret_cast<std::string*>(reference);
 }
 
-const bool isLoaded = [] {
+[[gnu::constructor]] void OnLoad() {
   if (const auto milliseconds = Asked("load-sleeps")) {
     Log("loading");
     Pause(milliseconds);
   }
-  return true;
-}();
+}
 
 void JNICALL CallStaticVoidMethod(JNIEnv*, jclass type, jmethodID method, ...) {
   va_list arguments;

@@ -44,6 +44,5 @@ struct Faults {
 #define FAULTY(call, failure, ...) (Faults::Instance().Fails(#call) ? failure : call(__VA_ARGS__))
 #include "FaultyCallsList.h"
 
-// Pauses are cut short: a sweep makes thousands of runs, and an update waits at least half a
-// second.
+// Pauses are cut short: an update waits at least half a second.
 #define Sleep(milliseconds) Sleep((milliseconds) / 500)

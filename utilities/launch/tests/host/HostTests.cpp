@@ -7,7 +7,6 @@
 #include <csignal>
 #include <cstdlib>
 
-#include "CommandLineText.h"
 #include "Handles.h"
 #include "Peer.h"
 #include "Registry.h"
@@ -131,19 +130,6 @@ TEST_F(Search, JavaLibraryOfJavaHomeThenOfPath) {
     ::setenv("JAVA_HOME", home.c_str(), 1);
     ::setenv("PATH", (m_Root + path).c_str(), 1);
     EXPECT_EQ(host::FindJavaLibrary(), expected) << home << " " << path;
-  }
-}
-
-TEST(CommandLine, SplitsByTheRulesOfTheCRuntime) {
-  const std::pair<const char*, std::vector<std::string>> rows[] = {
-      {"", {""}},
-      {"\"a \"\"b\\\" c", {"a b\\", "c"}},  // no escapes in a program's name
-      {"p  a\tb \"\" ", {"p", "a", "b", ""}},
-      {"p a\"b c\"d \"e", {"p", "ab cd", "e"}},
-      {"p \"a\"\"b\" \\\"c", {"p", "a\"b", "\"c"}},
-      {"p a\\\\b \"c\\\\\" \\\\\\\"d", {"p", "a\\\\b", "c\\", "\\\"d"}}};
-  for (const auto& [line, arguments] : rows) {
-    EXPECT_EQ(host::SplitCommandLine(line), arguments) << line;
   }
 }
 

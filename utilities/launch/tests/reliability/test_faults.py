@@ -6,10 +6,9 @@ import shutil
 import subprocess
 
 import pytest
-from harness import MISMATCH, TARGETS, UPDATE_SET, failure
+from harness import JAVASOFT, MISMATCH, TARGETS, UPDATE_SET, failure
 from scripted_assistant import number
 
-JAVASOFT = "JavaSoft\\Java Runtime Environment"
 NOT_ENOUGH_MEMORY = 8
 ERRORS = collections.defaultdict(lambda: [NOT_ENOUGH_MEMORY], {
     "CopyFileA": [112, 32],  # disk full, sharing violation

@@ -21,6 +21,7 @@ MISMATCH = f"Version mis-match, restarting Assistant with version {VERSION}\n"
 LIMIT = 60  # seconds after which a run counts as hanging
 UPDATE_SET = ("TorvelAssistant.x64", "Torvel.jar", "torvel-win64.dll", "swt-win64.jar", "Slave.jar")
 TARGETS = ("TorvelAssistant.exe", *UPDATE_SET[1:])  # their names where the Assistant is
+JAVASOFT = "JavaSoft\\Java Runtime Environment"
 Result = collections.namedtuple("Result", "code out err")
 # Of a run: its output, and what its parent writes and reads.
 Files = collections.namedtuple("Files", "out err report request")

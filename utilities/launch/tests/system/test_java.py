@@ -3,7 +3,7 @@ import itertools
 import shutil
 
 import pytest
-from harness import EXPAND, addresses_out
+from harness import EXPAND, JAVASOFT, addresses_out
 
 CLASS = "com/drel/torvel/commands/Checksum"
 USUAL = ["-Xmx1024M", "-Xrs"]
@@ -144,10 +144,12 @@ def test_child_codes(workspace, product):
 def test_quotes_pass_unescaped(workspace):
     """The command line is joined without escapes, and the child's C runtime splits it by its own rules."""
     workspace.use_java()
-    result = workspace.run("Checksum", "--debug", "a\tb", "", 'say "hi"', "e\\", 'q"q', "b s\\")
-    assert f'{CLASS} a\tb  "say "hi"" e\\ q"q "b s\\"\n' in result.out
-    arguments = ["a", "b", "say hi", "e\\", "qq b", 's"']
-    assert workspace.logged()[-8:-2] == [f"argument {each}" for each in arguments]
+    result = workspace.run("Checksum", "--debug", "a\tb", "", 'say "hi"', "e\\", '\\"c', "a\\\\b",
+                           'c\\\\"d e"', '\\\\\\"f', 'y x""z', 'q"q', "b s\\")
+    line = 'a\tb  "say "hi"" e\\ \\"c a\\\\b "c\\\\"d e"" \\\\\\"f "y x""z" q"q "b s\\"'
+    assert f"{CLASS} {line}\n" in result.out
+    arguments = ["a", "b", "say hi", "e\\", '"c', "a\\\\b", "c\\d", "e", '\\"f', 'y x"z', "qq b", 's"']
+    assert workspace.logged()[-14:-2] == [f"argument {each}" for each in arguments]
 
 
 def test_no_java_to_start(workspace, product, tmp_path):
@@ -194,7 +196,6 @@ def test_retired_option_is_left_out(workspace, product, tmp_path, way):
         release.unlink()
 
 
-JAVASOFT = "JavaSoft\\Java Runtime Environment"
 OWN = {"Torvel": {"Install_Dir": "@own"}}
 CLIENT, SERVER = "own\\JRE\\bin\\client\\jvm.dll", "own\\JRE\\bin\\server\\jvm.dll"
 LOOKING, PUBLIC = "Looking for Torvel JRE...", "Looking for public JRE..."

@@ -4,10 +4,9 @@ import pathlib
 import subprocess
 
 import pytest
-from harness import Workspace, in_cache
+from harness import JAVASOFT, Workspace, in_cache
 
 pytestmark = pytest.mark.windows_only
-JAVASOFT = "JavaSoft\\Java Runtime Environment"
 SOURCE = """
 package com.drel.torvel.commands;
 
