@@ -1,20 +1,11 @@
 #pragma once
 // Sockets under test, and the far side of their connections.
 
-#include <unistd.h>
-
 #include <utility>
 
+#include "Platform.h"
 #include "Support.h"
 
-// The calls of the far side are the platform's own.
-#ifdef _WIN32
-using PeerLength = int;
-constexpr auto ClosePeer = ::closesocket;
-#else
-using PeerLength = socklen_t;
-constexpr auto ClosePeer = ::close;
-#endif
 using PeerSocket = decltype(::socket(0, 0, 0));
 constexpr auto kNoPeer = static_cast<PeerSocket>(-1);
 

@@ -1,0 +1,7 @@
+// The system's own sockets on this platform.
+#pragma once
+
+#include <unistd.h>
+
+using PeerLength = socklen_t;
+constexpr auto ClosePeer = ::close;
