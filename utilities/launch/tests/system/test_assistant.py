@@ -299,11 +299,12 @@ def test_hostile_output(workspace, product, assistant):
     for output, code, out in HOSTILE:
         assistant.answers(output, after=Connection.close)
         assert workspace.run("Build") == (product.code(code), out, ""), output
-    for lead in b"\xf8\xff\x80":
-        assistant.answers(number(1) + bytes([lead]) + b"\x80\x80\x80" + number(15), after=Connection.close)
+    message = "UTF sequences longer than four bytes not handled, aborting"
+    for sequence in b"\xf8\x80\x80\x80", b"\xff\x80\x80\x80", b"\x80\x80\x80\x80", b"\xc3A":
+        assistant.answers(number(1) + sequence + number(15), after=Connection.close)
         result = workspace.run("Build", "--debug")
-        message = "UTF sequences longer than four bytes not handled, aborting"
-        assert result.code == 15 and f"{message}Return code: 15\nAssistant KeepAlive closed" in result.out
+        told = "Reading 1 characters\n" + message * (len(sequence) == 4)
+        assert result.code == 15 and f"{told}Return code: 15\nAssistant KeepAlive closed" in result.out
 
 
 @pytest.mark.host_only

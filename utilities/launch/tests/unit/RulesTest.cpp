@@ -66,6 +66,9 @@ TEST(Socket, KeepsTheErrorOfItsOwnFailure) {
     EXPECT_EQ(socket.GetError(), static_cast<uint32_t>(WSAECONNREFUSED));
     EXPECT_EQ(WSAGetLastError(), 0);
   }
+  // Longer than a name may be, so that no name server is asked.
+  EXPECT_EQ(socket.Connect(std::string(300, 'a').c_str(), peer.GetPort()), -1);
+  EXPECT_NE(socket.GetError(), 0U);
   socket.Close();
   EXPECT_EQ(WSAGetLastError(), 0);
   EXPECT_EQ(socket.Send("x", 1, 0), -1);
