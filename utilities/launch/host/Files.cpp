@@ -46,7 +46,7 @@ bool CopyStatus(int target, const struct stat& status) {
 
 // Resolves the target's symbolic links. Returns the error that prevents its replacement.
 DWORD RefusalOf(std::string& target, const struct stat& source) {
-  struct stat status {};
+  struct stat status{};
   if (::lstat(target.c_str(), &status) != 0) {
     return ERROR_SUCCESS;  // no such file; other errors show when it is created
   }
@@ -93,7 +93,7 @@ BOOL CopyFileA(LPCSTR existing, LPCSTR target, BOOL failIfExists) {
   }
   const std::string source = host::HostPath(existing);
   std::string path = host::HostPath(target);
-  struct stat status {};
+  struct stat status{};
   const host::Descriptor file(host::OpenRegularFile(source));
   if (!file || ::fstat(file.Get(), &status) != 0) {
     return host::Fail(host::FileError(errno, source));
@@ -107,7 +107,7 @@ BOOL CopyFileA(LPCSTR existing, LPCSTR target, BOOL failIfExists) {
 // - Only read-only (no write permission for the owner) or normal.
 DWORD GetFileAttributesA(LPCSTR fileName) {
   const std::string path = host::HostPath(fileName);
-  struct stat status {};
+  struct stat status{};
   if (::stat(path.c_str(), &status) != 0) {
     return host::Fail(host::FileError(errno, path), INVALID_FILE_ATTRIBUTES);
   }
@@ -119,7 +119,7 @@ DWORD GetFileAttributesA(LPCSTR fileName) {
 //   attributes have no effect.
 BOOL SetFileAttributesA(LPCSTR fileName, DWORD attributes) {
   const std::string path = host::HostPath(fileName);
-  struct stat status {};
+  struct stat status{};
   if (::stat(path.c_str(), &status) != 0) {
     return host::Fail(host::FileError(errno, path));
   }

@@ -22,7 +22,9 @@ class Descriptor {
   explicit Descriptor(int value = -1) : m_Value(value) {
     if (value >= 0 && value <= STDERR_FILENO) {
       m_Value = ::fcntl(value, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+      const int error = errno;
       ::close(value);
+      errno = error;
     }
   }
   Descriptor(Descriptor&& other) noexcept : m_Value(other.Release()) {}

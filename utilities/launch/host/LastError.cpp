@@ -57,7 +57,7 @@ DWORD ErrorFromErrno(int error) {
 }
 
 DWORD FileError(int error, const std::string& hostPath) {
-  struct stat status {};
+  struct stat status{};
   const bool isFileMissing =
       error == ENOENT && !hostPath.empty() && ::stat(DirectoryOf(hostPath).c_str(), &status) == 0;
   return error == ENOENT && !isFileMissing ? ERROR_PATH_NOT_FOUND : ErrorFromErrno(error);
@@ -89,7 +89,7 @@ DWORD FormatMessageA(DWORD flags, std::nullptr_t, DWORD code, DWORD /*language*/
       const std::string text = std::string(row.text) + "\r\n";
       char* copy = ::strdup(text.c_str());
       // With ALLOCATE_BUFFER the argument is the address of the pointer to fill.
-      std::memcpy(buffer, &copy, sizeof copy);
+      std::memcpy(buffer, static_cast<const void*>(&copy), sizeof copy);
       return static_cast<DWORD>(text.size());
     }
   }

@@ -70,7 +70,7 @@ FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
 // - Symbolic links are resolved.
 DWORD GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size) {
   const link_map* map = nullptr;
-  ::dlinfo(module, RTLD_DI_LINKMAP, &map);
+  ::dlinfo(module, RTLD_DI_LINKMAP, static_cast<void*>(&map));
   const std::string path = host::ResolvedPath(map->l_name);
   std::snprintf(buffer, size, "%s", path.c_str());
   return path.size() < size ? static_cast<DWORD>(path.size())

@@ -18,7 +18,7 @@
 namespace {
 
 bool IsProgram(const std::string& path) {
-  struct stat status {};
+  struct stat status{};
   return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
          ::access(path.c_str(), X_OK) == 0;
 }
@@ -46,7 +46,7 @@ std::string ResolvedPath(const std::string& hostPath) {
 
 int OpenRegularFile(const std::string& hostPath) {
   Descriptor file(::open(hostPath.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  struct stat status {};
+  struct stat status{};
   if (file && (::fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode))) {
     errno = EACCES;
     return -1;

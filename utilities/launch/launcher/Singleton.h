@@ -20,6 +20,9 @@ class Singleton {
   }
 
  private:
+  friend T;  // no other class can derive from Singleton<T>
+  Singleton() = default;
+
   static T* m_instance;
 };
 

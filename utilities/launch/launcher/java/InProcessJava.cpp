@@ -31,7 +31,7 @@ struct Runtime {
 
 template <typename Function>
 Function FindEntryPoint(HMODULE library, const char* name) {
-  return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(library, name)));
+  return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(library, name)));
 }
 
 // Empty if the path has MAX_PATH characters or more.
@@ -46,9 +46,8 @@ std::optional<Runtime> LoadRuntime() {
   if (library == nullptr) {
     return std::nullopt;
   }
-  const Runtime runtime = {
-      PathOf(library), FindEntryPoint<CreateJavaVm>(library, "JNI_CreateJavaVM"),
-      FindEntryPoint<GetDefaultInitArgs>(library, "JNI_GetDefaultJavaVMInitArgs")};
+  Runtime runtime = {PathOf(library), FindEntryPoint<CreateJavaVm>(library, "JNI_CreateJavaVM"),
+                     FindEntryPoint<GetDefaultInitArgs>(library, "JNI_GetDefaultJavaVMInitArgs")};
   if (runtime.create == nullptr || runtime.getDefaults == nullptr) {
     return std::nullopt;
   }
