@@ -1,6 +1,7 @@
 """A copy of the sample workspace for each test, and the sample's Assistant."""
 import os
 import pathlib
+import re
 import shutil
 import signal
 import socket
@@ -19,7 +20,7 @@ class Sample(Workspace):
         self.product, self.root, self.process = product, shutil.copytree(assembled, folder / "ws"), None
         self.native_root, self.home = product.path(self.root), folder / "assistant"
         if product.windows:
-            java = product.path(in_cache("java-windows/17/bin"))
+            java = product.path(in_cache("java-windows", jdk()[1], "bin"))
             self.env = {"PATH": f"{java}\\server;{java}"}
         else:
             kept = {"PATH", "JAVA_HOME", "HOME"} & set(os.environ)
@@ -65,6 +66,12 @@ class Sample(Workspace):
         return {}
 
 
+def jdk():
+    """The home and the version of the JDK at hand."""
+    home = pathlib.Path(os.environ.get("JAVA_HOME") or pathlib.Path(shutil.which("javac")).resolve().parents[1])
+    return home, re.search(r'^JAVA_VERSION="(\d+)', (home / "release").read_text(), re.M)[1]
+
+
 def assemble(product, root, *version, compiler=None):
     options = [f"--windows={product.build}/TorvelAssistant.exe"] if product.windows else []
     options += [f"--compiler={compiler}"] if compiler else []
@@ -75,8 +82,7 @@ def assemble(product, root, *version, compiler=None):
 def assembled(product, tmp_path_factory):
     """On Windows with the compiler of the JDK version that runs it."""
     root = tmp_path_factory.mktemp("sample") / "ws"
-    compilers = pathlib.Path("/usr/lib/jvm").glob("java-17-*/jmods/jdk.compiler.jmod")
-    assemble(product, root, compiler=next(compilers) if product.windows else None)
+    assemble(product, root, compiler=jdk()[0] / "jmods/jdk.compiler.jmod" if product.windows else None)
     return root
 
 
