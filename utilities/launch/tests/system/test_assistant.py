@@ -12,7 +12,7 @@ from scripted_assistant import NULL, STATUS, Connection, number, text
 OK = NULL + number(0)
 ESCAPED = VERSION[:-1] + f"%3{VERSION[-1]}"  # the last digit
 LOST = 666  # the exit code of a build whose own did not arrive
-ADDED = ("WINE", "System", "TSAN_")  # prefixes of variables that Wine and the thread sanitizer add
+ADDED = ("WINE", "System", "PROCESSOR_", "TSAN_")  # prefixes of variables that Wine and the thread sanitizer add
 
 
 def environment_of(parameter):
