@@ -130,8 +130,16 @@ bool AssistantWire::ReceiveString(std::string& text) {
   // Append in blocks: appending characters took a tenth of a relay's instructions.
   char block[256];
   size_t filled = 0;
+  BufferedSocket::ByteReader reader(m_Connection);
   for (int32_t i = 0; i < length; ++i) {
-    const int code = ReceiveChar();
+    int code = reader.Receive();  // as ReceiveChar
+    if (code < 0) {
+      code = ReportEndOfStream();
+    } else if (code >= 0x80) {
+      reader.Save();
+      code = ReceiveSequence(code);
+      reader.Load();
+    }
     if (code == -1) {
       text.append(block, filled);
       return false;

@@ -49,6 +49,39 @@ class BufferedSocket {
     return length;
   }
 
+  // Receives single bytes, with the position in local variables: a loop keeps them in registers,
+  // which takes a third of the time. Between Load and Save nothing else may receive.
+  class ByteReader {
+   public:
+    explicit ByteReader(BufferedSocket& socket) : m_Socket(socket) { Load(); }
+    ByteReader(const ByteReader&) = delete;
+    ByteReader& operator=(const ByteReader&) = delete;
+    ~ByteReader() { Save(); }
+
+    void Load() {
+      m_Unread = m_Socket.m_Unread;
+      m_UnreadEnd = m_Socket.m_UnreadEnd;
+    }
+    void Save() { m_Socket.m_Unread = m_Unread; }
+
+    // 0 to 255, or -1.
+    int Receive() {
+      if (m_Unread == m_UnreadEnd) {
+        const int32_t received = m_Socket.ReadAhead();
+        Load();
+        if (received <= 0) {
+          return -1;
+        }
+      }
+      return static_cast<uint8_t>(*m_Unread++);
+    }
+
+   private:
+    BufferedSocket& m_Socket;
+    const char* m_Unread;
+    const char* m_UnreadEnd;
+  };
+
   // Sends the buffered bytes. False if this or an earlier send has failed.
   bool Flush();
 
