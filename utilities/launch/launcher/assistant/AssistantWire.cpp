@@ -132,14 +132,7 @@ bool AssistantWire::ReceiveString(std::string& text) {
   size_t filled = 0;
   BufferedSocket::ByteReader reader(m_Connection);
   for (int32_t i = 0; i < length; ++i) {
-    int code = reader.Receive();  // as ReceiveChar
-    if (code < 0) {
-      code = ReportEndOfStream();
-    } else if (code >= 0x80) {
-      reader.Save();
-      code = ReceiveSequence(code);
-      reader.Load();
-    }
+    const int code = ReceiveChar(reader);
     if (code == -1) {
       text.append(block, filled);
       return false;

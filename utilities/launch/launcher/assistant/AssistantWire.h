@@ -36,12 +36,6 @@ class AssistantWire {
     return m_Connection.Receive(&octet, 1) == 1 ? octet : ReportEndOfStream();
   }
 
-  // A code point, or -1.
-  int ReceiveChar() {
-    const int lead = ReceiveByte();
-    return lead < 0x80 ? lead : ReceiveSequence(lead);
-  }
-
   bool SendString(const std::string& text);
 
   // Also false for the null string, which leaves `text` unchanged. After an error `text` holds what
@@ -56,6 +50,21 @@ class AssistantWire {
 
  private:
   bool SendSequence(int code);  // two bytes or more
+
+  // A code point, or -1.
+  int ReceiveChar(BufferedSocket::ByteReader& reader) {
+    const int lead = reader.Receive();
+    if (lead < 0) {
+      return ReportEndOfStream();
+    }
+    if (lead < 0x80) {
+      return lead;
+    }
+    reader.Save();
+    const int code = ReceiveSequence(lead);
+    reader.Load();
+    return code;
+  }
   int ReceiveSequence(int lead);
   static int ReportEndOfStream();  // returns -1
 
