@@ -14,7 +14,7 @@ find_fetched(CLANG_FORMAT clang-format/clang-format)
 find_fetched(CLANG_TIDY clang-tidy/bin/clang-tidy)
 find_fetched(RUFF ruff/ruff)
 add_check(format "git ls-files '*.cpp' '*.h' | xargs '${CLANG_FORMAT}' --dry-run -Werror")
-add_check(rooms scripts/check-rooms)
+add_check(includes scripts/check-includes)
 add_check(shell "git grep -lE '^(#!.*sh|# shellcheck shell=.*)$' | xargs shellcheck")
 add_check(python "'${RUFF}' check --no-cache .")
 add_check(tidy "grep -oP '\"file\": \"\\K[^\"]+' '${CMAKE_BINARY_DIR}/compile_commands.json' |

@@ -21,7 +21,7 @@ function(add_pytest folder)
   file(WRITE ${CMAKE_BINARY_DIR}/results/${folder}.xml "")
   # Debian's Python: python3-pytest is installed for it.
   add_suite(${folder} pytest /usr/bin/python3 -m pytest -q -p no:cacheprovider ${CMAKE_SOURCE_DIR}/utilities/launch/tests/${folder}
-    --product $<IF:$<BOOL:${WIN32}>,windows,host> --build ${CMAKE_BINARY_DIR} --junitxml=results/${folder}.xml)
+    --product $<IF:$<BOOL:${WIN32}>,windows,linux> --build ${CMAKE_BINARY_DIR} --junitxml=results/${folder}.xml)
   # The port of the Assistant.
   set_property(TEST ${folder} APPEND PROPERTY RESOURCE_LOCK port_8118)
 endfunction()

@@ -143,7 +143,7 @@ class Bench(Measuring):
             valgrind = need("valgrind")
         except MissingPeer as missing:
             return f"Skipped: {missing}.\n"
-        fake = environment(40, TORVEL_HOST_REGISTRY=str(self.registry))
+        fake = environment(40, TORVEL_REGISTRY=str(self.registry))
         runs = [("usage text", Side([self.launcher], USAGE_CODE)),
                 ("Java command, stand-in runtime", Side([self.launcher, "listslaves"], environment=fake)),
                 ("assisted request of 1,000 lines", self.request(1000))]

@@ -122,7 +122,7 @@ void SplitCommandLine(benchmark::State& state) {
     line += R"( "an argument with \"quotes\"" C:\and\separators)";
   }
   for (auto _ : state) {
-    benchmark::DoNotOptimize(host::SplitCommandLine(line));
+    benchmark::DoNotOptimize(linux::SplitCommandLine(line));
   }
   SetCharacters(state, line.size());
 }

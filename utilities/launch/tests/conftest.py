@@ -1,6 +1,6 @@
 """Options and fixtures for every folder. The product must be built.
 
-    pytest utilities/launch/tests/FOLDER --product host --build build/host
+    pytest utilities/launch/tests/FOLDER --product linux --build build/linux
     pytest utilities/launch/tests/FOLDER --product windows --build build/windows     (under Wine)
 
 The packaging tests need the build target `package`.
@@ -9,18 +9,18 @@ import pathlib
 import socket
 
 import pytest
-from harness import Host, Windows, Workspace, end_wine, registry_text
+from harness import Linux, Windows, Workspace, end_wine, registry_text
 from scripted_assistant import PORT, ScriptedAssistant
 
 
 def pytest_addoption(parser):
-    parser.addoption("--product", choices=("host", "windows"), default="host")
+    parser.addoption("--product", choices=("linux", "windows"), default="linux")
     parser.addoption("--build", type=pathlib.Path, help="build folder, build/<product> by default")
 
 
 def pytest_collection_modifyitems(config, items):
     """Leaves out the tests of the other product."""
-    others = {"host": "windows_only", "windows": "host_only"}[config.getoption("--product")]
+    others = {"linux": "windows_only", "windows": "linux_only"}[config.getoption("--product")]
     items[:] = [item for item in items if not item.get_closest_marker(others)]
 
 
@@ -35,7 +35,7 @@ def product(request, build, tmp_path_factory):
     with socket.socket() as probe:
         if probe.connect_ex(("127.0.0.1", PORT)) == 0:
             pytest.exit(f"port {PORT}, where the Assistant listens, is taken", 2)
-    kind = {"host": Host, "windows": Windows}[request.config.getoption("--product")]
+    kind = {"linux": Linux, "windows": Windows}[request.config.getoption("--product")]
     made = kind(build, tmp_path_factory.mktemp("runs"))
     yield made
     if made.windows:

@@ -1,7 +1,7 @@
 // Runs one command and measures it: stopwatch FILE COMMAND ARGUMENT...
 //
 // The command's standard output goes to the file, its standard error nowhere. Prints what
-// the host's stopwatch does, with 0 for memory and lines, and the low 8 bits of the exit code. The
+// Linux's stopwatch does, with 0 for memory and lines, and the low 8 bits of the exit code. The
 // arguments must not contain blanks.
 #include <windows.h>
 #include <stdio.h>

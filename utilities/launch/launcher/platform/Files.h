@@ -15,8 +15,8 @@ std::string ReadFileText(const std::string& path);
 // No trailing separator, except at the root of a drive. Empty on failure or above 259 characters.
 std::string GetCurrentDir();
 
-// Absolute; on the host with symbolic links resolved. `path` itself if the result exceeds 259
-// characters or, on the host, if there is no such file.
+// Absolute; on Linux with symbolic links resolved. `path` itself if the result exceeds 259
+// characters or, on Linux, if there is no such file.
 std::string FullPath(const std::string& path);
 
 // On failure the current directory is unchanged.

@@ -15,7 +15,7 @@ COMMANDS = sorted(re.findall(r'"(\w+)"', (LAUNCH / "launcher/CommandTable.cpp").
 
 
 def bash(build, script, *arguments, cwd=ROOT):
-    unset = "unset LD_LIBRARY_PATH TORVEL_HOST_REGISTRY"
+    unset = "unset LD_LIBRARY_PATH TORVEL_REGISTRY"
     script = f"{unset}\nexport TORVEL_ASSISTANT=0 PATH='{build}':$PATH\n{script}"
     run = subprocess.run(["bash", "-e", "-c", script, "bash", *arguments], cwd=cwd, stdin=subprocess.DEVNULL,
                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=120)
@@ -55,8 +55,8 @@ def test_links_resolve():
 def test_documents_name_what_is_there():
     """Files, by a path from the root or from utilities/launch, functions as path:name, and tests."""
     text = "\n".join(DOCUMENTS.values())
-    folders = "docs|sample|scripts|packaging|utilities|cmake|launcher|platform|java|assistant|windows|host|tests"
-    bases = [ROOT, ROOT / "docs", LAUNCH, *(LAUNCH / folder for folder in ("launcher", "host", "tests"))]
+    folders = "docs|sample|scripts|packaging|utilities|cmake|launcher|platform|java|assistant|windows|linux|tests"
+    bases = [ROOT, ROOT / "docs", LAUNCH, *(LAUNCH / folder for folder in ("launcher", "linux", "tests"))]
     paths = re.findall(rf"(?<![\w/.])((?:{folders})/[\w./-]*\w)(?![\w*<])", text)
     assert len(paths) > 50
     for path in paths:

@@ -5,14 +5,14 @@ import zipfile
 
 from harness import VERSION
 
-TOOLS = {"host": [["readelf", "-hldW", "--dyn-syms"]],
+TOOLS = {"linux": [["readelf", "-hldW", "--dyn-syms"]],
          "windows": [["x86_64-w64-mingw32-objdump", "-hp"],
                      ["x86_64-w64-mingw32-windres", "-J", "coff", "-O", "rc"]]}
 TEXTS = {"FileDescription": "Command-line launcher of the Torvel build tool", "FileVersion": VERSION,
          "InternalName": "Torvel", "OriginalFilename": "Torvel.exe", "ProductName": "Torvel",
          "ProductVersion": VERSION}
 # What the tools print of the program.
-HOLDS = {"host": {
+HOLDS = {"linux": {
     "position independence": r"Type: +DYN \(Position-Independent ",
     "read-only relocations": r"\n +GNU_RELRO ",
     "binding at the start": r"\(FLAGS_1\).*\bNOW\b",
@@ -28,7 +28,7 @@ HOLDS = {"host": {
     "the user's privileges": '<requestedExecutionLevel level=""asInvoker"" uiAccess=""false""/>',
     "systems": "(?s:<supportedOS .*){4}",
 }}
-LACKS = {"host": {
+LACKS = {"linux": {
     "a search path": "RPATH|RUNPATH",
     "other libraries": r"\(NEEDED\).*\[(?!libc\.so\.6|libm\.so\.6|ld-linux-x86-64\.so\.2)",
 }, "windows": {

@@ -1,4 +1,4 @@
-"""Fixtures of the reliability tests, which are for the host product only and print their figures."""
+"""Fixtures of the reliability tests, which are for the Linux product only and print their figures."""
 import contextlib
 import struct
 

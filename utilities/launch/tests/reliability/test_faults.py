@@ -108,7 +108,7 @@ def test_seam_covers_every_call(product):
         listed = subprocess.check_output(["nm", "-C", path], text=True)
         return set(re.findall(rf" {kind} (\w+)(?:\(|$)", listed, re.M))
 
-    used = symbols("launcher/liblauncher.a", "U") & symbols("host/libhost_layer.a", "T")
+    used = symbols("launcher/liblauncher.a", "U") & symbols("linux/liblinux_layer.a", "T")
     seam = product.build / "utilities/launch/tests/fakes/FaultyCallsList.h"
     covered = set(re.findall(r"^#define (\w+)\(", seam.read_text(), re.M))
     assert {"CopyFileA", "WSARecv"} <= used and used - CANNOT_FAIL <= covered

@@ -7,7 +7,7 @@ COMPILED = [f"Compiling {file}.java\n" for file in SOURCES]
 BUILT = "".join(COMPILED) + "Compiled 4 files.\n"
 
 
-@pytest.mark.host_only
+@pytest.mark.linux_only
 def test_java_commands_without_an_assistant(sample):
     for args, code, out in [
             ("Checksum nonesuch", 1, ""), ("AssistantClose", 1, ""), ("Validate nonesuch Release", 1, ""),
@@ -54,7 +54,7 @@ def test_one_build_at_a_time(sample, ends, pause, code):
     assert first.wait() == (code, "Removed 0 files.\n" + (COMPILED[0] if ends else BUILT), "")
 
 
-@pytest.mark.host_only
+@pytest.mark.linux_only
 def test_build_that_breaks_off(sample):
     """An exception of the compiler ends the build with an exit code."""
     (sample.root / "deep").mkdir()

@@ -57,7 +57,7 @@ class Run:
         return re.search(pattern, read_text(self.files.report), re.M)
 
     def held_processes(self):
-        """On the host: the number of handles of other processes that the launcher has."""
+        """On Linux: the number of handles of other processes that the launcher has."""
         return sum("pidfd" in str(file.resolve()) for file in pathlib.Path(f"/proc/{self.pid}/fd").iterdir())
 
     def kill_parent(self):
@@ -94,7 +94,7 @@ class Product:
         return self.windows and result.code == self.code(-1) and silent
 
 
-class Host(Product):
+class Linux(Product):
     windows, library, exe, path_list = False, "libjvm.so", "", ":"
     messages = {2: "The system cannot find the file specified.",
                 3: "The system cannot find the path specified.",
@@ -129,7 +129,7 @@ class Host(Product):
 
     def registry(self, folder, text):
         (file := folder / "registry.reg").write_bytes(text.encode("latin-1"))
-        return {"TORVEL_HOST_REGISTRY": str(file)}
+        return {"TORVEL_REGISTRY": str(file)}
 
 
 EXPAND = "hex(2):43,00,00,00"  # a value of type REG_EXPAND_SZ
@@ -236,7 +236,7 @@ class Workspace:
         self.add("bin/Torvel.jar")
         self.env = {"PATH": product.path(self.tools)}
         if not product.windows:
-            self.env["TORVEL_HOST_REGISTRY"] = "/nowhere"
+            self.env["TORVEL_REGISTRY"] = "/nowhere"
 
     def add(self, *files):
         for file in files:

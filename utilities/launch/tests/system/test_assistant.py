@@ -97,7 +97,7 @@ def test_environment_escapes_and_exclusions(workspace, product, assistant):
     assert environment_of(assistant.request[1]) == expected
 
 
-@pytest.mark.host_only
+@pytest.mark.linux_only
 def test_odd_environment_entries(workspace, product, assistant, tmp_path, monkeypatch):
     """An entry without "=" is left out, a name may be empty, and of two entries with one name the last counts."""
     program = tmp_path / "program"
@@ -307,7 +307,7 @@ def test_hostile_output(workspace, product, assistant):
         assert result.code == 15 and f"{told}Return code: 15\nAssistant KeepAlive closed" in result.out
 
 
-@pytest.mark.host_only
+@pytest.mark.linux_only
 def test_full_disk(workspace, assistant):
     """One error message for all lines."""
     assistant.answers(text(" line") * 3 + NULL + number(9))
@@ -317,7 +317,7 @@ def test_full_disk(workspace, assistant):
     assert run.wait() == (9, "", told)
 
 
-@pytest.mark.host_only
+@pytest.mark.linux_only
 @pytest.mark.parametrize("is_read", [True, False], ids=["read", "without a reader"])
 def test_full_pipe(workspace, assistant, is_read):
     """The launcher waits for a stream that would block. Without a reader it ends, by itself or by SIGPIPE."""

@@ -24,7 +24,7 @@ TEST(Paths, StartIsWhatLiesBelowTheRoot) {
       {"C:\\work/", "C:\\work\\\\src/", "src/"},
       {"C:\\work/", "C:\\work//src/", "/src/"},
       {"C:\\work/", "C:\\workshop/src/", ""},
-      // At the top of a drive, or of the host's tree, the separator is there already.
+      // At the top of a drive, or of Linux's tree, the separator is there already.
       {"C:\\/", "C:\\src\\game/", "src\\game/"},
       {"//", "/src/", "src/"}};
   for (const auto& [root, start, below] : rows) {

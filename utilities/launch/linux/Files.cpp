@@ -50,7 +50,7 @@ DWORD RefusalOf(std::string& target, const struct stat& source) {
   if (::lstat(target.c_str(), &status) != 0) {
     return ERROR_SUCCESS;  // no such file; other errors show when it is created
   }
-  target = host::ResolvedPath(target);
+  target = linux::ResolvedPath(target);
   if (::stat(target.c_str(), &status) != 0) {
     return ERROR_FILE_NOT_FOUND;
   }
@@ -65,10 +65,10 @@ DWORD RefusalOf(std::string& target, const struct stat& source) {
 
 // Copies to a temporary file beside the target, then renames it. Returns an error code.
 DWORD Replace(const std::string& target, int source, const struct stat& status) {
-  std::string path = host::DirectoryOf(target) + "/.copy-XXXXXX";
-  host::Descriptor copy(::mkostemp(path.data(), O_CLOEXEC));
+  std::string path = linux::DirectoryOf(target) + "/.copy-XXXXXX";
+  linux::Descriptor copy(::mkostemp(path.data(), O_CLOEXEC));
   if (!copy) {
-    return host::FileError(errno, target);
+    return linux::FileError(errno, target);
   }
   if (CopyContents(copy.Get(), source) && CopyStatus(copy.Get(), status) &&
       ::close(copy.Release()) == 0 && ::rename(path.c_str(), target.c_str()) == 0) {
@@ -76,7 +76,7 @@ DWORD Replace(const std::string& target, int source, const struct stat& status) 
   }
   const int error = errno;
   ::unlink(path.c_str());
-  return host::FileError(error, target);
+  return linux::FileError(error, target);
 }
 
 }  // namespace
@@ -89,27 +89,27 @@ DWORD Replace(const std::string& target, int source, const struct stat& status) 
 // - Only permissions and times are copied, if the file system supports them.
 BOOL CopyFileA(LPCSTR existing, LPCSTR target, BOOL failIfExists) {
   if (failIfExists != FALSE) {
-    return host::Fail(ERROR_INVALID_PARAMETER);
+    return linux::Fail(ERROR_INVALID_PARAMETER);
   }
-  const std::string source = host::HostPath(existing);
-  std::string path = host::HostPath(target);
+  const std::string source = linux::LinuxPath(existing);
+  std::string path = linux::LinuxPath(target);
   struct stat status{};
-  const host::Descriptor file(host::OpenRegularFile(source));
+  const linux::Descriptor file(linux::OpenRegularFile(source));
   if (!file || ::fstat(file.Get(), &status) != 0) {
-    return host::Fail(host::FileError(errno, source));
+    return linux::Fail(linux::FileError(errno, source));
   }
   DWORD error = RefusalOf(path, status);
   error = error == ERROR_SUCCESS ? Replace(path, file.Get(), status) : error;
-  return error == ERROR_SUCCESS ? TRUE : host::Fail(error);
+  return error == ERROR_SUCCESS ? TRUE : linux::Fail(error);
 }
 
 // Differs from Windows:
 // - Only read-only (no write permission for the owner) or normal.
 DWORD GetFileAttributesA(LPCSTR fileName) {
-  const std::string path = host::HostPath(fileName);
+  const std::string path = linux::LinuxPath(fileName);
   struct stat status{};
   if (::stat(path.c_str(), &status) != 0) {
-    return host::Fail(host::FileError(errno, path), INVALID_FILE_ATTRIBUTES);
+    return linux::Fail(linux::FileError(errno, path), INVALID_FILE_ATTRIBUTES);
   }
   return (status.st_mode & S_IWUSR) == 0 ? FILE_ATTRIBUTE_READONLY : FILE_ATTRIBUTE_NORMAL;
 }
@@ -118,14 +118,14 @@ DWORD GetFileAttributesA(LPCSTR fileName) {
 // - Read-only removes all write permissions; clearing it gives write permission to the owner. Other
 //   attributes have no effect.
 BOOL SetFileAttributesA(LPCSTR fileName, DWORD attributes) {
-  const std::string path = host::HostPath(fileName);
+  const std::string path = linux::LinuxPath(fileName);
   struct stat status{};
   if (::stat(path.c_str(), &status) != 0) {
-    return host::Fail(host::FileError(errno, path));
+    return linux::Fail(linux::FileError(errno, path));
   }
   const bool isReadOnly = (attributes & FILE_ATTRIBUTE_READONLY) != 0;
   const mode_t mode = isReadOnly ? status.st_mode & ~0222u : status.st_mode | S_IWUSR;
-  return ::chmod(path.c_str(), mode) == 0 ? TRUE : host::Fail(host::ErrorFromErrno(errno));
+  return ::chmod(path.c_str(), mode) == 0 ? TRUE : linux::Fail(linux::ErrorFromErrno(errno));
 }
 
 // Differs from Windows:
@@ -143,7 +143,7 @@ int _write(int descriptor, const void* data, unsigned size) {
       pollfd stream{descriptor, POLLOUT, 0};
       ::poll(&stream, 1, -1);
     } else if (written < 0 && errno != EINTR) {
-      return host::Fail(host::ErrorFromErrno(errno), -1);
+      return linux::Fail(linux::ErrorFromErrno(errno), -1);
     }
   }
   return static_cast<int>(size);

@@ -9,7 +9,7 @@ namespace {
 
 // A SOCKET is the address of a Record.
 struct Record {
-  host::Descriptor descriptor;
+  linux::Descriptor descriptor;
   int error = WSAENOTCONN;  // of every transfer; 0 if connected
 };
 
@@ -20,7 +20,7 @@ Record& RecordOf(SOCKET socket) {
 }
 
 int Refuse(int code) {
-  return host::Fail(static_cast<DWORD>(code), SOCKET_ERROR);
+  return linux::Fail(static_cast<DWORD>(code), SOCKET_ERROR);
 }
 
 // The codes that the launcher distinguishes, and likely ones; all others are WSAENETDOWN.
@@ -81,7 +81,7 @@ SOCKET WSASocketA(int family, int type, int protocol, LPWSAPROTOCOL_INFOA, unsig
                       : family != AF_INET   ? WSAEAFNOSUPPORT
                       : type != SOCK_STREAM ? WSAESOCKTNOSUPPORT
                                             : 0;
-  host::Descriptor descriptor(refusal == 0 ? ::socket(family, type | SOCK_CLOEXEC, protocol) : -1);
+  linux::Descriptor descriptor(refusal == 0 ? ::socket(family, type | SOCK_CLOEXEC, protocol) : -1);
   if (!descriptor) {
     Refuse(refusal != 0 ? refusal : SocketError(errno));
     return INVALID_SOCKET;

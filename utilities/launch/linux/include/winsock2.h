@@ -1,7 +1,8 @@
 #pragma once
 // The part of Windows Sockets 2 that the launcher calls: blocking IPv4 streams. Only the thread
 // that created a socket may use it, and not after closesocket. Address structures, inet_addr, htons
-// and gethostbyname are declared by the host; shutdown and setsockopt are overloaded for SOCKET.
+// and gethostbyname are declared by the system's headers; shutdown and setsockopt are overloaded
+// for SOCKET.
 
 #include <arpa/inet.h>
 #include <netdb.h>

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace host {
+namespace linux {
 
 std::vector<std::string> SplitCommandLine(std::string_view line) {
   std::vector<std::string> arguments;
@@ -50,4 +50,4 @@ void AdaptJavaOption(std::string& option) {
   }
 }
 
-}  // namespace host
+}  // namespace linux

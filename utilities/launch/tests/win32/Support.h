@@ -1,5 +1,5 @@
 #pragma once
-// Helpers of the contract tests and the layer's tests.
+// Helpers of the Win32 tests and the layer's tests.
 
 #include <winsock2.h>
 #include <windows.h>

@@ -25,27 +25,27 @@ bool IsProgram(const std::string& path) {
 
 }  // namespace
 
-namespace host {
+namespace linux {
 
-std::string HostPath(const char* path) {
+std::string LinuxPath(const char* path) {
   std::string result(path);
   std::replace(result.begin(), result.end(), '\\', '/');
   return result;
 }
 
-std::string DirectoryOf(const std::string& hostPath) {
-  const std::size_t separator = hostPath.rfind('/');
-  const std::string above = hostPath.substr(0, std::max<std::size_t>(separator, 1));
+std::string DirectoryOf(const std::string& linuxPath) {
+  const std::size_t separator = linuxPath.rfind('/');
+  const std::string above = linuxPath.substr(0, std::max<std::size_t>(separator, 1));
   return separator == std::string::npos ? "." : above;
 }
 
-std::string ResolvedPath(const std::string& hostPath) {
+std::string ResolvedPath(const std::string& linuxPath) {
   char resolved[PATH_MAX];
-  return ::realpath(hostPath.c_str(), resolved) != nullptr ? resolved : std::string();
+  return ::realpath(linuxPath.c_str(), resolved) != nullptr ? resolved : std::string();
 }
 
-int OpenRegularFile(const std::string& hostPath) {
-  Descriptor file(::open(hostPath.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+int OpenRegularFile(const std::string& linuxPath) {
+  Descriptor file(::open(linuxPath.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   struct stat status{};
   if (file && (::fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode))) {
     errno = EACCES;
@@ -75,7 +75,7 @@ std::string FindProgram(std::vector<std::string> directories, const std::string&
   return "";
 }
 
-}  // namespace host
+}  // namespace linux
 
 // Differs from Windows:
 // - Searches the launcher's directory, the current directory and PATH (the system's default if
@@ -83,11 +83,11 @@ std::string FindProgram(std::vector<std::string> directories, const std::string&
 // - Also finds the name without the extension. Finds only executable regular files.
 DWORD SearchPathA(std::nullptr_t, LPCSTR fileName, LPCSTR extension, DWORD size, LPSTR buffer,
                   std::nullptr_t) {
-  const std::string found = host::FindProgram(
-      {host::DirectoryOf(host::ResolvedPath("/proc/self/exe")), host::ResolvedPath(".")},
-      host::HostPath(fileName), extension);
+  const std::string found = linux::FindProgram(
+      {linux::DirectoryOf(linux::ResolvedPath("/proc/self/exe")), linux::ResolvedPath(".")},
+      linux::LinuxPath(fileName), extension);
   if (found.empty()) {
-    return host::Fail(ERROR_FILE_NOT_FOUND, DWORD{0});
+    return linux::Fail(ERROR_FILE_NOT_FOUND, DWORD{0});
   }
   std::snprintf(buffer, size, "%s", found.c_str());
   return static_cast<DWORD>(found.size() < size ? found.size() : found.size() + 1);
@@ -98,13 +98,13 @@ char* _getcwd(char* buffer, int size) {
 }
 
 int _chdir(const char* path) {
-  return ::chdir(host::HostPath(path).c_str());
+  return ::chdir(linux::LinuxPath(path).c_str());
 }
 
 // Differs from Windows:
 // - Symbolic links are resolved, and a missing file is a failure.
 char* _fullpath(char* buffer, const char* path, std::size_t size) {
-  const std::string resolved = host::ResolvedPath(host::HostPath(path));
+  const std::string resolved = linux::ResolvedPath(linux::LinuxPath(path));
   if (resolved.empty() || resolved.size() >= size) {
     return nullptr;
   }
@@ -119,9 +119,9 @@ extern "C" std::FILE* __wrap_fopen(const char* path, const char* mode);
 // Windows, and reads only regular files.
 std::FILE* __wrap_fopen(const char* path, const char* mode) {
   if (std::strcmp(mode, "rb") != 0) {
-    return __real_fopen(host::HostPath(path).c_str(), mode);
+    return __real_fopen(linux::LinuxPath(path).c_str(), mode);
   }
-  host::Descriptor descriptor(host::OpenRegularFile(host::HostPath(path)));
+  linux::Descriptor descriptor(linux::OpenRegularFile(linux::LinuxPath(path)));
   std::FILE* file = descriptor ? ::fdopen(descriptor.Get(), mode) : nullptr;
   if (file != nullptr) {
     descriptor.Release();

@@ -45,7 +45,7 @@ constexpr Error kErrors[] = {
 
 }  // namespace
 
-namespace host {
+namespace linux {
 
 DWORD ErrorFromErrno(int error) {
   for (const Error& row : kErrors) {
@@ -56,14 +56,14 @@ DWORD ErrorFromErrno(int error) {
   return ERROR_GEN_FAILURE;
 }
 
-DWORD FileError(int error, const std::string& hostPath) {
+DWORD FileError(int error, const std::string& linuxPath) {
   struct stat status{};
   const bool isFileMissing =
-      error == ENOENT && !hostPath.empty() && ::stat(DirectoryOf(hostPath).c_str(), &status) == 0;
+      error == ENOENT && !linuxPath.empty() && ::stat(DirectoryOf(linuxPath).c_str(), &status) == 0;
   return error == ENOENT && !isFileMissing ? ERROR_PATH_NOT_FOUND : ErrorFromErrno(error);
 }
 
-}  // namespace host
+}  // namespace linux
 
 DWORD GetLastError() {
   return t_LastError;
@@ -82,7 +82,7 @@ DWORD FormatMessageA(DWORD flags, std::nullptr_t, DWORD code, DWORD /*language*/
   constexpr DWORD kSupported =
       FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
   if (flags != kSupported) {
-    return host::Fail(ERROR_INVALID_PARAMETER, DWORD{0});
+    return linux::Fail(ERROR_INVALID_PARAMETER, DWORD{0});
   }
   for (const Error& row : kErrors) {
     if (row.code == code) {
@@ -93,7 +93,7 @@ DWORD FormatMessageA(DWORD flags, std::nullptr_t, DWORD code, DWORD /*language*/
       return static_cast<DWORD>(text.size());
     }
   }
-  return host::Fail(ERROR_MR_MID_NOT_FOUND, DWORD{0});
+  return linux::Fail(ERROR_MR_MID_NOT_FOUND, DWORD{0});
 }
 
 LPVOID LocalFree(LPVOID memory) {

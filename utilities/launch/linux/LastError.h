@@ -5,13 +5,13 @@
 
 #include "windows.h"
 
-namespace host {
+namespace linux {
 
 // For a missing file (ENOENT) see FileError.
 DWORD ErrorFromErrno(int error);
 
 // Splits ENOENT as Windows does: 2 for a missing file, 3 for a missing directory above it.
-DWORD FileError(int error, const std::string& hostPath);
+DWORD FileError(int error, const std::string& linuxPath);
 
 // Sets the last error and returns `failure`.
 template <typename Result = BOOL>
@@ -20,4 +20,4 @@ Result Fail(DWORD code, Result failure = FALSE) {
   return failure;
 }
 
-}  // namespace host
+}  // namespace linux

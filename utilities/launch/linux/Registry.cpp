@@ -10,8 +10,8 @@
 
 namespace {
 
-using host::Registry;
-using host::RegistryValues;
+using linux::Registry;
+using linux::RegistryValues;
 
 constexpr char kRoot[] = "hkey_local_machine";
 // The rest of a longer file is ignored.
@@ -71,8 +71,8 @@ void ReadValue(std::string_view line, RegistryValues& values) {
 }
 
 Registry ReadRegistry() {
-  if (const char* file = std::getenv("TORVEL_HOST_REGISTRY")) {
-    const host::Descriptor source(host::OpenRegularFile(host::HostPath(file)));
+  if (const char* file = std::getenv("TORVEL_REGISTRY")) {
+    const linux::Descriptor source(linux::OpenRegularFile(linux::LinuxPath(file)));
     std::string text;
     char block[16384];
     ssize_t length = 0;
@@ -80,11 +80,11 @@ Registry ReadRegistry() {
            (length = ::read(source.Get(), block, sizeof block)) > 0) {
       text.append(block, static_cast<std::size_t>(length));
     }
-    return host::ParseRegistryText(text);
+    return linux::ParseRegistryText(text);
   }
   // The entries that installers of Java for Windows write.
   Registry registry;
-  if (std::string library = host::FindJavaLibrary(); !library.empty()) {
+  if (std::string library = linux::FindJavaLibrary(); !library.empty()) {
     const std::string java = std::string(kRoot) + "\\software\\javasoft\\java runtime environment";
     registry[java]["currentversion"] = "1";
     registry[java + "\\1"]["runtimelib"] = std::move(library);
@@ -104,7 +104,7 @@ const Registry::value_type& EntryOf(HKEY key) {
 
 }  // namespace
 
-namespace host {
+namespace linux {
 
 std::string FindJavaLibrary() {
   const char* variable = std::getenv("JAVA_HOME");
@@ -142,12 +142,12 @@ Registry ParseRegistryText(std::string_view text) {
   return registry;
 }
 
-}  // namespace host
+}  // namespace linux
 
 // Differs from Windows:
 // - Only HKEY_LOCAL_MACHINE, read-only whatever is requested. A key exists only if the file names
 //   it.
-// - The entries come from the file named by TORVEL_HOST_REGISTRY, read on first use. If the
+// - The entries come from the file named by TORVEL_REGISTRY, read on first use. If the
 //   variable is unset, they are the two entries of the Java that FindJavaLibrary finds.
 LSTATUS RegOpenKeyExA(HKEY key, LPCSTR subKey, DWORD /*options*/, DWORD /*access*/, HKEY* result) {
   const std::string parent = key == HKEY_LOCAL_MACHINE ? kRoot : EntryOf(key).first;

@@ -17,8 +17,8 @@
 namespace {
 
 // A system call: glibc 2.36 declares pidfd_open without extern "C".
-host::Descriptor OpenPidfd(pid_t id) {
-  return host::Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, id, 0)));
+linux::Descriptor OpenPidfd(pid_t id) {
+  return linux::Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, id, 0)));
 }
 
 // posix_spawn, not fork: it reports a program that cannot be run. The child inherits only the
@@ -41,14 +41,14 @@ int Spawn(pid_t& id, const std::string& program, std::vector<std::string>& argum
 
 // Older kernels and some sandboxes have no pidfd, or cannot wait for one. Then a thread waits for
 // the child, and the owner of the thread's pipe (F_SETOWN) is the child's id.
-host::Descriptor OpenChild(pid_t id) {
+linux::Descriptor OpenChild(pid_t id) {
   siginfo_t info{};
-  host::Descriptor process = OpenPidfd(id);
+  linux::Descriptor process = OpenPidfd(id);
   if (process && ::waitid(P_PIDFD, static_cast<id_t>(process.Get()), &info,
                           WEXITED | WNOHANG | WNOWAIT) == 0) {
     return process;
   }
-  host::Descriptor child = host::RunThread([id] {
+  linux::Descriptor child = linux::RunThread([id] {
     siginfo_t ended{};
     while (::waitid(P_PID, static_cast<id_t>(id), &ended, WEXITED | WNOWAIT) != 0 &&
            errno == EINTR) {
@@ -72,31 +72,31 @@ BOOL CreateProcessA(LPCSTR application, LPSTR commandLine, LPSECURITY_ATTRIBUTES
                     LPSECURITY_ATTRIBUTES, BOOL /*inheritHandles*/, DWORD flags, std::nullptr_t,
                     std::nullptr_t, STARTUPINFOA* /*startup*/, PROCESS_INFORMATION* information) {
   if (flags != 0) {
-    return host::Fail(ERROR_INVALID_PARAMETER);
+    return linux::Fail(ERROR_INVALID_PARAMETER);
   }
-  const std::string program = host::HostPath(application);
-  std::vector<std::string> arguments = host::SplitCommandLine(commandLine);
+  const std::string program = linux::LinuxPath(application);
+  std::vector<std::string> arguments = linux::SplitCommandLine(commandLine);
   const std::string name = program.substr(program.rfind('/') + 1);
   if (name == "java" || name == "java.exe") {
     for (std::size_t i = 1; i < arguments.size() && arguments[i][0] == '-'; ++i) {
-      host::AdaptJavaOption(arguments[i]);
+      linux::AdaptJavaOption(arguments[i]);
     }
   }
   // An inherited SIG_IGN would discard the child's exit code.
   ::signal(SIGCHLD, SIG_DFL);
   pid_t id = 0;
   if (const int error = Spawn(id, program, arguments)) {
-    return host::Fail(host::FileError(error, program));
+    return linux::Fail(linux::FileError(error, program));
   }
-  host::Descriptor child = OpenChild(id);
-  host::Descriptor thread(child ? ::fcntl(child.Get(), F_DUPFD_CLOEXEC, 0) : -1);
+  linux::Descriptor child = OpenChild(id);
+  linux::Descriptor thread(child ? ::fcntl(child.Get(), F_DUPFD_CLOEXEC, 0) : -1);
   if (!thread) {
-    const DWORD error = host::ErrorFromErrno(errno);
+    const DWORD error = linux::ErrorFromErrno(errno);
     ::kill(id, SIGKILL);
     ::waitpid(id, nullptr, 0);
-    return host::Fail(error);
+    return linux::Fail(error);
   }
-  *information = {host::HandleOf(std::move(child)), host::HandleOf(std::move(thread)),
+  *information = {linux::HandleOf(std::move(child)), linux::HandleOf(std::move(thread)),
                   static_cast<DWORD>(id)};
   return TRUE;
 }
@@ -105,25 +105,25 @@ BOOL CreateProcessA(LPCSTR application, LPSTR commandLine, LPSECURITY_ATTRIBUTES
 // - The handle has all rights, whatever is requested, and is not inherited.
 // - Fails with 50 before Linux 5.3.
 HANDLE OpenProcess(DWORD /*access*/, BOOL /*inheritHandle*/, DWORD processId) {
-  host::Descriptor process = OpenPidfd(static_cast<pid_t>(processId));
+  linux::Descriptor process = OpenPidfd(static_cast<pid_t>(processId));
   if (!process) {
     // A thread id is not a process: kernels report it as ENOENT or EINVAL.
     const int error = errno == ENOENT ? EINVAL : errno;
-    return host::Fail(host::ErrorFromErrno(error), HANDLE{});
+    return linux::Fail(linux::ErrorFromErrno(error), HANDLE{});
   }
-  return host::HandleOf(std::move(process));
+  return linux::HandleOf(std::move(process));
 }
 
 // Differs from Windows:
 // - Exit codes have 8 bits. 128 + N for a child that signal N ended.
 // - Fails with 50 for a process that is not a child.
 BOOL GetExitCodeProcess(HANDLE process, LPDWORD exitCode) {
-  const int descriptor = host::DescriptorOf(process);
+  const int descriptor = linux::DescriptorOf(process);
   const int id = ::fcntl(descriptor, F_GETOWN);  // see OpenChild
   siginfo_t info{};
   if (::waitid(id > 0 ? P_PID : P_PIDFD, static_cast<id_t>(id > 0 ? id : descriptor), &info,
                WEXITED | WNOHANG | WNOWAIT) != 0) {
-    return host::Fail(host::ErrorFromErrno(errno));
+    return linux::Fail(linux::ErrorFromErrno(errno));
   }
   const auto status = static_cast<DWORD>(info.si_status);
   *exitCode = info.si_pid == 0 ? STILL_ACTIVE : status + (info.si_code == CLD_EXITED ? 0 : 128);
@@ -149,7 +149,7 @@ BOOL GetVersionExA(OSVERSIONINFOA* information) {
 // - Only the calling process; others are refused with 50.
 BOOL TerminateProcess(HANDLE process, unsigned exitCode) {
   if (process != GetCurrentProcess()) {
-    return host::Fail(ERROR_NOT_SUPPORTED);
+    return linux::Fail(ERROR_NOT_SUPPORTED);
   }
   ::_exit(static_cast<int>(exitCode));
 }
@@ -159,9 +159,9 @@ BOOL TerminateProcess(HANDLE process, unsigned exitCode) {
 // - The parent of an orphan is the process that adopted it; a parent outside the PID namespace is
 //   0.
 HANDLE CreateToolhelp32Snapshot(DWORD /*flags*/, DWORD /*processId*/) {
-  host::Descriptor snapshot(::eventfd(0, EFD_CLOEXEC));  // a placeholder for CloseHandle
-  return snapshot ? host::HandleOf(std::move(snapshot))
-                  : host::Fail(host::ErrorFromErrno(errno), INVALID_HANDLE_VALUE);
+  linux::Descriptor snapshot(::eventfd(0, EFD_CLOEXEC));  // a placeholder for CloseHandle
+  return snapshot ? linux::HandleOf(std::move(snapshot))
+                  : linux::Fail(linux::ErrorFromErrno(errno), INVALID_HANDLE_VALUE);
 }
 
 BOOL Process32First(HANDLE /*snapshot*/, PROCESSENTRY32* entry) {
@@ -170,5 +170,5 @@ BOOL Process32First(HANDLE /*snapshot*/, PROCESSENTRY32* entry) {
 }
 
 BOOL Process32Next(HANDLE /*snapshot*/, PROCESSENTRY32* /*entry*/) {
-  return host::Fail(ERROR_NO_MORE_FILES);
+  return linux::Fail(ERROR_NO_MORE_FILES);
 }

@@ -79,7 +79,7 @@ TEST_F(Child, InheritsOnlyTheStandardStreams) {
   std::ofstream open("other.txt");
   const int input = ::dup(0);
   ::close(0);  // no handle uses this descriptor
-  EXPECT_GT(host::Descriptor(::dup(input)).Get(), 2);
+  EXPECT_GT(linux::Descriptor(::dup(input)).Get(), 2);
   EXPECT_EQ(::dup2(input, 0), 0);
   ::close(input);
   EXPECT_EQ(Shell("(ls /proc/$$/fd; echo $0) > child.txt"), 0u);
@@ -108,7 +108,7 @@ TEST_F(Search, OwnDirectoryThenCurrentDirectoryThenPath) {
   const auto size = static_cast<DWORD>(Find("tool").size());
   EXPECT_EQ(SearchPathA(nullptr, "tool", ".exe", size, path, nullptr), size + 1);
   EXPECT_EQ(_fullpath(path, "tool", size), nullptr);
-  EXPECT_NE(Find("host_tests"), "");
+  EXPECT_NE(Find("linux_tests"), "");
   EXPECT_EQ(Find("sh"), "");
   ::unsetenv("PATH");
   EXPECT_EQ(Find("sh"), "/bin/sh");
@@ -129,7 +129,7 @@ TEST_F(Search, JavaLibraryOfJavaHomeThenOfPath) {
   for (const auto& [home, path, expected] : rows) {
     ::setenv("JAVA_HOME", home.c_str(), 1);
     ::setenv("PATH", (m_Root + path).c_str(), 1);
-    EXPECT_EQ(host::FindJavaLibrary(), expected) << home << " " << path;
+    EXPECT_EQ(linux::FindJavaLibrary(), expected) << home << " " << path;
   }
 }
 
@@ -148,7 +148,7 @@ TEST(RegistryText, ReadsTextsAndSkipsMalformedLines) {
       {"\"v\"=\"lost\"\n" + key, ""}};
   for (const auto& [text, expected] : rows) {
     std::string values;
-    const host::Registry registry = host::ParseRegistryText(text);
+    const linux::Registry registry = linux::ParseRegistryText(text);
     for (const auto& [name, value] : registry.at("hkey_local_machine\\software\\a")) {
       values += name + (value ? "=" + *value : "-");
     }

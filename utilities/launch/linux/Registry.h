@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace host {
+namespace linux {
 
 // Folded name ("" for the default value) to text; nullopt: not a string.
 using RegistryValues = std::map<std::string, std::optional<std::string>>;
@@ -21,4 +21,4 @@ Registry ParseRegistryText(std::string_view text);
 // The libjvm.so of JAVA_HOME if set, else of `java` on PATH. Empty if there is none.
 std::string FindJavaLibrary();
 
-}  // namespace host
+}  // namespace linux

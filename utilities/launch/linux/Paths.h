@@ -1,27 +1,27 @@
 #pragma once
-// Host paths for the paths of Windows.
+// Linux paths for the paths of Windows.
 
 #include <string>
 #include <vector>
 
-namespace host {
+namespace linux {
 
 // Replaces '\' by '/'.
-std::string HostPath(const char* path);
+std::string LinuxPath(const char* path);
 
 // The text before the last '/', "/" for a path directly below the root, "." for a bare name.
-std::string DirectoryOf(const std::string& hostPath);
+std::string DirectoryOf(const std::string& linuxPath);
 
 // Absolute, with symbolic links resolved; empty if there is no such file.
-std::string ResolvedPath(const std::string& hostPath);
+std::string ResolvedPath(const std::string& linuxPath);
 
 // Opens a regular file for reading; -1 with errno set on failure. Refuses other files without
 // waiting, as for the writer of a pipe.
-int OpenRegularFile(const std::string& hostPath);
+int OpenRegularFile(const std::string& linuxPath);
 
 // Searches these directories, then PATH (the system's default if unset, as execvp does), each for
 // the name with the extension before the bare name. Empty if not found.
 std::string FindProgram(std::vector<std::string> directories, const std::string& name,
                         const std::string& extension);
 
-}  // namespace host
+}  // namespace linux

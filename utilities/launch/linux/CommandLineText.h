@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-namespace host {
+namespace linux {
 
 // Splits by the rules of the Microsoft C runtime. The first element is the program's name, empty
 // for an empty line.
@@ -14,4 +14,4 @@ std::vector<std::string> SplitCommandLine(std::string_view line);
 // In -Djava.class.path, replaces ";" by ":" and "\" by "/". Leaves other options unchanged.
 void AdaptJavaOption(std::string& option);
 
-}  // namespace host
+}  // namespace linux

@@ -25,7 +25,7 @@ jint JNICALL CreateAdaptedJavaVM(JavaVM** vm, void** environment, void* argument
   texts.resize(options.size());
   for (std::size_t i = 0; i < options.size(); ++i) {
     texts[i] = options[i].optionString;
-    host::AdaptJavaOption(texts[i]);
+    linux::AdaptJavaOption(texts[i]);
     options[i].optionString = texts[i].data();
   }
   adapted.options = options.data();
@@ -35,12 +35,12 @@ jint JNICALL CreateAdaptedJavaVM(JavaVM** vm, void** environment, void* argument
 }  // namespace
 
 // Differs from Windows:
-// - The bare name jvm.dll loads libjvm.so by the host's library search. No extension is added to
+// - The bare name jvm.dll loads libjvm.so by the loader's library search. No extension is added to
 //   other names.
 // - A missing file or dependency is 126, as on Windows; any other failure is 193.
 HMODULE LoadLibraryA(LPCSTR fileName) {
   const std::string path =
-      std::strcmp(fileName, "jvm.dll") == 0 ? "libjvm.so" : host::HostPath(fileName);
+      std::strcmp(fileName, "jvm.dll") == 0 ? "libjvm.so" : linux::LinuxPath(fileName);
   // dlopen("") would return the program itself.
   void* library = path.empty() ? nullptr : ::dlopen(path.c_str(), RTLD_NOW | RTLD_GLOBAL);
   if (library == nullptr) {
@@ -57,7 +57,7 @@ HMODULE LoadLibraryA(LPCSTR fileName) {
 FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
   void* address = ::dlsym(module, name);
   if (address == nullptr) {
-    return host::Fail(ERROR_PROC_NOT_FOUND, FARPROC{});
+    return linux::Fail(ERROR_PROC_NOT_FOUND, FARPROC{});
   }
   if (std::strcmp(name, "JNI_CreateJavaVM") == 0) {
     g_CreateJavaVM = reinterpret_cast<CreateJavaVM>(address);
@@ -71,20 +71,20 @@ FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
 DWORD GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size) {
   const link_map* map = nullptr;
   ::dlinfo(module, RTLD_DI_LINKMAP, static_cast<void*>(&map));
-  const std::string path = host::ResolvedPath(map->l_name);
+  const std::string path = linux::ResolvedPath(map->l_name);
   std::snprintf(buffer, size, "%s", path.c_str());
   return path.size() < size ? static_cast<DWORD>(path.size())
-                            : host::Fail(ERROR_INSUFFICIENT_BUFFER, size);
+                            : linux::Fail(ERROR_INSUFFICIENT_BUFFER, size);
 }
 
 // Differs from Windows:
-// - No effect: a library of the host contains its own search path.
+// - No effect: a library of Linux contains its own search path.
 BOOL SetDllDirectoryA(LPCSTR /*path*/) {
   return TRUE;
 }
 
 // Differs from Windows:
-// - No effect: the host shows no dialogs. The old mode is not returned.
+// - No effect: Linux shows no dialogs. The old mode is not returned.
 BOOL SetThreadErrorMode(DWORD /*mode*/, LPDWORD /*oldMode*/) {
   return TRUE;
 }

@@ -26,7 +26,7 @@ struct ThreadExit {};
 
 }  // namespace
 
-namespace host {
+namespace linux {
 
 Descriptor RunThread(std::function<void()> body) {
   int ends[2];
@@ -43,10 +43,10 @@ Descriptor RunThread(std::function<void()> body) {
   return result;
 }
 
-}  // namespace host
+}  // namespace linux
 
 BOOL CloseHandle(HANDLE handle) {
-  return ::close(host::DescriptorOf(handle)) == 0 ? TRUE : host::Fail(ERROR_INVALID_HANDLE);
+  return ::close(linux::DescriptorOf(handle)) == 0 ? TRUE : linux::Fail(ERROR_INVALID_HANDLE);
 }
 
 // Differs from Windows:
@@ -54,13 +54,13 @@ BOOL CloseHandle(HANDLE handle) {
 // - A wait interrupted by a signal starts again.
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
   static_assert(static_cast<int>(INFINITE) == -1);  // poll's infinite time-out, too
-  pollfd waiting{host::DescriptorOf(handle), POLLIN, 0};
+  pollfd waiting{linux::DescriptorOf(handle), POLLIN, 0};
   int ready = 0;
   do {
     ready = ::poll(&waiting, 1, static_cast<int>(milliseconds));
   } while (ready < 0 && errno == EINTR);
   if (ready < 0 || (waiting.revents & POLLNVAL) != 0) {
-    return host::Fail(ERROR_INVALID_HANDLE, WAIT_FAILED);
+    return linux::Fail(ERROR_INVALID_HANDLE, WAIT_FAILED);
   }
   return ready > 0 ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
 }
@@ -70,16 +70,16 @@ DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
 HANDLE CreateThread(LPSECURITY_ATTRIBUTES, std::size_t stackSize, LPTHREAD_START_ROUTINE start,
                     LPVOID parameter, DWORD flags, std::nullptr_t) {
   if (stackSize != 0 || flags != 0) {
-    return host::Fail(ERROR_INVALID_PARAMETER, HANDLE{});
+    return linux::Fail(ERROR_INVALID_PARAMETER, HANDLE{});
   }
-  host::Descriptor thread = host::RunThread([start, parameter] {
+  linux::Descriptor thread = linux::RunThread([start, parameter] {
     try {
       start(parameter);
     } catch (const ThreadExit&) {
     }
   });
-  return thread ? host::HandleOf(std::move(thread))
-                : host::Fail(host::ErrorFromErrno(errno), HANDLE{});
+  return thread ? linux::HandleOf(std::move(thread))
+                : linux::Fail(linux::ErrorFromErrno(errno), HANDLE{});
 }
 
 // Differs from Windows:

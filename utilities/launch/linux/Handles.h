@@ -12,7 +12,7 @@
 
 #include "windows.h"
 
-namespace host {
+namespace linux {
 
 // Owns a file descriptor. Moves it if it has the number of a standard stream, so that no output
 // goes to it.
@@ -57,4 +57,4 @@ inline int DescriptorOf(HANDLE handle) {
 // errno set, on failure.
 Descriptor RunThread(std::function<void()> body);
 
-}  // namespace host
+}  // namespace linux
