@@ -1,5 +1,7 @@
 #include "assistant/AssistantWire.h"
 
+#include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "platform/Diagnostics.h"
@@ -21,23 +23,33 @@ bool IsContinuation(int byte) {
   return byte >= 0 && (byte & 0xC0) == 0x80;
 }
 
-// For code points from 0x80. Returns the number of bytes, or 0 if it would exceed four.
-int EncodeUtf8(int code, uint8_t (&bytes)[4]) {
+// The characters of one byte at the front of `text`.
+std::string_view AsciiRun(std::string_view text) {
+  const auto end = std::find_if(text.begin(), text.end(), [](char c) { return (c & 0x80) != 0; });
+  return text.substr(0, static_cast<size_t>(end - text.begin()));
+}
+
+// Empty if it would exceed four bytes.
+std::string EncodeUtf8(int code) {
+  if (code >= 0 && code < 0x80) {
+    return std::string(1, static_cast<char>(code));
+  }
   for (const LeadByte& form : kLeadBytes) {
     const int ownBits = code >> form.shift;
     if (ownBits < 0 || ownBits > (~form.mask & 0xFF)) {
       continue;
     }
-    int length = 0;
-    bytes[length++] = static_cast<uint8_t>(form.mark | ownBits);
+    std::string bytes(1, static_cast<char>(form.mark | ownBits));
     for (int shift = form.shift - 6; shift >= 0; shift -= 6) {
-      bytes[length++] = static_cast<uint8_t>(0x80 | ((code >> shift) & 0x3F));
+      bytes += static_cast<char>(0x80 | ((code >> shift) & 0x3F));
     }
-    return length;
+    return bytes;
   }
-  return 0;
+  return "";
 }
 
+// Like the two texts of the keep-alive, this one has no line end: the next text follows on its
+// line.
 void ReportLongSequence() {
   DebugPrint("UTF sequences longer than four bytes not handled, aborting");
 }
@@ -49,45 +61,58 @@ AssistantWire::AssistantWire(std::unique_ptr<Socket> connection)
 
 bool AssistantWire::SendInt(int32_t value) {
   const uint32_t bits = static_cast<uint32_t>(value);
-  for (int shift = 24; shift >= 0; shift -= 8) {
-    const uint8_t octet = static_cast<uint8_t>(bits >> shift);
-    if (m_Connection.Send(&octet, 1) != 1) {
-      return false;
-    }
+  char bytes[4];
+  for (int i = 0; i < 4; ++i) {
+    bytes[i] = static_cast<char>(bits >> (24 - 8 * i));
   }
-  return true;
+  return m_Connection.Send({bytes, sizeof bytes});
 }
 
 bool AssistantWire::ReceiveInt(int32_t& value) {
   uint32_t bits = 0;
   for (int i = 0; i < 4; ++i) {
-    uint8_t octet = 0;
-    if (m_Connection.Receive(&octet, 1) != 1) {
+    const int octet = TakeByte();
+    if (octet < 0) {
       return false;
     }
-    bits = bits << 8 | octet;
+    bits = bits << 8 | static_cast<uint32_t>(octet);
   }
   value = static_cast<int32_t>(bits);
   return true;
 }
 
-int AssistantWire::ReportEndOfStream() {
-  DebugPrint("Assistant: EOF\n");
-  return -1;
+int AssistantWire::TakeByte() {
+  const std::string_view arrived = m_Connection.Peek();
+  if (arrived.empty()) {
+    return -1;
+  }
+  m_Connection.Skip(1);
+  return static_cast<uint8_t>(arrived.front());
 }
 
-bool AssistantWire::SendSequence(int code) {
-  uint8_t bytes[4];
-  const int length = EncodeUtf8(code, bytes);
-  if (length == 0) {
+int AssistantWire::ReceiveByte() {
+  const int octet = TakeByte();
+  if (octet < 0) {
+    DebugPrint("Assistant: EOF\n");
+  }
+  return octet;
+}
+
+bool AssistantWire::SendChar(int code) {
+  const std::string sequence = EncodeUtf8(code);
+  if (sequence.empty()) {
     ReportLongSequence();
     return false;
   }
-  return m_Connection.Send(bytes, length) == length;
+  return m_Connection.Send(sequence);
 }
 
 // Checks each byte as it arrives: an invalid lead byte is reported only after three more bytes.
-int AssistantWire::ReceiveSequence(int lead) {
+int AssistantWire::ReceiveChar() {
+  const int lead = ReceiveByte();
+  if (lead < 0x80) {
+    return lead;
+  }
   int code = 0;
   for (const LeadByte& form : kLeadBytes) {
     const int octet = ReceiveByte();
@@ -108,10 +133,12 @@ bool AssistantWire::SendString(const std::string& text) {
   if (!SendInt(static_cast<int32_t>(text.size()))) {
     return false;
   }
-  for (const char character : text) {
-    if (!SendChar(static_cast<uint8_t>(character))) {
+  for (std::string_view rest = text; !rest.empty();) {
+    const std::string_view run = AsciiRun(rest);
+    if (!(run.empty() ? SendChar(static_cast<uint8_t>(rest.front())) : m_Connection.Send(run))) {
       return false;
     }
+    rest.remove_prefix(std::max<size_t>(run.size(), 1));
   }
   return true;
 }
@@ -127,23 +154,21 @@ bool AssistantWire::ReceiveString(std::string& text) {
   }
   DebugPrint("Assistant: Reading %d characters\n", length);
   text.clear();
-  // Append in blocks: appending characters took a tenth of a relay's instructions.
-  char block[256];
-  size_t filled = 0;
-  BufferedSocket::ByteReader reader(m_Connection);
-  for (int32_t i = 0; i < length; ++i) {
-    const int code = ReceiveChar(reader);
-    if (code == -1) {
-      text.append(block, filled);
-      return false;
+  for (size_t due = static_cast<size_t>(std::max(length, 0)); due > 0;) {
+    const std::string_view run = AsciiRun(m_Connection.Peek().substr(0, due));
+    if (run.empty()) {
+      const int code = ReceiveChar();
+      if (code == -1) {
+        return false;
+      }
+      text += static_cast<char>(code & 0xFF);
+      --due;
+    } else {
+      text += run;
+      m_Connection.Skip(run.size());
+      due -= run.size();
     }
-    if (filled == sizeof block) {
-      text.append(block, filled);
-      filled = 0;
-    }
-    block[filled++] = static_cast<char>(code & 0xFF);
   }
-  text.append(block, filled);
   DebugPrint("Assistant: Received '%s'\n", text.c_str());
   return true;
 }

@@ -2,68 +2,63 @@
 
 #include <utility>
 
+namespace {
+
+constexpr size_t kGatheredSize = 32768;
+// With half of it, a long relay waits twice as often.
+constexpr int32_t kReadAheadSize = 65536;
+
+}  // namespace
+
 BufferedSocket::BufferedSocket(std::unique_ptr<Socket> socket) : m_Socket(std::move(socket)) {}
 
 BufferedSocket::~BufferedSocket() {
   Flush();
 }
 
-bool BufferedSocket::Flush() {
-  if (m_HasFailed || m_Gathered == nullptr) {
+bool BufferedSocket::Send(std::string_view bytes) {
+  if (m_Gathered.size() + bytes.size() <= kGatheredSize) {
+    m_Gathered += bytes;
     return !m_HasFailed;
   }
-  const char* end = m_Free;
-  m_Free = m_Gathered.get();
-  return SendAll(m_Gathered.get(), end);
+  return Flush() && (bytes.size() > kGatheredSize ? SendAll(bytes) : Send(bytes));
 }
 
-int32_t BufferedSocket::SendBeyondFree(const void* bytes, int32_t length) {
-  if (!Flush()) {
-    return -1;
-  }
-  if (length >= kGatheredSize) {
-    const char* begin = static_cast<const char*>(bytes);
-    return SendAll(begin, begin + length) ? length : -1;
-  }
-  if (m_Gathered == nullptr) {
-    m_Gathered.reset(new char[kGatheredSize]);
-    m_Free = m_Gathered.get();
-    m_FreeEnd = m_Free + kGatheredSize;
-  }
-  return Send(bytes, length);
+bool BufferedSocket::Flush() {
+  const bool isSent = SendAll(m_Gathered);
+  m_Gathered.clear();
+  return isSent;
 }
 
-int32_t BufferedSocket::ReadAhead() {
-  if (!Flush()) {
-    return -1;
+std::string_view BufferedSocket::Peek() {
+  if (!m_Unread.empty() || !Flush()) {
+    return m_Unread;
   }
   if (m_ReadAhead == nullptr) {
-    m_ReadAhead.reset(new char[kReadAheadSize]);
+    m_ReadAhead.reset(new char[kReadAheadSize]);  // make_unique would fill it with zeros
   }
   const int32_t received = m_Socket->Receive(m_ReadAhead.get(), kReadAheadSize, 0);
   if (received < 0) {
     Fail();
-    return received;
+  } else {
+    m_Unread = std::string_view(m_ReadAhead.get(), static_cast<size_t>(received));
   }
-  m_Unread = m_ReadAhead.get();
-  m_UnreadEnd = m_Unread + received;
-  return received;
+  return m_Unread;
 }
 
-bool BufferedSocket::SendAll(const char* bytes, const char* end) {
-  while (bytes != end) {
-    const int32_t sent = m_Socket->Send(bytes, static_cast<int32_t>(end - bytes), 0);
-    if (sent <= 0) {
+bool BufferedSocket::SendAll(std::string_view bytes) {
+  while (!m_HasFailed && !bytes.empty()) {
+    const int32_t sent = m_Socket->Send(bytes.data(), static_cast<int32_t>(bytes.size()), 0);
+    if (sent > 0) {
+      bytes.remove_prefix(static_cast<size_t>(sent));
+    } else {
       Fail();
-      return false;
     }
-    bytes += sent;
   }
-  return true;
+  return !m_HasFailed;
 }
 
 void BufferedSocket::Fail() {
   m_HasFailed = true;
-  m_Free = m_FreeEnd = nullptr;
-  m_Unread = m_UnreadEnd = nullptr;
+  m_Unread = {};
 }
