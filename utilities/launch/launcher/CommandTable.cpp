@@ -2,9 +2,8 @@
 #include "TorvelLauncher.h"
 #include "assistant/BuildCommands.h"
 #include "java/JavaCommands.h"
-#include "java/WorkspaceSearch.h"
 
-TorvelLauncher::TorvelLauncher() : m_EnterWorkspace(EnterWorkspace) {
+TorvelLauncher::TorvelLauncher() {
   AddCommand({"ListSlaves"}, RunCommandByName);
   AddCommand({"Launch"}, RunCommandByName);
   AddCommand({"StartSlave"}, RunCommandByName);

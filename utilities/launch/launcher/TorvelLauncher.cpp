@@ -1,7 +1,9 @@
 #include "TorvelLauncher.h"
 
 #include "CommandLineParameters.h"
+#include "WorkspaceSearch.h"
 #include "platform/Diagnostics.h"
+#include "platform/Files.h"
 #include "platform/LaunchFailure.h"
 #include "platform/Text.h"
 
@@ -23,7 +25,14 @@ int TorvelLauncher::Run() {
 }
 
 void TorvelLauncher::LocateWorkspace() {
-  m_StartPath = m_EnterWorkspace();
+  CommandLineParameters& parameters = Singleton<CommandLineParameters>::GetInstance();
+  const WorkspaceLocation location =
+      SearchWorkspace(parameters.GetWorkspace(), parameters.GetJarSearchPaths(), "Torvel.jar");
+  parameters.SetJarDirectory(location.m_JarDirectory);
+  parameters.SetLibDirectory(location.m_LibDirectory);
+  const std::string start = GetCurrentDir() + '/';
+  EnterRoot(location, parameters.GetWorkspace());
+  m_StartPath = StartPathBelow(location.m_Root, start);
   DebugPrint("Path to original: %s\n", m_StartPath.c_str());
 }
 

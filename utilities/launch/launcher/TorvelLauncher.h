@@ -14,10 +14,6 @@
 // command's registered name in parameter 0 of CommandLineParameters.
 using CommandHandler = int (*)();
 
-// Records the jar and library directories in CommandLineParameters, makes the workspace root the
-// current directory and returns the start path. Throws LaunchFailure when there is no workspace.
-using WorkspaceFinder = std::string (*)();
-
 struct CommandEntry {
   std::vector<std::string> names;
   CommandHandler handler;
@@ -37,12 +33,13 @@ class TorvelLauncher : public Singleton<TorvelLauncher> {
   std::string GetStartPath() const { return m_StartPath; }
 
  private:
+  // Stores the jar and library directories in CommandLineParameters, makes the workspace root the
+  // current directory and sets m_StartPath. Throws LaunchFailure.
   void LocateWorkspace();
 
   // The command's registered name and its handler. Throws LaunchFailure.
   std::pair<std::string, CommandHandler> FindCommand(const std::string& key) const;
 
-  WorkspaceFinder m_EnterWorkspace;
   std::vector<CommandEntry> m_Commands;
   std::string m_StartPath;
 };

@@ -1,7 +1,6 @@
 #include <poll.h>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -136,8 +135,7 @@ int _write(int descriptor, const void* data, unsigned size) {
   const char* next = static_cast<const char*>(data);
   const char* const end = next + size;
   while (next != end) {
-    // Not ::write: in a process with two threads its cancellation point costs as much as the copy.
-    const auto written = ::syscall(SYS_write, descriptor, next, end - next);
+    const ssize_t written = ::write(descriptor, next, static_cast<std::size_t>(end - next));
     next += written > 0 ? written : 0;
     if (written < 0 && errno == EAGAIN) {
       pollfd stream{descriptor, POLLOUT, 0};

@@ -11,7 +11,7 @@
 
 namespace {
 
-thread_local DWORD t_LastError = 0;
+thread_local DWORD t_lastError = 0;
 
 struct Error {
   DWORD code;
@@ -21,26 +21,30 @@ struct Error {
 
 // Errors of files, child processes and writes; other errno values are ERROR_GEN_FAILURE.
 constexpr Error kErrors[] = {
-    {2, {ENOENT}, "The system cannot find the file specified."},
-    {3, {ENOTDIR}, "The system cannot find the path specified."},
-    {4, {EMFILE, ENFILE}, "The system cannot open the file."},
-    {5, {EACCES, EPERM, EISDIR}, "Access is denied."},
-    {6, {EBADF}, "The handle is invalid."},
-    {8, {ENOMEM, EAGAIN}, "Not enough memory resources are available to process this command."},
-    {19, {EROFS}, "The media is write protected."},
+    {ERROR_FILE_NOT_FOUND, {ENOENT}, "The system cannot find the file specified."},
+    {ERROR_PATH_NOT_FOUND, {ENOTDIR}, "The system cannot find the path specified."},
+    {ERROR_TOO_MANY_OPEN_FILES, {EMFILE, ENFILE}, "The system cannot open the file."},
+    {ERROR_ACCESS_DENIED, {EACCES, EPERM, EISDIR}, "Access is denied."},
+    {ERROR_INVALID_HANDLE, {EBADF}, "The handle is invalid."},
+    {ERROR_NOT_ENOUGH_MEMORY,
+     {ENOMEM, EAGAIN},
+     "Not enough memory resources are available to process this command."},
+    {ERROR_WRITE_PROTECT, {EROFS}, "The media is write protected."},
     {ERROR_GEN_FAILURE, {}, "A device attached to the system is not functioning."},
-    {32,
+    {ERROR_SHARING_VIOLATION,
      {ETXTBSY, EBUSY},
      "The process cannot access the file because it is being used by another process."},
-    {50, {ENOSYS, EOPNOTSUPP, ECHILD}, "The request is not supported."},
-    {87, {EINVAL, ESRCH}, "The parameter is incorrect."},
-    {109, {EPIPE}, "The pipe has been ended."},
-    {112, {ENOSPC, EDQUOT}, "There is not enough space on the disk."},
-    {193, {ENOEXEC}, "%1 is not a valid Win32 application."},
-    {206, {ENAMETOOLONG, E2BIG}, "The filename or extension is too long."},
-    {223, {EFBIG}, "The file size exceeds the limit allowed and cannot be saved."},
-    {1117, {EIO}, "The request could not be performed because of an I/O device error."},
-    {1921, {ELOOP}, "The name of the file cannot be resolved by the system."},
+    {ERROR_NOT_SUPPORTED, {ENOSYS, EOPNOTSUPP, ECHILD}, "The request is not supported."},
+    {ERROR_INVALID_PARAMETER, {EINVAL, ESRCH}, "The parameter is incorrect."},
+    {ERROR_BROKEN_PIPE, {EPIPE}, "The pipe has been ended."},
+    {ERROR_DISK_FULL, {ENOSPC, EDQUOT}, "There is not enough space on the disk."},
+    {ERROR_BAD_EXE_FORMAT, {ENOEXEC}, "%1 is not a valid Win32 application."},
+    {ERROR_FILENAME_EXCED_RANGE, {ENAMETOOLONG, E2BIG}, "The filename or extension is too long."},
+    {ERROR_FILE_TOO_LARGE, {EFBIG}, "The file size exceeds the limit allowed and cannot be saved."},
+    {ERROR_IO_DEVICE, {EIO}, "The request could not be performed because of an I/O device error."},
+    {ERROR_CANT_RESOLVE_FILENAME,
+     {ELOOP},
+     "The name of the file cannot be resolved by the system."},
 };
 
 }  // namespace
@@ -66,11 +70,11 @@ DWORD FileError(int error, const std::string& linuxPath) {
 }  // namespace linux
 
 DWORD GetLastError() {
-  return t_LastError;
+  return t_lastError;
 }
 
 void SetLastError(DWORD code) {
-  t_LastError = code;
+  t_lastError = code;
 }
 
 // Differs from Windows:

@@ -14,7 +14,7 @@
 namespace {
 
 using CreateJavaVM = jint(JNICALL*)(JavaVM**, void**, void*);
-CreateJavaVM g_CreateJavaVM = nullptr;
+CreateJavaVM g_createJavaVM = nullptr;
 
 // Wraps the runtime's JNI_CreateJavaVM. The adapted options are never freed: the runtime may keep
 // pointers to them.
@@ -29,7 +29,7 @@ jint JNICALL CreateAdaptedJavaVM(JavaVM** vm, void** environment, void* argument
     options[i].optionString = texts[i].data();
   }
   adapted.options = options.data();
-  return g_CreateJavaVM(vm, environment, &adapted);
+  return g_createJavaVM(vm, environment, &adapted);
 }
 
 }  // namespace
@@ -60,7 +60,7 @@ FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
     return linux::Fail(ERROR_PROC_NOT_FOUND, FARPROC{});
   }
   if (std::strcmp(name, "JNI_CreateJavaVM") == 0) {
-    g_CreateJavaVM = reinterpret_cast<CreateJavaVM>(address);
+    g_createJavaVM = reinterpret_cast<CreateJavaVM>(address);
     address = reinterpret_cast<void*>(&CreateAdaptedJavaVM);
   }
   return reinterpret_cast<FARPROC>(address);

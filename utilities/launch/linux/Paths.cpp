@@ -45,13 +45,12 @@ std::string ResolvedPath(const std::string& linuxPath) {
 }
 
 int OpenRegularFile(const std::string& linuxPath) {
-  Descriptor file(::open(linuxPath.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   struct stat status{};
-  if (file && (::fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode))) {
+  if (::stat(linuxPath.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
     errno = EACCES;
     return -1;
   }
-  return file.Release();
+  return Descriptor(::open(linuxPath.c_str(), O_RDONLY | O_CLOEXEC)).Release();
 }
 
 std::string FindProgram(std::vector<std::string> directories, const std::string& name,

@@ -15,8 +15,9 @@ std::string DirectoryOf(const std::string& linuxPath);
 // Absolute, with symbolic links resolved; empty if there is no such file.
 std::string ResolvedPath(const std::string& linuxPath);
 
-// Opens a regular file for reading; -1 with errno set on failure. Refuses other files without
-// waiting, as for the writer of a pipe.
+// Opens a regular file for reading; -1 with errno set on failure. Waits while another process holds
+// a write lease on it, as file servers do. Other files are refused unopened: a pipe would wait for
+// a writer.
 int OpenRegularFile(const std::string& linuxPath);
 
 // Searches these directories, then PATH (the system's default if unset, as execvp does), each for

@@ -13,7 +13,7 @@ struct Record {
   int error = WSAENOTCONN;  // of every transfer; 0 if connected
 };
 
-std::atomic<int> g_Startups{0};
+std::atomic<int> g_startups{0};
 
 Record& RecordOf(SOCKET socket) {
   return *reinterpret_cast<Record*>(socket);
@@ -63,21 +63,21 @@ bool IsConnectedToItself(int descriptor) {
 
 int WSAStartup(WORD versionRequested, WSADATA* data) {
   data->wVersion = versionRequested;
-  ++g_Startups;
+  ++g_startups;
   return 0;
 }
 
 // Differs from Windows:
 // - Open sockets stay open.
 int WSACleanup() {
-  return g_Startups == 0 ? Refuse(WSANOTINITIALISED) : (--g_Startups, 0);
+  return g_startups == 0 ? Refuse(WSANOTINITIALISED) : (--g_startups, 0);
 }
 
 // Differs from Windows:
 // - IPv4 streams only, used by the thread that creates them. Group and flags have no effect.
 SOCKET WSASocketA(int family, int type, int protocol, LPWSAPROTOCOL_INFOA, unsigned /*group*/,
                   DWORD /*flags*/) {
-  const int refusal = g_Startups == 0       ? WSANOTINITIALISED
+  const int refusal = g_startups == 0       ? WSANOTINITIALISED
                       : family != AF_INET   ? WSAEAFNOSUPPORT
                       : type != SOCK_STREAM ? WSAESOCKTNOSUPPORT
                                             : 0;

@@ -31,18 +31,28 @@ std::unique_ptr<Socket> OpenFirstSocket() {
   return socket;
 }
 
+PropertyMap ParseStatus(const std::string& answer) {
+  PropertyMap status;
+  status.Parse(answer);
+  return status;
+}
+
+bool HasRequiredVersion(PropertyMap& status) {
+  return status.GetProperty("version") == kRequiredVersion;
+}
+
 // Copies the files that the Assistant restarts from to its `workingDirectory`. A path ends at a NUL
 // for the system: without the cut, the Assistant could choose the names of the copies.
 void InstallAssistantFiles(const std::string& jarDirectory, const std::string& libDirectory,
                            const std::string& workingDirectory) {
   const std::string directory = workingDirectory.c_str();
-  InstallFile(jarDirectory + "TorvelAssistant.x64", directory + "/TorvelAssistant.exe", false);
-  InstallFile(jarDirectory + "Torvel.jar", directory, true);
-  InstallFile(libDirectory + "torvel-win64.dll", directory, true);
-  InstallFile(libDirectory + "swt-win64.jar", directory, true);
+  InstallFile(jarDirectory + "TorvelAssistant.x64", directory + "/TorvelAssistant.exe");
+  InstallFileInto(jarDirectory + "Torvel.jar", directory);
+  InstallFileInto(libDirectory + "torvel-win64.dll", directory);
+  InstallFileInto(libDirectory + "swt-win64.jar", directory);
   const std::string slave = jarDirectory + "Slave.jar";
   if (FileExists(slave)) {
-    InstallFile(slave, directory, true);
+    InstallFileInto(slave, directory);
   }
 }
 
@@ -71,9 +81,8 @@ bool AssistantConnection::EnsureVersion(const std::string& jarDirectory,
   if (!Wire().Request("Status", answer)) {
     return true;
   }
-  PropertyMap status;
-  status.Parse(answer);
-  if (status.GetProperty("version") == kRequiredVersion) {
+  PropertyMap status = ParseStatus(answer);
+  if (HasRequiredVersion(status)) {
     return true;
   }
   Print("Version mis-match, restarting Assistant with version %s\n", kRequiredVersion);
@@ -95,9 +104,8 @@ bool AssistantConnection::Reconnect() {
     std::string answer;
     if (isConnected && Wire().Request("Status", answer)) {
       DebugPrint("Reconnected...\n");
-      PropertyMap status;
-      status.Parse(answer);
-      if (status.GetProperty("version") == kRequiredVersion) {
+      PropertyMap status = ParseStatus(answer);
+      if (HasRequiredVersion(status)) {
         DebugPrint("Updated!\n");
         return true;
       }

@@ -56,32 +56,45 @@ bool IsExcluded(const std::string& name) {
          std::end(kExcludedVariables);
 }
 
-// --debug prints the environment even if it is not sent.
-PropertyMap ReadAndShowEnvironment() {
-  PropertyMap environment;
+// The name of an entry of the environment; nullopt without "=".
+std::optional<std::string> NameOf(const char* entry) {
+  const char* equals = strchr(entry, '=');
+  return equals != nullptr ? std::optional<std::string>(std::in_place, entry, equals)
+                           : std::nullopt;
+}
+
+void ShowEnvironment() {
   for (char** entry = _environ; *entry != nullptr; ++entry) {
     const unsigned address = static_cast<unsigned>(reinterpret_cast<uintptr_t>(*entry));
-    const char* equals = strchr(*entry, '=');
-    if (equals == nullptr) {
+    const std::optional<std::string> name = NameOf(*entry);
+    if (!name) {
       DebugPrint("%x: <null>\n", address);
-      continue;
+    } else if (!IsExcluded(*name)) {
+      DebugPrint("%x: %s\n", address, *entry);
     }
-    std::string name(*entry, static_cast<size_t>(equals - *entry));
-    if (IsExcluded(name)) {
-      continue;
-    }
-    DebugPrint("%x: %s=%s\n", address, name.c_str(), equals + 1);
-    environment.SetProperty(std::move(name), equals + 1);
   }
   DebugPrint("<end>\n");
+}
+
+PropertyMap ReadEnvironment() {
+  PropertyMap environment;
+  for (char** entry = _environ; *entry != nullptr; ++entry) {
+    std::optional<std::string> name = NameOf(*entry);
+    if (name && !IsExcluded(*name)) {
+      const char* value = *entry + name->size() + 1;
+      environment.SetProperty(std::move(*name), value);
+    }
+  }
   return environment;
 }
 
 void CompleteParameters() {
   CommandLineParameters& parameters = Parameters();
-  const PropertyMap environment = ReadAndShowEnvironment();
+  if (IsDebugEnabled()) {
+    ShowEnvironment();
+  }
   if (!parameters.Exists("--environment")) {
-    parameters.Add({true, "--environment", '"' + environment.Format() + '"'});
+    parameters.Add({true, "--environment", '"' + ReadEnvironment().Format() + '"'});
   }
   parameters.ResolvePath("--workspace", GetCurrentDir(), true);
 }

@@ -5,7 +5,7 @@
 
 #include <optional>
 
-#include "java/JavaRelease.h"
+#include "java/JavaOptions.h"
 #include "java/JvmDiscovery.h"
 #include "platform/Diagnostics.h"
 #include "platform/Text.h"
@@ -144,7 +144,8 @@ jobjectArray CreateArguments(JNIEnv* env, const std::vector<std::string>& argume
 
 void CallMain(JNIEnv* env, const MainMethod& main, jobjectArray arguments) {
   DebugPrint("Calling main...\n");
-  // Through the function table: the C++ wrapper would call CallStaticVoidMethodV.
+  // Through the function table: the C++ wrapper of jni.h calls another entry,
+  // CallStaticVoidMethodV.
   env->functions->CallStaticVoidMethod(env, main.javaClass, main.id, arguments);
   if (env->ExceptionCheck()) {
     env->ExceptionDescribe();
@@ -155,16 +156,17 @@ void CallMain(JNIEnv* env, const MainMethod& main, jobjectArray arguments) {
 
 }  // namespace
 
-int InvokeJavaInProcess(const std::string& className, const std::vector<std::string>& options,
+int InvokeJavaInProcess(const std::string& className, const std::vector<std::string>& jvmOptions,
                         const std::vector<std::string>& arguments) {
   DebugPrint("Locating JVM DLL and creating VM...\n");
   const std::optional<Runtime> runtime = LoadRuntime();
   if (!runtime) {
     return InvocationFailed;
   }
-  {
-    const std::vector<std::string> known = OptionsKnownTo(runtime->library, options);
-    const JavaMachine machine(*runtime, known);
+  const std::vector<std::string> options =
+      EffectiveOptions(jvmOptions, JavaVersionOf(runtime->library));
+  {  // JavaExitCode is complete when the JVM is destroyed.
+    const JavaMachine machine(*runtime, options);
     JNIEnv* env = machine.GetEnvironment();
     if (env == nullptr) {
       return InvocationFailed;

@@ -10,5 +10,5 @@ constexpr int InvocationFailed = 0x0BADFEED;
 // Returns the Java program's exit code, or InvocationFailed. A created JVM is always destroyed. An
 // exception from main is printed by the runtime and otherwise ignored. Main thread, once per
 // process.
-int InvokeJavaInProcess(const std::string& className, const std::vector<std::string>& options,
+int InvokeJavaInProcess(const std::string& className, const std::vector<std::string>& jvmOptions,
                         const std::vector<std::string>& arguments);

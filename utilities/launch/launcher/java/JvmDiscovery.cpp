@@ -20,10 +20,10 @@ void CloseKey(HKEY key) {
 using RegistryKey = Owner<HKEY, CloseKey>;
 
 // Null if the key does not exist or cannot be read.
-HKEY OpenKey(const std::string& name) {
+RegistryKey OpenKey(const std::string& name) {
   HKEY key = nullptr;
   const LSTATUS status = RegOpenKeyExA(HKEY_LOCAL_MACHINE, name.c_str(), 0, KEY_READ, &key);
-  return status == ERROR_SUCCESS ? key : nullptr;
+  return RegistryKey(status == ERROR_SUCCESS ? key : nullptr);
 }
 
 // Reads a REG_SZ value of at most 260 bytes. A stored string may lack its NUL; the buffer has one.
@@ -40,7 +40,7 @@ std::optional<std::string> ReadText(const RegistryKey& key, const char* name) {
 }
 
 std::optional<std::string> ReadInstallDirectory() {
-  const RegistryKey key(OpenKey("SOFTWARE\\Torvel"));
+  const RegistryKey key = OpenKey("SOFTWARE\\Torvel");
   if (!key) {
     DebugPrint("No installation key found\n");
     return std::nullopt;
@@ -71,7 +71,7 @@ std::optional<std::string> FindOwnRuntime() {
 }
 
 std::optional<std::string> ReadPublicVersion() {
-  const RegistryKey key(OpenKey(kPublicRuntimeKey));
+  const RegistryKey key = OpenKey(kPublicRuntimeKey);
   if (!key) {
     DebugPrint("No JRE version key found\n");
     return std::nullopt;
@@ -83,7 +83,8 @@ std::optional<std::string> ReadPublicVersion() {
   return version;
 }
 
-// The leading number of the version names the key: 1.6 for 1.6.0_20.
+// Runtimes up to Java 8 register under their two leading numbers: 1.6 for 1.6.0_20. Read as one
+// decimal number, so 1.10 becomes 1.1.
 std::string PublicRuntimeKey(const std::string& version) {
   float number = 0;
   sscanf(version.c_str(), "%f", &number);
@@ -98,7 +99,7 @@ std::optional<std::string> FindPublicRuntime() {
     return std::nullopt;
   }
   const std::string name = PublicRuntimeKey(*version);
-  const RegistryKey key(OpenKey(name));
+  const RegistryKey key = OpenKey(name);
   if (!key) {
     DebugPrint("No JRE installation key '%s' found\n", name.c_str());
     DebugText(kNoPublicVersion);

@@ -30,9 +30,9 @@ bool BufferedSocket::Flush() {
   return isSent;
 }
 
-std::string_view BufferedSocket::Peek() {
-  if (!m_Unread.empty() || !Flush()) {
-    return m_Unread;
+std::string_view BufferedSocket::ReadAhead() {
+  if (!Flush()) {
+    return {};
   }
   if (m_ReadAhead == nullptr) {
     m_ReadAhead.reset(new char[kReadAheadSize]);  // make_unique would fill it with zeros

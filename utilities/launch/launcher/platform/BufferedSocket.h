@@ -28,12 +28,13 @@ class BufferedSocket {
 
   // The bytes that have arrived and are unread; valid until the next call but Skip. Waits if there
   // are none. Empty if the peer has closed the connection, and on failure.
-  std::string_view Peek();
+  std::string_view Peek() { return m_Unread.empty() ? ReadAhead() : m_Unread; }
 
   // Marks bytes as read; at most as many as Peek has returned.
   void Skip(size_t count) { m_Unread.remove_prefix(count); }
 
  private:
+  std::string_view ReadAhead();
   bool SendAll(std::string_view bytes);
   void Fail();
 

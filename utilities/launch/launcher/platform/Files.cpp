@@ -85,18 +85,17 @@ void CopyFileWithRetry(const std::string& source, const std::string& destination
   }
 }
 
-void InstallFile(const std::string& source, const std::string& destination, bool isDirectory) {
-  std::string target = destination;
-  if (isDirectory) {
-    if (target.empty() || target.back() != '/') {
-      target += '/';
-    }
-    target += source.substr(source.rfind('/') + 1);
-  }
+void InstallFile(const std::string& source, const std::string& target) {
   const std::string path = ToBackslashes(target);
   const DWORD attributes = GetFileAttributesA(path.c_str());
   if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0) {
     SetFileAttributesA(path.c_str(), attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY));
   }
   CopyFileWithRetry(source, target, kInstallAttempts);
+}
+
+void InstallFileInto(const std::string& source, const std::string& directory) {
+  const bool endsInSlash = !directory.empty() && directory.back() == '/';
+  const std::string name = source.substr(source.rfind('/') + 1);
+  InstallFile(source, directory + (endsInSlash ? "" : "/") + name);
 }

@@ -1,8 +1,8 @@
 #pragma once
 // Files, the current directory, environment variables.
 //
-// Paths are narrow strings with "/" or "\" as separators. Only the two copy functions throw. Main
-// thread only.
+// Paths are narrow strings with "/" or "\" as separators. Only the three copy functions throw
+// LaunchFailure. Main thread only.
 
 #include <string>
 
@@ -29,6 +29,9 @@ std::string GetEnv(const std::string& name);
 // holds the file (a sharing violation). Throws LaunchFailure with the system's error text.
 void CopyFileWithRetry(const std::string& source, const std::string& destination, int attempts);
 
-// Copies `source` to `destination`, or into that directory under its own name if `isDirectory`.
-// Makes a read-only target writable first. Always copies. Throws LaunchFailure.
-void InstallFile(const std::string& source, const std::string& destination, bool isDirectory);
+// Copies `source` to `target`. Makes a read-only target writable first. Always copies. Throws
+// LaunchFailure.
+void InstallFile(const std::string& source, const std::string& target);
+
+// The same, to a file in `directory` with the name of `source`: the text after its last "/".
+void InstallFileInto(const std::string& source, const std::string& directory);

@@ -4,12 +4,13 @@
 
 #include <windows.h>
 
+#include <utility>
+
 template <typename Value, void (*Release)(Value)>
 class Owner {
  public:
   explicit Owner(Value value) : m_Value(value) {}
-  Owner(const Owner&) = delete;
-  Owner& operator=(const Owner&) = delete;
+  Owner(Owner&& other) noexcept : m_Value(std::exchange(other.m_Value, nullptr)) {}
   ~Owner() {
     if (m_Value != nullptr) {
       const DWORD error = GetLastError();

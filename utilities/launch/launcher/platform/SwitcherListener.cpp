@@ -4,9 +4,9 @@
 
 #include <cstddef>
 #include <cstdlib>
+#include <utility>
 
 #include "platform/Output.h"
-#include "platform/Owner.h"
 #include "platform/Thread.h"
 
 namespace {
@@ -36,7 +36,7 @@ class SwitcherListener : public Thread {
       Print("Warning: Parent process unknown, cannot terminate on its exit\n");
       return;
     }
-    const Handle parent(OpenRunningProcess(parentId));
+    const Handle parent = OpenRunningProcess(parentId);
     if (!parent) {
       Print("Warning: Failed to get handle to parent process, cannot terminate on its exit\n");
       return;
@@ -49,9 +49,10 @@ class SwitcherListener : public Thread {
 // Never destroyed: its thread may still run when the process ends.
 SwitcherListener* g_listener = nullptr;
 
-HANDLE TakeSnapshot() {
+// Null on failure.
+Handle TakeSnapshot() {
   const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
-  return snapshot == INVALID_HANDLE_VALUE ? nullptr : snapshot;
+  return Handle(snapshot == INVALID_HANDLE_VALUE ? nullptr : snapshot);
 }
 
 }  // namespace
@@ -65,7 +66,7 @@ void StartSwitcherListener() {
 }
 
 DWORD FindParentProcessId(DWORD processId) {
-  const Handle snapshot(TakeSnapshot());
+  const Handle snapshot = TakeSnapshot();
   if (!snapshot) {
     return 0;
   }
@@ -83,11 +84,8 @@ DWORD FindParentProcessId(DWORD processId) {
   return 0;
 }
 
-HANDLE OpenRunningProcess(DWORD processId) {
-  const HANDLE process = OpenProcess(SYNCHRONIZE | PROCESS_QUERY_INFORMATION, FALSE, processId);
-  if (process != nullptr && WaitForSingleObject(process, 0) == WAIT_OBJECT_0) {
-    CloseHandle(process);
-    return nullptr;
-  }
-  return process;
+Handle OpenRunningProcess(DWORD processId) {
+  Handle process(OpenProcess(SYNCHRONIZE | PROCESS_QUERY_INFORMATION, FALSE, processId));
+  const bool hasEnded = process && WaitForSingleObject(process.Get(), 0) == WAIT_OBJECT_0;
+  return hasEnded ? Handle(nullptr) : std::move(process);
 }

@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include "platform/Owner.h"
+
 // Starts the watcher thread, once per process. It prints a warning and stops if the parent cannot
 // be found or opened, or has already ended.
 void StartSwitcherListener();
@@ -10,6 +12,6 @@ void StartSwitcherListener();
 // 0 if not found.
 DWORD FindParentProcessId(DWORD processId);
 
-// A handle to wait for; the caller closes it. Null if the process cannot be opened or has ended:
+// A handle to wait for. Null if the process cannot be opened or has ended:
 // Windows opens ended processes while any handle to them exists.
-HANDLE OpenRunningProcess(DWORD processId);
+Handle OpenRunningProcess(DWORD processId);

@@ -12,19 +12,19 @@ void FreeText(char* text) {
 using SystemText = Owner<char*, FreeText>;
 
 // Null if the system has no text for the code.
-char* AllocateText(DWORD code) {
+SystemText AllocateText(DWORD code) {
   char* text = nullptr;
   // With ALLOCATE_BUFFER the argument is the address of the pointer to fill.
   FormatMessageA(
       FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
       nullptr, code, kUserDefaultLanguage, reinterpret_cast<char*>(&text), 0, nullptr);
-  return text;
+  return SystemText(text);
 }
 
 }  // namespace
 
 void AppendSystemText(std::string& message, DWORD code, size_t limit) {
-  const SystemText text(AllocateText(code));
+  const SystemText text = AllocateText(code);
   if (!text) {
     return;
   }

@@ -9,12 +9,15 @@
 
 namespace {
 
-const char kSmashed[] = "*** stack smashing detected ***: terminated\r\n";
+const char kOverflowText[] = "*** stack smashing detected ***: terminated\r\n";
+
+// An odd constant with its one bits spread evenly, from a published hash function's mixing step.
+constexpr std::uintptr_t kMixer = 0xD6E8FEB86659FD93;
 
 // Diffuses each bit over the whole value.
 std::uintptr_t Mixed(std::uintptr_t value) {
-  value = (value ^ value >> 32) * 0xD6E8FEB86659FD93;
-  value = (value ^ value >> 32) * 0xD6E8FEB86659FD93;
+  value = (value ^ value >> 32) * kMixer;
+  value = (value ^ value >> 32) * kMixer;
   return value ^ value >> 32;
 }
 
@@ -42,7 +45,8 @@ __attribute__((constructor(101), no_stack_protector)) void MakeStackGuard() {
 
 void __stack_chk_fail() {
   DWORD written = 0;
-  WriteFile(GetStdHandle(STD_ERROR_HANDLE), kSmashed, sizeof kSmashed - 1, &written, nullptr);
+  WriteFile(GetStdHandle(STD_ERROR_HANDLE), kOverflowText, sizeof kOverflowText - 1, &written,
+            nullptr);
   TerminateProcess(GetCurrentProcess(), 3);
   abort();  // not reached
 }

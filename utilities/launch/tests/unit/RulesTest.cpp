@@ -6,11 +6,11 @@
 
 #include "CommandLineParameters.h"
 #include "Peer.h"
+#include "WorkspaceSearch.h"
 #include "assistant/AssistantConnection.h"
 #include "assistant/AssistantWire.h"
 #include "assistant/BuildCommands.h"
 #include "assistant/PropertyMap.h"
-#include "java/WorkspaceSearch.h"
 #include "platform/BufferedSocket.h"
 #include "platform/Files.h"
 #include "platform/LaunchFailure.h"
@@ -151,8 +151,8 @@ TEST(Watcher, DoesNotWatchAParentThatHasEnded) {
   PROCESS_INFORMATION child = {};
   ASSERT_TRUE(Start(FAKE_JAVA, "java", child));
   WaitForSingleObject(child.hProcess, INFINITE);
-  EXPECT_EQ(OpenRunningProcess(child.dwProcessId), nullptr);  // though it is held here
-  EXPECT_TRUE(Handle(OpenRunningProcess(GetCurrentProcessId())));
+  EXPECT_FALSE(OpenRunningProcess(child.dwProcessId));  // though it is held here
+  EXPECT_TRUE(OpenRunningProcess(GetCurrentProcessId()));
   CloseHandle(child.hThread);
   CloseHandle(child.hProcess);
 }

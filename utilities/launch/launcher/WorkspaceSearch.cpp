@@ -1,6 +1,7 @@
-#include "java/WorkspaceSearch.h"
+#include "WorkspaceSearch.h"
 
-#include "CommandLineParameters.h"
+#include <optional>
+
 #include "platform/Diagnostics.h"
 #include "platform/Files.h"
 #include "platform/LaunchFailure.h"
@@ -16,13 +17,10 @@ const char kNativeLibrary[] = "torvel-win64.dll";
                           : "Unable to locate Torvel within workspace");
 }
 
-// `directory` comes from GetCurrentDir. A name outside the code page cannot be re-entered;
-// continuing would build the wrong target.
-void Reenter(const std::string& directory, const std::string& workspace) {
+// `directory` comes from GetCurrentDir.
+bool Enter(const std::string& directory) {
   ChangeDir(directory);
-  if (GetCurrentDir() != directory) {
-    FailSearch(workspace);
-  }
+  return GetCurrentDir() == directory;
 }
 
 std::string FindLibDirectory(const std::string& jarDirectory) {
@@ -34,39 +32,29 @@ std::string FindLibDirectory(const std::string& jarDirectory) {
   return jarDirectory + "lib/";
 }
 
-// True, with `location` set, if the current directory is a workspace root.
-bool FindJar(const std::vector<std::string>& searchPaths, const std::string& jarName,
-             WorkspaceLocation& location) {
+// The location, if the current directory is a workspace root.
+std::optional<WorkspaceLocation> FindJar(const std::vector<std::string>& searchPaths,
+                                         const std::string& jarName) {
   for (const std::string& directory : searchPaths) {
-    if (!FileExists(directory + jarName)) {
-      continue;
+    if (FileExists(directory + jarName)) {
+      const std::string root = GetCurrentDir();
+      if (root.empty()) {
+        return std::nullopt;  // its path cannot be read
+      }
+      return WorkspaceLocation{root + '/', directory, FindLibDirectory(directory)};
     }
-    const std::string current = GetCurrentDir();
-    if (current.empty()) {
-      return false;  // the path of the root cannot be read
-    }
-    location.m_JarDirectory = directory;
-    location.m_LibDirectory = FindLibDirectory(directory);
-    location.m_Root = current + '/';
-    DebugText("Found jar in " + location.m_JarDirectory + "\n");
-    DebugText("Found lib in " + location.m_LibDirectory + "\n");
-    DebugText("Workspace at " + location.m_Root + "\n");
-    return true;
   }
-  return false;
+  return std::nullopt;
 }
 
 WorkspaceLocation SearchGivenWorkspace(const std::string& workspace, const std::string& start,
                                        const std::vector<std::string>& searchPaths,
                                        const std::string& jarName) {
-  WorkspaceLocation location;
-  ChangeDir(workspace);
-  if (FindJar(searchPaths, jarName, location)) {
-    return location;
-  }
-  ChangeDir(start);
-  if (FindJar(searchPaths, jarName, location)) {
-    return location;
+  for (const std::string& directory : {workspace, start}) {
+    ChangeDir(directory);
+    if (std::optional<WorkspaceLocation> location = FindJar(searchPaths, jarName)) {
+      return *location;
+    }
   }
   FailSearch(workspace);
 }
@@ -74,9 +62,11 @@ WorkspaceLocation SearchGivenWorkspace(const std::string& workspace, const std::
 WorkspaceLocation SearchUpwards(const std::string& start,
                                 const std::vector<std::string>& searchPaths,
                                 const std::string& jarName) {
-  WorkspaceLocation location;
   std::string current = start;
-  while (!FindJar(searchPaths, jarName, location)) {
+  for (;;) {
+    if (std::optional<WorkspaceLocation> location = FindJar(searchPaths, jarName)) {
+      return *location;
+    }
     DebugText("Not in " + current + "...\n");
     ChangeDir("..");
     const std::string above = GetCurrentDir();
@@ -85,7 +75,6 @@ WorkspaceLocation SearchUpwards(const std::string& start,
     }
     current = above;
   }
-  return location;
 }
 
 // The root directory of a drive already ends in a separator.
@@ -108,11 +97,26 @@ WorkspaceLocation SearchWorkspace(const std::string& workspace,
   if (start.empty()) {
     FailSearch(workspace);
   }
-  WorkspaceLocation location = workspace.empty()
-                                   ? SearchUpwards(start, searchPaths, jarName)
-                                   : SearchGivenWorkspace(workspace, start, searchPaths, jarName);
-  Reenter(start, workspace);
+  const WorkspaceLocation location =
+      workspace.empty() ? SearchUpwards(start, searchPaths, jarName)
+                        : SearchGivenWorkspace(workspace, start, searchPaths, jarName);
+  DebugText("Found jar in " + location.m_JarDirectory + "\n");
+  DebugText("Found lib in " + location.m_LibDirectory + "\n");
+  DebugText("Workspace at " + location.m_Root + "\n");
+  // A name outside the code page cannot be entered again. Below the root, the build would then get
+  // the wrong target.
+  const bool isStartNeeded =
+      workspace.empty() || !StartPathBelow(location.m_Root, start + '/').empty();
+  if (!Enter(start) && isStartNeeded) {
+    FailSearch(workspace);
+  }
   return location;
+}
+
+void EnterRoot(const WorkspaceLocation& location, const std::string& workspace) {
+  if (!Enter(location.m_Root.substr(0, location.m_Root.size() - 1))) {
+    FailSearch(workspace);
+  }
 }
 
 std::string StartPathBelow(const std::string& root, const std::string& start) {
@@ -121,16 +125,6 @@ std::string StartPathBelow(const std::string& root, const std::string& start) {
   if (below.size() <= above.size() || ComparePaths(below.substr(0, above.size()), above) != 0) {
     return "";
   }
+  // Windows returns a current directory with "\" only; its one "/" is the appended last one.
   return below.substr(above.size() + (below[above.size()] == '\\' ? 1 : 0));
-}
-
-std::string EnterWorkspace() {
-  CommandLineParameters& parameters = Singleton<CommandLineParameters>::GetInstance();
-  const WorkspaceLocation location =
-      SearchWorkspace(parameters.GetWorkspace(), parameters.GetJarSearchPaths(), "Torvel.jar");
-  parameters.SetJarDirectory(location.m_JarDirectory);
-  parameters.SetLibDirectory(location.m_LibDirectory);
-  const std::string start = GetCurrentDir() + '/';
-  Reenter(location.m_Root.substr(0, location.m_Root.size() - 1), parameters.GetWorkspace());
-  return StartPathBelow(location.m_Root, start);
 }

@@ -13,7 +13,9 @@ struct WorkspaceLocation {
 
 // Searches `workspace`, then the start directory; if `workspace` is empty, the start directory and
 // its parents. Restores the current directory. Throws LaunchFailure if there is no workspace; the
-// current directory is then where the search stopped.
+// current directory is then where the search stopped. A start directory that cannot be entered
+// again is a failure too, unless `workspace` is given and the start is not below the root; the
+// current directory is then the root.
 WorkspaceLocation SearchWorkspace(const std::string& workspace,
                                   const std::vector<std::string>& searchPaths,
                                   const std::string& jarName);
@@ -22,6 +24,5 @@ WorkspaceLocation SearchWorkspace(const std::string& workspace,
 // `root`.
 std::string StartPathBelow(const std::string& root, const std::string& start);
 
-// Searches as CommandLineParameters says, stores the jar and library directories there, makes the
-// workspace root the current directory and returns the start path. Throws LaunchFailure.
-std::string EnterWorkspace();
+// Makes the root of `location` the current directory. Throws LaunchFailure.
+void EnterRoot(const WorkspaceLocation& location, const std::string& workspace);

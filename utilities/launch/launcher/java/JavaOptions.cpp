@@ -1,4 +1,4 @@
-#include "java/JavaRelease.h"
+#include "java/JavaOptions.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -31,6 +31,10 @@ int VersionIn(const std::string& releaseFile) {
   return 0;
 }
 
+bool IsMaxHeapOption(const std::string& option) {
+  return option.compare(0, 4, "-Xmx") == 0;
+}
+
 }  // namespace
 
 int JavaVersionOf(const std::string& file) {
@@ -48,15 +52,23 @@ int JavaVersionOf(const std::string& file) {
   return 0;
 }
 
-std::vector<std::string> OptionsKnownTo(const std::string& file,
-                                        const std::vector<std::string>& options) {
-  std::vector<std::string> known = options;
-  const int version = JavaVersionOf(file);
-  // The launcher's own option is the last one.
-  const auto own = std::find(known.rbegin(), known.rend(), kRetiredOption);
-  if (version >= kRetiredSince && own != known.rend()) {
-    known.erase(std::next(own).base());
-    DebugPrint("Left out %s, which Java %d does not know\n", kRetiredOption, version);
+std::vector<std::string> EffectiveOptions(const std::vector<std::string>& jvmOptions,
+                                          int javaVersion) {
+  std::vector<std::string> effective;
+  for (const std::string& option : jvmOptions) {
+    if (IsMaxHeapOption(option)) {
+      const auto earlier = std::find_if(effective.begin(), effective.end(), IsMaxHeapOption);
+      if (earlier != effective.end()) {
+        effective.erase(earlier);
+      }
+    }
+    effective.push_back(option);
   }
-  return known;
+  if (javaVersion < kRetiredSince) {
+    effective.push_back(kRetiredOption);
+  } else {
+    DebugPrint("Left out %s, which Java %d does not know\n", kRetiredOption, javaVersion);
+  }
+  effective.push_back("-XX:-UseGCOverheadLimit");
+  return effective;
 }
