@@ -8,6 +8,7 @@ The packaging tests need the build target `package`.
 import pathlib
 import socket
 
+import harness
 import pytest
 from harness import Linux, Windows, Workspace, end_wine, registry_text
 from scripted_assistant import PORT, ScriptedAssistant
@@ -18,10 +19,44 @@ def pytest_addoption(parser):
     parser.addoption("--build", type=pathlib.Path, help="build folder, build/<product> by default")
 
 
+def pytest_configure(config):
+    harness.limit = harness.LIMITS[config.getoption("--product")]
+
+
 def pytest_collection_modifyitems(config, items):
     """Leaves out the tests of the other product."""
     others = {"linux": "windows_only", "windows": "linux_only"}[config.getoption("--product")]
     items[:] = [item for item in items if not item.get_closest_marker(others)]
+
+
+FAILED = pytest.StashKey[bool]()
+hanging = {}  # modules, each with its test that hung
+
+
+def needs_assistant(item):
+    return {"assistant", "sample"} & set(item.fixturenames)
+
+
+def pytest_runtest_setup(item):
+    """After a hang, which costs a limit, no test of the module waits for an Assistant."""
+    harness.story.clear()
+    if item.module in hanging and needs_assistant(item):
+        pytest.skip(f"not run, since {hanging[item.module]} hung")
+
+
+@pytest.hookimpl(hookwrapper=True)
+def pytest_runtest_makereport(item, call):
+    """Adds to a failure what the test did last. A teardown's error stands behind the test's own failure."""
+    report = (yield).get_result()
+    if report.failed and call.when == "teardown" and item.stash.get(FAILED, False):
+        report.sections.append(("teardown failed, too", str(report.longrepr)))
+        report.outcome = "passed"
+    elif report.failed:
+        item.stash[FAILED] = True
+        told = [*harness.story[:1], *harness.story[1:][-2:], item.funcargs.get("assistant", "")]
+        report.sections.append(("what came before", "\n".join(map(str, told))))
+        if call.excinfo.errisinstance(harness.Hang) and needs_assistant(item):
+            hanging[item.module] = item.name
 
 
 @pytest.fixture(scope="session")

@@ -1,17 +1,14 @@
 """Documents, manual page, completion and installation agree with the sources and the product."""
 import html
-import pathlib
 import re
 import subprocess
 
 import pytest
-from harness import VERSION
+from harness import COMMANDS, ROOT, VERSION
 
-ROOT = pathlib.Path(__file__).parents[4]
 LAUNCH = ROOT / "utilities/launch"
 DOCUMENTS = {path: path.read_text() for path in [*ROOT.glob("*.md"), *ROOT.glob("*/*.md")]}
 README, MANUAL = DOCUMENTS[ROOT / "README.md"], ROOT / "packaging/man/Torvel.1"
-COMMANDS = sorted(re.findall(r'"(\w+)"', (LAUNCH / "launcher/CommandTable.cpp").read_text()))
 
 
 def bash(build, script, *arguments, cwd=ROOT):

@@ -8,8 +8,9 @@ import socket
 import subprocess
 from contextlib import suppress
 
+import harness
 import pytest
-from harness import LIMIT, ROOT, Workspace, in_cache, wait_until
+from harness import ROOT, Workspace, in_cache, wait_until
 from scripted_assistant import PORT, text
 
 SAMPLE = ROOT / "sample"
@@ -33,7 +34,7 @@ class Sample(Workspace):
                 assemble(self.product, root := self.root.with_name("other"), version)
             script = self.product.path((root if version else self.root) / "assistant.cmd")
             command = ["wine64", "cmd", "/c", script, self.product.path(self.home)]
-            subprocess.run(command, env=self.wine_env, check=True, timeout=LIMIT,
+            subprocess.run(command, env=self.wine_env, check=True, timeout=harness.limit,
                            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)  # the Assistant closes it
         else:
             command = [SAMPLE / "assistant", self.home, *([version] if version else [])]
@@ -58,7 +59,7 @@ class Sample(Workspace):
 
     def status(self):
         """The Assistant's answer, empty without an Assistant."""
-        with suppress(OSError), socket.create_connection(("127.0.0.1", PORT), LIMIT) as peer, \
+        with suppress(OSError), socket.create_connection(("127.0.0.1", PORT), harness.limit) as peer, \
                 peer.makefile("rb") as stream:
             peer.sendall(text("Status"))
             answer = stream.read(int.from_bytes(stream.read(4), "big")).decode()

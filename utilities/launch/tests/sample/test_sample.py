@@ -1,6 +1,6 @@
 """The sample's Java program and Assistant with the launcher: two independent sides of the protocol."""
 import pytest
-from harness import MISMATCH, TARGETS, UPDATE_SET, VERSION, read_text, wait_until
+from harness import MISMATCH, TARGETS, UPDATE_SET, VERSION, read_text, rows, wait_until
 
 SOURCES = ("engine/World", "engine/math/Vector", "game/Game", "game/Player")
 COMPILED = [f"Compiling {file}.java\n" for file in SOURCES]
@@ -9,13 +9,13 @@ BUILT = "".join(COMPILED) + "Compiled 4 files.\n"
 
 @pytest.mark.linux_only
 def test_java_commands_without_an_assistant(sample):
-    for args, code, out in [
+    for args, code, out in rows([
             ("Checksum nonesuch", 1, ""), ("AssistantClose", 1, ""), ("Validate nonesuch Release", 1, ""),
             ("ListDependencies game Release", 0, "game imports engine, engine/math\nengine imports"),
             ("Build game Release", 0, BUILT), ("Launch --configuration=Release game.Game 3", 3, "Step 3: "),
-            ("Checksum -Xnonesuch --debug", 1, "\nJava process returned 1\n")]:
+            ("Checksum -Xnonesuch --debug", 1, "\nJava process returned 1\n")]):
         result = sample.run(*args.split())
-        assert result.code == code and out in result.out and bool(result.err) == (code == 1), (args, result)
+        assert result.code == code and out in result.out and bool(result.err) == (code == 1)
 
 
 def test_update_and_builds(sample):

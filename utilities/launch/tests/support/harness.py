@@ -18,13 +18,27 @@ import pytest
 ROOT = pathlib.Path(__file__).parents[4]
 VERSION = re.search(r"project\(Torvel VERSION (\S+)", (ROOT / "CMakeLists.txt").read_text())[1]
 MISMATCH = f"Version mis-match, restarting Assistant with version {VERSION}\n"
-LIMIT = 60  # seconds after which a run counts as hanging
+LIMITS = {"linux": 15, "windows": 60}  # seconds after which a wait counts as hanging
+limit = None  # one of these
+COMMANDS = sorted(re.findall(r'"(\w+)"', (ROOT / "utilities/launch/launcher/CommandTable.cpp").read_text()))
 UPDATE_SET = ("TorvelAssistant.x64", "Torvel.jar", "torvel-win64.dll", "swt-win64.jar", "Slave.jar")
 TARGETS = ("TorvelAssistant.exe", *UPDATE_SET[1:])  # their names where the Assistant is
 JAVASOFT = "JavaSoft\\Java Runtime Environment"
 Result = collections.namedtuple("Result", "code out err")
 # Of a run: its output, and what its parent writes and reads.
 Files = collections.namedtuple("Files", "out err report request")
+story = []  # of the test: its last row and the runs since then, which a failure shows
+
+
+class Hang(AssertionError):
+    pass
+
+
+def rows(table):
+    """The rows of a table, one after the other."""
+    for row in table:
+        story[:] = [f"Row: {row!r:.500}"]
+        yield row
 
 
 def read_text(path):
@@ -40,18 +54,26 @@ def in_cache(*parts):
     return path
 
 
-def wait_until(true, what):
-    end = time.monotonic() + LIMIT
+def wait_until(true, what, more=0):
+    """`more` are seconds that the launcher waits by itself."""
+    end = time.monotonic() + limit + more
     while not true():
-        assert time.monotonic() < end, f"{what} did not come within {LIMIT} s"
+        if time.monotonic() >= end:
+            raise Hang(f"{what} did not come within {limit + more} s")
         time.sleep(0.002)
 
 
 class Run:
     """A launcher that was started: its process, or its parent's, and its files."""
 
-    def __init__(self, product, files, process):
+    def __init__(self, product, files, process, args):
         self.product, self.files, self.process, self.pid = product, files, process, process.pid
+        self.args, self.code = args, "none yet"
+        story.append(self)
+
+    def __str__(self):
+        ends = (f"{path.suffix}: " + "\n      ".join(read_text(path).splitlines()[-12:]) for path in self.files[:2])
+        return "\n".join([f"Torvel {self.args!r:.500}", f"exit code: {self.code}", *ends])
 
     def reported(self, pattern):
         return re.search(pattern, read_text(self.files.report), re.M)
@@ -65,10 +87,10 @@ class Run:
         parent.kill()
         parent.wait()
 
-    def wait(self):
+    def wait(self, more=0):
         try:
-            wait_until(lambda: self.product.has_ended(self), "the end of the launcher")
-        except AssertionError:
+            wait_until(lambda: self.product.has_ended(self), "the end of the launcher", more)
+        except Hang:
             os.kill(self.pid, 9)
             raise
         out, err = (self.product.lines(read_text(path)) for path in (self.files.out, self.files.err))
@@ -111,7 +133,7 @@ class Linux(Product):
         env = env | {"TSAN_OPTIONS": "atexit_sleep_ms=0"}  # else it adds a second to each run
         with open(files.out, "wb") as to_file, open(files.err, "wb") as err:
             run = Run(self, files, subprocess.Popen(command, cwd=cwd, env=env, stdin=subprocess.DEVNULL,
-                                                    stdout=out or to_file, stderr=err))
+                                                    stdout=out or to_file, stderr=err), args)
         if own_parent:
             wait_until(lambda: run.reported(r"\n"), "the launcher")
             run.pid = int(read_text(files.report))
@@ -188,7 +210,7 @@ class Windows(Product):
                  *(f"{name}={value}" for name, value in sorted(env.items()))]
         files.request.write_bytes("\n".join(asked).encode("latin-1"))
         for _ in range(3):  # Wine fails to start one program in a thousand
-            run = Run(self, files, self.parent(cwd, files.report, "--of", self.path(files.request)))
+            run = Run(self, files, self.parent(cwd, files.report, "--of", self.path(files.request)), args)
             wait_until(lambda: run.reported(r"\n") or run.process.poll() is not None, "the launcher")
             if run.reported(r"\n"):
                 return run
@@ -204,7 +226,7 @@ class Windows(Product):
         (file := folder / "registry.reg").write_text(text, "utf-16")
         command = ["wine64", "regedit", "/C", self.path(file)]
         for is_last in (False, False, True):  # Wine fails to start one program in a thousand
-            if subprocess.run(command, env=self.wine_env, check=is_last, timeout=LIMIT,
+            if subprocess.run(command, env=self.wine_env, check=is_last, timeout=limit,
                               stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode == 0:
                 break
         return {}
@@ -266,10 +288,10 @@ class Workspace:
     def start(self, *args, cwd=None, env=None, **how):
         return self.product.start(*args, cwd=cwd or self.root, env=self.env | (env or {}), **how)
 
-    def run(self, *args, **how):
-        result = self.start(*args, **how).wait()
+    def run(self, *args, more=0, **how):
+        result = self.start(*args, **how).wait(more)
         if self.product.may_have_lost_a_child(result):
-            result = self.start(*args, **how).wait()
+            result = self.start(*args, **how).wait(more)
         return result
 
     def search(self, not_in=(), jar="bin/", lib="bin/lib/", listed=None, start=""):

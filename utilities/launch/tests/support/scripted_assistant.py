@@ -9,7 +9,8 @@ import socket
 import struct
 import threading
 
-from harness import LIMIT, VERSION
+import harness
+from harness import VERSION, wait_until
 
 PORT = 8118
 
@@ -30,8 +31,12 @@ STATUS = f"cwd=C:\\Assist|version={VERSION}"
 class Connection:
     def __init__(self, peer):
         self.peer, self.send, self.open, self.bytes = peer, peer.sendall, True, bytearray()
+        self.items, self.known = [], 0  # what was read, and the number of its bytes
         peer.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
-        peer.settimeout(LIMIT)
+
+    def __str__(self):
+        rest = bytes(self.bytes[self.known:])
+        return ", ".join(f"{item!r:.300}" for item in [*self.items, *[rest] * bool(rest)]) or "nothing"
 
     def read(self, size):
         end = len(self.bytes) + size
@@ -41,15 +46,20 @@ class Connection:
                 raise ConnectionError("closed while more was expected")
         return bytes(self.bytes[end - size:])
 
+    def note(self, item):
+        self.items.append(item)
+        self.known = len(self.bytes)
+        return item
+
     def read_number(self):
-        return struct.unpack(">i", self.read(4))[0]
+        return self.note(struct.unpack(">i", self.read(4))[0])
 
     def read_text(self):
         characters = b""
-        for _ in range(self.read_number()):
+        for _ in range(struct.unpack(">i", self.read(4))[0]):
             lead = self.read(1)
             characters += lead + (self.read(1) if lead[0] >= 0x80 else b"")
-        return characters.decode("utf-8")
+        return self.note(characters.decode("utf-8"))
 
     def read_request(self):
         verb = self.read_text()
@@ -69,12 +79,16 @@ class Connection:
 
 class ScriptedAssistant:
     def __init__(self):
-        self.changed = threading.Condition()
+        self.changed, self.ended = threading.Condition(), False
         self.scripts, self.closes, self.connections, self.faults, self.threads = [], [], [], [], []
 
     def __enter__(self):
         self.listen()
         return self
+
+    def __str__(self):
+        last = list(enumerate(self.connections))[-4:]
+        return "\n".join(f"Assistant received on connection {i}: {connection}" for i, connection in last)
 
     def listen(self):
         self.listener = socket.create_server(("127.0.0.1", PORT), backlog=512)
@@ -91,11 +105,14 @@ class ScriptedAssistant:
     def __exit__(self, *_):
         with contextlib.suppress(OSError):  # a script has stopped it
             self.stop_listening()
+        with self.changed:
+            self.ended = True
+            self.changed.notify_all()
         for connection in self.connections:
             with contextlib.suppress(OSError):  # closed
                 connection.peer.shutdown(socket.SHUT_RDWR)
         for thread in self.threads:
-            thread.join(LIMIT)
+            thread.join(harness.limit)
         for connection in self.connections:
             connection.peer.close()
         assert not self.faults, self.faults
@@ -116,20 +133,15 @@ class ScriptedAssistant:
             while connection.open:
                 connection.read(1)
         except ConnectionError:
-            with self.changed:
-                connection.open = False
-                self.closes.append(index)
-                self.changed.notify_all()
+            self.closes.append(index)
+            connection.open = False
         except Exception as fault:  # reported at the end of the test
             self.faults.append(fault)
             connection.close()
 
-    def wait_for(self, seen, count):
-        with self.changed:
-            came = self.changed.wait_for(lambda: len(seen) >= count, LIMIT)
-            assert came, f"not {count} after {LIMIT} s: {seen}"
-
     def received(self, index):
+        """All bytes of a connection that is about to be closed."""
+        wait_until(lambda: not self.connections[index].open, f"the end of connection {index}")
         return bytes(self.connections[index].bytes)
 
     def answers(self, output, status=STATUS, after=None):
@@ -138,7 +150,9 @@ class ScriptedAssistant:
         def build(connection):
             connection.status(status)
             self.request = connection.read_request()
-            self.wait_for(self.connections, self.connections.index(connection) + 2)
+            with self.changed:  # without a limit: the launcher's counts
+                opened = self.connections.index(connection) + 2
+                self.changed.wait_for(lambda: self.ended or len(self.connections) >= opened)
             connection.send(output)
             if after:
                 after(connection)

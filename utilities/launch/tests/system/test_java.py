@@ -3,7 +3,7 @@ import itertools
 import shutil
 
 import pytest
-from harness import EXPAND, JAVASOFT, addresses_out
+from harness import EXPAND, JAVASOFT, addresses_out, rows
 
 CLASS = "com/drel/torvel/commands/Checksum"
 USUAL = ["-Xmx1024M", "-Xrs"]
@@ -58,7 +58,7 @@ PASSED = [
 
 
 def test_options_and_arguments(workspace, product):
-    for given, args, user in PASSED:
+    for given, args, user in rows(PASSED):
         workspace.use_jvm("exit=9")
         assert workspace.run("Checksum", *given).code == 9
         expected = [*created(product, user), *called(args), "ExceptionCheck", "DestroyJavaVM"]
@@ -136,7 +136,7 @@ def test_run_in_a_child_instead(workspace, product, scenario, calls, lines):
 
 
 def test_child_codes(workspace, product):
-    for code in (0, 259, RESERVED, -1):
+    for code in rows((0, 259, RESERVED, -1)):
         workspace.use_java(f"exit={code}")
         assert workspace.run("Checksum") == (product.code(code), "", "")
 
@@ -155,7 +155,7 @@ def test_quotes_pass_unescaped(workspace):
 def test_no_java_to_start(workspace, product, tmp_path):
     """There is none, only a directory of that name, or one whose path is too long."""
     workspace.root.with_name("release").write_text('JAVA_VERSION="17"')  # has no effect
-    for code in [2] if product.windows else [2, 5, 206]:
+    for code in rows([2] if product.windows else [2, 5, 206]):
         where = ["Couldn't find java on the path, assuming in CWD"]
         if code == 5:
             (workspace.root / "java").mkdir()
@@ -186,12 +186,12 @@ def test_retired_option_is_left_out(workspace, product, tmp_path, way):
         (tmp_path / "link").symlink_to(workspace.tools)
         workspace.env["PATH"] = str(tmp_path / "link")
     (workspace.use_jvm if way == "in process" else workspace.use_java)("exit=9")
-    for text, above, version in RELEASES:
+    for text, above, version in rows(RELEASES):
         (release := workspace.tools.joinpath(*[".."] * above, "release")).write_text(text)
         result = workspace.run("Checksum", RETIRED, "--debug")  # the user's own option stays
         said = result.out.count(f"Left out {RETIRED}, which Java {version} does not know\n")
         given = sum(RETIRED in line for line in workspace.logged())
-        assert (result.code, said, given) == (9, *((0, 2) if version is None else (1, 1))), text
+        assert (result.code, said, given) == (9, *((0, 2) if version is None else (1, 1)))
         workspace.log.unlink()
         release.unlink()
 

@@ -1,8 +1,9 @@
 """The launcher ends when its parent ends, in every state, and has written all its output by then."""
 import threading
 
+import harness
 import pytest
-from harness import LIMIT, read_text, wait_until
+from harness import read_text, wait_until
 
 # Where the launcher waits, and the last line that it printed. In "loader" another thread holds the lock of the
 # system's library loader, so that exit() hangs and the launcher terminates itself.
@@ -24,7 +25,7 @@ def test_parent_killed(workspace, product, assistant, where):
         workspace.add_update_set()
         older = f"cwd={product.path(workspace.tools)}|version=2.8.9"
         assistant.scripts.append(
-            lambda c: (c.status(older), watched.wait(LIMIT), assistant.stop_listening(), c.close()))
+            lambda c: (c.status(older), watched.wait(harness.limit), assistant.stop_listening(), c.close()))
     options = ["--assistant=false"] if where in ("child", "java") else []
     run = workspace.start("Build", "T", "--debug", *options, own_parent=True)
     if product.windows:
@@ -35,13 +36,14 @@ def test_parent_killed(workspace, product, assistant, where):
     begun = {"call", "in", "loading"}  # first words of the fakes' last log lines
     wait_until(lambda: assistant.connections[1:] or begun & {line.split()[0] for line in workspace.logged()},
                "the wait")
+    wait_until(lambda: PLACES[where] in read_text(run.files.out).rpartition("\n")[0].rpartition("\n")[2],
+               "the last line")
     said = read_text(run.files.out)
-    assert PLACES[where] in said.splitlines()[-1]
     run.kill_parent()
-    result = run.wait()
+    result = run.wait(more=10)  # which "loader" needs
     assert (result.code, result.err, result.out) == (product.code(1), "", product.lines(said))
     if where == "socket":
-        assistant.wait_for(assistant.closes, 2)
+        wait_until(lambda: len(assistant.closes) == 2, "the end of both connections")
     if where == "java":
         assert workspace.logged()[-1] == "exit handlers"
     if where == "child":  # the child does not end with the launcher
