@@ -3,6 +3,7 @@
 Exit codes are those that the product's system shows. Output has "\\n" as the end of a line.
 """
 import collections
+import contextlib
 import ctypes
 import functools
 import itertools
@@ -80,7 +81,11 @@ class Run:
 
     def held_processes(self):
         """On Linux: the number of handles of other processes that the launcher has."""
-        return sum("pidfd" in str(file.resolve()) for file in pathlib.Path(f"/proc/{self.pid}/fd").iterdir())
+        count = 0
+        for file in pathlib.Path(f"/proc/{self.pid}/fd").iterdir():
+            with contextlib.suppress(FileNotFoundError):  # closed since it was listed
+                count += "pidfd" in os.readlink(file)
+        return count
 
     def kill_parent(self):
         parent, self.process = self.process, self.product.watched(self)
