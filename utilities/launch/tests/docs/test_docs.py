@@ -63,7 +63,7 @@ def test_documents_name_what_is_there():
     tests = re.findall(r"`(test_\w+)(?:\[|`)", text)
     assert named and tests
     for path, name in [*named, *(("*/test_*.py", test) for test in tests)]:
-        sources = [file.read_text() for file in LAUNCH.glob(f"*/{path}")]
+        sources = [file.read_text() for file in LAUNCH.glob(f"**/{path}")]
         assert any(re.search(rf"\b{name}\b", source) for source in sources), f"{path}:{name}"
 
 
