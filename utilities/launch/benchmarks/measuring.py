@@ -1,7 +1,7 @@
 """Measures the launcher against other programs: starts their servers, checks each run and compares pairs of runs.
 
-Runs of a pair alternate; a ratio is the median of the pairs' ratios. A run fails unless its exit code and number of
-lines are right. Uses only 127.0.0.1.
+Runs of a pair alternate; a ratio is the median of the pairs' ratios, with their quartiles. A run fails unless its exit
+code and number of lines are right. Uses only 127.0.0.1.
 """
 
 import os
@@ -62,6 +62,11 @@ def milliseconds(seconds):
 
 def thousands(pattern, text):
     return f"{int(re.search(pattern, text)[1]):,}"
+
+
+def aimed(aim, is_met):
+    """The cell of an aim; marked where it is missed."""
+    return aim if is_met else f"{aim} **missed**"
 
 
 def table(heads, rows):
@@ -221,13 +226,16 @@ class Measuring:
                        env=environment(40) if side.environment is None else side.environment)
         return thousands(r"(\d+)(?: +\d+)? +total", report.read_text())
 
-    def compare(self, workload, pairs, own, name, make_peer, sink="pipe", aim="", calls=False):
-        """Adds one row of the table. `make_peer` returns the other side or raises MissingPeer."""
+    def compare(self, workload, pairs, own, name, make_peer, sink="pipe", aim=None, slack=None, calls=False):
+        """Adds one row of the table. `make_peer` returns the other side or raises MissingPeer.
+
+        `aim`: the largest ratio accepted; with `slack`, so many milliseconds more than the peer are accepted, too.
+        """
         print(f"{workload}, against {name}", file=sys.stderr)
         try:
             peer = make_peer()
         except MissingPeer as missing:
-            self.rows.append([workload, "", name, "", f"skipped: {missing}", aim, "", ""])
+            self.rows.append([workload, "", name, "", f"skipped: {missing}", "", "", ""])
             return
         owns, peers, failures = [], [], []
         self.checked(own, sink), self.tolerant(peer, sink, failures)  # warm-up
@@ -238,15 +246,18 @@ class Measuring:
                 else:
                     peers.append(self.tolerant(peer, sink, failures))
         own_time, peer_time = (statistics.median(run.seconds for run in runs) for runs in (owns, peers))
-        ratio = statistics.median(a.seconds / b.seconds for a, b in zip(owns, peers))
-        over = statistics.median(a.seconds - b.seconds for a, b in zip(owns, peers))
+        ratios = [a.seconds / b.seconds for a, b in zip(owns, peers)]
+        low, ratio, high = statistics.quantiles(ratios, method="inclusive")
+        over = statistics.median(a.seconds - b.seconds for a, b in zip(owns, peers)) * 1000
         memory = " / ".join(f"{max(run.peak for run in runs):.1f}" for runs in (owns, peers) if not own.is_windows)
         if failures:
             name += f" (went wrong in {len(failures)} more runs)"
         traced = f"{self.system_calls(own)} / {self.system_calls(peer)}" if calls else ""
-        shown = f"{ratio:.2f}" + (f" ({over * 1000:+.2f} ms)" if name.startswith("`java`") else "")
-        self.rows.append(
-            [workload, milliseconds(own_time), name, milliseconds(peer_time), shown, aim, memory, traced])
+        shown = f"{ratio:.2f} ({low:.2f} to {high:.2f})" + (f", {over:+.2f} ms" if slack else "")
+        is_met = aim is None or round(ratio, 2) <= aim or (slack is not None and over <= slack)
+        limit = "" if aim is None else f"{aim}, +{slack} ms" if slack else str(aim)
+        self.rows.append([workload, milliseconds(own_time), name, milliseconds(peer_time), shown, aimed(limit, is_met),
+                          memory, traced])
 
     def floor(self, lines, how="block", variables=40, messages="whole"):
         self.start_assistant()
