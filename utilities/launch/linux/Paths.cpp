@@ -92,6 +92,8 @@ DWORD SearchPathA(std::nullptr_t, LPCSTR fileName, LPCSTR extension, DWORD size,
   return static_cast<DWORD>(found.size() < size ? found.size() : found.size() + 1);
 }
 
+// Differs from Windows:
+// - Fails if the current directory was deleted.
 char* _getcwd(char* buffer, int size) {
   return ::getcwd(buffer, static_cast<std::size_t>(size));
 }
@@ -114,8 +116,11 @@ char* _fullpath(char* buffer, const char* path, std::size_t size) {
 extern "C" std::FILE* __real_fopen(const char* path, const char* mode);
 extern "C" std::FILE* __wrap_fopen(const char* path, const char* mode);
 
-// All fopen calls of the program come here (see CMakeLists.txt). Accepts either separator, as on
-// Windows, and reads only regular files.
+// All fopen calls of the program come here (see CMakeLists.txt), so that either separator is
+// accepted, as on Windows.
+//
+// Differs from Windows:
+// - Reads only regular files.
 std::FILE* __wrap_fopen(const char* path, const char* mode) {
   if (std::strcmp(mode, "rb") != 0) {
     return __real_fopen(linux::LinuxPath(path).c_str(), mode);

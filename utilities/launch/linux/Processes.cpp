@@ -130,6 +130,8 @@ BOOL GetExitCodeProcess(HANDLE process, LPDWORD exitCode) {
   return TRUE;
 }
 
+// Differs from Windows:
+// - The handle is only for TerminateProcess: it cannot be waited for or closed.
 HANDLE GetCurrentProcess() {
   return INVALID_HANDLE_VALUE;  // as on Windows
 }
@@ -164,6 +166,8 @@ HANDLE CreateToolhelp32Snapshot(DWORD /*flags*/, DWORD /*processId*/) {
                   : linux::Fail(linux::ErrorFromErrno(errno), INVALID_HANDLE_VALUE);
 }
 
+// Differs from Windows:
+// - Neither the snapshot nor dwSize is checked.
 BOOL Process32First(HANDLE /*snapshot*/, PROCESSENTRY32* entry) {
   *entry = {sizeof *entry, GetCurrentProcessId(), static_cast<DWORD>(::getppid())};
   return TRUE;

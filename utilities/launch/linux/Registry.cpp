@@ -179,6 +179,8 @@ LSTATUS RegQueryValueExA(HKEY key, LPCSTR valueName, std::nullptr_t, LPDWORD typ
   return static_cast<LSTATUS>(fits ? ERROR_SUCCESS : ERROR_MORE_DATA);
 }
 
+// Differs from Windows:
+// - Nothing is to be done: a key is the address of an entry that stays. It is not checked.
 LSTATUS RegCloseKey(HKEY /*key*/) {
   return ERROR_SUCCESS;
 }

@@ -61,6 +61,8 @@ bool IsConnectedToItself(int descriptor) {
 
 }  // namespace
 
+// Differs from Windows:
+// - Grants every version.
 int WSAStartup(WORD versionRequested, WSADATA* data) {
   data->wVersion = versionRequested;
   ++g_startups;
@@ -89,6 +91,8 @@ SOCKET WSASocketA(int family, int type, int protocol, LPWSAPROTOCOL_INFOA, unsig
   return reinterpret_cast<SOCKET>(new Record{std::move(descriptor)});
 }
 
+// Differs from Windows:
+// - Levels and options have the values of Linux. An unknown one is 10050.
 int setsockopt(SOCKET socket, int level, int name, const void* value, int length) {
   const int result = ::setsockopt(RecordOf(socket).descriptor.Get(), level, name, value,
                                   static_cast<socklen_t>(length));
@@ -102,6 +106,9 @@ int WSAIoctl(SOCKET, DWORD, LPVOID, DWORD, std::nullptr_t, DWORD, LPDWORD, LPWSA
   return Refuse(WSAEOPNOTSUPP);
 }
 
+// Differs from Windows:
+// - A connection of the socket to itself is refused with 10061.
+// - Errors that SocketError does not list are 10050.
 int WSAConnect(SOCKET socket, const sockaddr* name, int nameLength, std::nullptr_t, std::nullptr_t,
                LPQOS, LPQOS) {
   Record& record = RecordOf(socket);
@@ -174,7 +181,10 @@ extern "C" hostent* __real_gethostbyname(const char* name);
 extern "C" hostent* __wrap_gethostbyname(const char* name);
 
 // All gethostbyname calls of the program come here (see CMakeLists.txt): on Windows it sets the
-// last error, to 0 on success. Every failure is 11001 here.
+// last error, to 0 on success.
+//
+// Differs from Windows:
+// - Every failure is 11001.
 hostent* __wrap_gethostbyname(const char* name) {
   hostent* found = __real_gethostbyname(name);
   WSASetLastError(found != nullptr ? 0 : WSAHOST_NOT_FOUND);

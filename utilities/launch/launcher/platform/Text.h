@@ -1,5 +1,5 @@
 #pragma once
-// Functions for narrow strings. Nothing here throws. Any thread.
+// Functions for narrow strings, without state. Any thread.
 
 #include <string>
 #include <vector>

@@ -2,6 +2,7 @@
 import html
 import re
 import subprocess
+import zlib
 
 import pytest
 from harness import COMMANDS, ROOT, VERSION
@@ -38,6 +39,7 @@ def test_demo_page_has_the_steps_of_the_demo():
     steps = re.findall(r'^show "(.*?)"', (ROOT / "scripts/demo").read_text(), re.M)
     shown = re.findall(r"^\| (.*?) \| `", DOCUMENTS[ROOT / "docs/demo.md"], re.M)
     assert steps and shown == steps
+    assert f"{zlib.crc32((ROOT / 'sample/game/Game.java').read_bytes()):08x}" in DOCUMENTS[ROOT / "docs/demo.md"]
 
 
 def test_links_resolve():
@@ -50,21 +52,26 @@ def test_links_resolve():
 
 
 def test_documents_name_what_is_there():
-    """Files, by a path from the root or from utilities/launch, functions as path:name, and tests."""
-    text = "\n".join(DOCUMENTS.values())
-    folders = "docs|sample|scripts|packaging|utilities|cmake|launcher|platform|java|assistant|windows|linux|tests"
-    bases = [ROOT, ROOT / "docs", LAUNCH, *(LAUNCH / folder for folder in ("launcher", "linux", "tests"))]
-    paths = re.findall(rf"(?<![\w/.])((?:{folders})/[\w./-]*\w)(?![\w*<])", text)
-    assert len(paths) > 50
-    for path in paths:
-        assert any((base / path).exists() for base in bases), path
-
-    named = re.findall(r"`([\w/.]+):(\w+)`", text)
-    tests = re.findall(r"`(test_\w+)(?:\[|`)", text)
-    assert named and tests
-    for path, name in [*named, *(("*/test_*.py", test) for test in tests)]:
-        sources = [file.read_text() for file in LAUNCH.glob(f"**/{path}")]
-        assert any(re.search(rf"\b{name}\b", source) for source in sources), f"{path}:{name}"
+    """Files, functions as path:name, and tests. A page says where its paths begin, if not in the sources' root."""
+    tests = "\n".join(file.read_text() for file in LAUNCH.glob("tests/*/test_*.py"))
+    places = [entry for root in (ROOT, LAUNCH, LAUNCH / "launcher") for entry in root.glob("[!.]*/")]
+    folders = "|".join(entry.name for entry in places if entry.name != "build")
+    counts = [0, 0, 0]
+    for document, text in DOCUMENTS.items():
+        begin = re.search(r"paths\b[^.]*\bbegin in\s+`([\w/]+)`", text, re.I)
+        root = ROOT / begin[1] if begin else ROOT / "sample" if document.parent.name == "sample" else ROOT
+        text = re.sub(r"\[[^]]*\]\([^)]*\)", "", text.replace(begin[0] if begin else "\0", ""))
+        paths = re.findall(rf"(?<![\w/.])((?:{folders})/[\w./-]*\w)(?![\w*<])", text)
+        for path in paths:
+            assert (root / path).exists(), f"{document}: {path}"
+        functions = re.findall(r"`([\w/.]+):(\w+)`", text)
+        for path, name in functions:
+            assert re.search(rf"\b{name}\b", (root / path).read_text()), f"{document}: {path}:{name}"
+        named = re.findall(r"`(test_\w+)(?:\[|`)", text)
+        for name in named:
+            assert re.search(rf"\b{name}\b", tests), f"{document}: {name}"
+        counts = [count + len(found) for count, found in zip(counts, (paths, functions, named))]
+    assert counts[0] > 50 and all(counts)
 
 
 def test_picture_is_drawn_from_its_source():
