@@ -88,6 +88,12 @@ def test_readme_and_manual_list_every_command_and_the_same_options():
     assert subprocess.run(["mandoc", "-Tlint", MANUAL], capture_output=True, text=True).stdout == ""
 
 
+def test_sample_has_every_command():
+    """As a class with a main."""
+    sources = [*(ROOT / "sample/tool/src/com/drel/torvel").glob("*/*.java")]
+    assert set(COMMANDS) <= {source.stem for source in sources if " void main(String" in source.read_text()}
+
+
 @pytest.mark.parametrize("words, replies", [
     ("Torvel|sL", ["SlaveClose", "SlaveStatus"]), ("Torvel|--assist", ["--assistant", "--assistant=false"]),
     ("Torvel|--assistant|=|f", ["false"]), ("Torvel|TIDY|", ["engine", "game"]), ("Torvel|build|game|", []),

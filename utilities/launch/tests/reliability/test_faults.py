@@ -7,7 +7,7 @@ import subprocess
 
 import pytest
 from harness import JAVASOFT, MISMATCH, TARGETS, UPDATE_SET, failure
-from scripted_assistant import number
+from scripted_assistant import NULL, ScriptedAssistant, number, text
 
 NOT_ENOUGH_MEMORY = 8
 ERRORS = collections.defaultdict(lambda: [NOT_ENOUGH_MEMORY], {
@@ -205,17 +205,22 @@ def test_every_line_arrives(workspace, assistant, behind):
     print(f"relay: {len(lines)} lines with {sum(map(len, lines))} bytes in 60 MB of memory")
 
 
-def test_order_of_closing_and_one_write_a_line(workspace, tmp_path, behind, assistant):
-    """The old connection is closed before the wait for the new Assistant, the keep-alive before the build's."""
+def test_order_of_closing_and_one_write_a_line(workspace, tmp_path, behind):
+    """A connection is closed before the wait for the new Assistant, the keep-alive before the build's."""
     workspace.add_update_set()
-    assistant.version, assistant.directory = "2.8.9", tmp_path / "target"
-    assistant.directory.mkdir()
-    assistant.answer(" one", "!two", " " + "3" * 5000)
-    behind(f'strace -f -qq -s 9999 -e trace=shutdown,write -o {tmp_path}/calls "$@"')
-    result, calls = workspace.run("Build", "T", "--debug"), (tmp_path / "calls").read_text()
-    _, keep_alive, connection = re.findall(r"shutdown\((\d+)", calls)
-    assert result.code == BUILT and int(keep_alive) > int(connection)  # it was opened later
-    assert calls.index("shutdown(") < calls.index("Waiting for assistant")
+    (tmp_path / "target").mkdir()
+    old = f"cwd={tmp_path}/target|version=2.8.9"
+    behind(f'strace -f -qq -s 9999 -e trace=connect,shutdown,write -o {tmp_path}/calls "$@"')
+    with ScriptedAssistant() as assistant:
+        assistant.scripts += [lambda c: (c.status(old), c.read_text(), c.close()), lambda c: c.status(old)]
+        assistant.answers(text(" one") + text("!two") + text(" " + "3" * 5000) + NULL + number(BUILT))
+        result, calls = workspace.run("Build", "T", "--debug"), (tmp_path / "calls").read_text()
+    made = re.findall(r"(connect\(\d+, {sa_family=AF_INET|shutdown\(\d+|Waiting for)", calls)
+    connection, keep_alive = (re.search(r"\d+", call)[0] for call in made[-4:-2])
+    opens, shuts = (f"connect({connection}, {{sa_family=AF_INET", f"shutdown({connection}")
+    assert made == [*[opens, shuts, "Waiting for"] * 2, opens, opens.replace(connection, keep_alive, 1),
+                    f"shutdown({keep_alive}", shuts]
+    assert result.code == BUILT and connection != keep_alive
     written = re.findall(r'write\([12], "(.*)", \d+\) +=', calls)
     assert "".join(written).count("\\n") == (result.out + result.err).count("\n")
     assert {"one\\n", "two\\n", "3" * 5000 + "\\n", "Launching...\\n"} <= set(written)

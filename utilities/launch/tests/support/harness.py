@@ -38,7 +38,7 @@ class Hang(AssertionError):
 def rows(table):
     """The rows of a table, one after the other."""
     for row in table:
-        story[:] = [f"Row: {row!r:.500}"]
+        story[:] = [f"Row: {row!r:.300}"]
         yield row
 
 

@@ -1,7 +1,9 @@
 """Build verbs through the Assistant: the bytes on the wire, the update, the output, and failures of each."""
+import fcntl
 import os
 import re
 import select
+import signal
 import stat
 import time
 
@@ -133,39 +135,43 @@ def restart(connection, answer, junk=b""):
 
 
 # The Assistant's directory contains a NUL, escaped or as the low 8 bits of a character. The path ends there.
-@pytest.mark.parametrize("again, nul", [(False, "%00"), (True, "\u0100")], ids=[
-    "all five", "no Slave.jar, bin/lib/, over old files, back at a later attempt"])
-def test_update(workspace, product, assistant, old_assistant, again, nul):
+@pytest.mark.parametrize("again, jar, end", [(False, "bin/", "%00"), (True, "bin\\", "/\u0100")], ids=[
+    "all five", "no Slave.jar, bin\\ and bin\\lib/, over old files, into a directory with a separator, back later"])
+def test_update(workspace, product, assistant, old_assistant, again, jar, end):
     place, answer = old_assistant
-    answer = answer.replace("|", f"{nul}/x|")
-    pairs = list(zip(TARGETS, UPDATE_SET))
-    if again:
+    answer = answer.replace("|", f"{end}/x|")
+    pairs = [(f"/{target}", source) for target, source in zip(TARGETS, UPDATE_SET)]
+    if again:  # only "/" separates a file's name, and none is added to the directory's
         pairs.pop()
         (workspace.root / "bin/Slave.jar").unlink()
-        (workspace.root / "bin/torvel-win64.dll").unlink()  # the library directory is then bin/lib/
-        pairs[2:] = [(file, f"lib/{file}") for file in UPDATE_SET[2:4]]
+        (workspace.root / "bin/torvel-win64.dll").unlink()  # the library directory is then bin\lib/
         workspace.add("bin/lib/torvel-win64.dll", "bin/lib/swt-win64.jar")
-        for name, _ in pairs:
+        pairs = [("//TorvelAssistant.exe", UPDATE_SET[0]), ("/bin\\Torvel.jar", "Torvel.jar"),
+                 *((f"/{file}", f"lib/{file}") for file in UPDATE_SET[2:4])]
+        (place / "bin").mkdir()
+        for name in ("TorvelAssistant.exe", "bin/Torvel.jar", *UPDATE_SET[2:4]):
             (place / name).write_text("old and longer than the new one will be")
             os.chmod(place / name, stat.S_IREAD)
 
     def first(connection):
         if again:
             assistant.stop_listening()
-        restart(connection, answer, junk=text(" late") + b"\xff")
+        # More than sockets hold, so that it leaves only if the launcher reads until the close.
+        restart(connection, answer, junk=text(" late") + b"\xff" * 30_000_000)
 
     assistant.scripts.append(first)
     assistant.answers(text(" built") + NULL + number(7))
     began = time.monotonic()
-    run = workspace.start("Build", "T", "--debug")
+    run = workspace.start("Build", "T", "--debug", f"--jar={jar}")
     if again:  # the first attempt finds no listener
         wait_until(lambda: read_text(run.files.out).count("Waiting for assistant") > 1, "a second attempt")
         assistant.listen()
     result = run.wait()
     assert (result.code, result.err, assistant.received(0)) == (7, "", text("Status") + text("Restart"))
-    copied = {name: f"new bin/{source}" for name, source in pairs}
-    assert {each.name: each.read_text() for each in place.iterdir()} == copied
-    copies = "".join(f"Copying bin/{source} to {product.path(place)}/{name}...\n" for name, source in pairs)
+    assert 0 not in assistant.closes
+    copied = {place / name.strip("/").replace("\\", "/"): f"new bin/{source}" for name, source in pairs}
+    assert {each: each.read_text() for each in place.rglob("*.*")} == copied
+    copies = "".join(f"Copying {jar}{source} to {product.path(place)}{name}...\n" for name, source in pairs)
     waits = result.out.count("Waiting for assistant...\n")
     assert waits > 1 if again else waits == 1
     assert time.monotonic() - began >= 0.5 * waits
@@ -186,6 +192,27 @@ def test_assistant_that_does_not_come_back(workspace, assistant, old_assistant):
     assert time.monotonic() - began >= 10
     assert [assistant.received(i) for i in range(2, len(assistant.connections))] == [text("Status")] * 19
     assert "call com/drel/torvel/commands/Build.main [T]" in workspace.logged()
+
+
+@pytest.mark.linux_only
+def test_leased_files(workspace, assistant, old_assistant):
+    """A lease of another process, here of this one, ends when the file is opened for reading."""
+    place, answer = old_assistant
+    leased = [(workspace.root / "bin" / file).open("r+") for file in UPDATE_SET[1:]]
+
+    def end_broken(*_):
+        for file in leased:
+            if fcntl.fcntl(file, fcntl.F_GETLEASE) != fcntl.F_WRLCK:
+                fcntl.fcntl(file, fcntl.F_SETLEASE, fcntl.F_UNLCK)
+
+    before = signal.signal(signal.SIGIO, end_broken)
+    for file in leased:
+        fcntl.fcntl(file, fcntl.F_SETLEASE, fcntl.F_WRLCK)
+    assistant.scripts.append(lambda c: restart(c, answer))
+    assistant.answers(OK)
+    assert workspace.run("Build", "T") == (0, MISMATCH, "")
+    assert {each.name for each in place.iterdir()} == set(TARGETS)
+    signal.signal(signal.SIGIO, before)
 
 
 def copy_failure(product, code, source, target, retries=""):
@@ -289,7 +316,7 @@ HOSTILE = [
     (text(" \u20acA\u0141") + text(" a\U0001f6e9") + OK, 0, "\xacAA\na\xe9\n"),
     # Overlong sequences, a surrogate, a code point above the largest.
     (number(5) + b" \xc1\x81\xe0\x81\x82\xed\xa0\x80\xf7\xbf\xbf\xbf" + OK, 0, "AB\n"),
-    (text(" e\u0100f") + text(" g") + OK, 0, "e\ng\n"),
+    (text(" e\u0100f") + text(" \0g") + text("\0h\0i") + OK, 0, "e\n\nh\n"),
     (NULL + number(2**31 - 1), 2**31 - 1, ""),
     (text(" " + "xyz" * 30_000) + OK, 0, "xyz" * 30_000 + "\n"),  # longer than every buffer
 ]
@@ -300,11 +327,14 @@ def test_hostile_output(workspace, product, assistant):
         assistant.answers(output, after=Connection.close)
         assert workspace.run("Build") == (product.code(code), out, "")
     message = "UTF sequences longer than four bytes not handled, aborting"
-    for sequence in rows([b"\xf8\x80\x80\x80", b"\xff\x80\x80\x80", b"\x80\x80\x80\x80", b"\xc3A"]):
-        assistant.answers(number(1) + sequence + number(15), after=Connection.close)
+    for sequence, told, code in rows([
+            (b"\xf8\x80\x80\x80", message, 15), (b"\xff\x80\x80\x80", message, 15),
+            (b"\x80\x80\x80\x80", message, 15), (b"\xc3A", "", 15),
+            (b"", "Assistant: EOF\n", LOST), (b"\xc3", "Assistant: EOF\n", LOST)]):
+        assistant.answers(number(1) + sequence + number(15) * (code == 15), after=Connection.close)
         result = workspace.run("Build", "--debug")
-        told = "Reading 1 characters\n" + message * (len(sequence) == 4)
-        assert result.code == 15 and f"{told}Return code: 15\nAssistant KeepAlive closed" in result.out
+        assert result.code == product.code(code)
+        assert f"Reading 1 characters\n{told}Return code: {code}\nAssistant KeepAlive closed" in result.out
 
 
 @pytest.mark.linux_only

@@ -263,6 +263,31 @@ def test_discovery(workspace, product, registry, tmp_path, tmp_path_factory, key
     assert (said[len(lines)], result.code) == (("JVM args:", 8) if loaded else (fall_back(workspace)[0], 77))
 
 
+@pytest.mark.linux_only
+@pytest.mark.parametrize("found", ["JAVA_HOME", "PATH"])
+def test_java_at_hand(workspace, tmp_path, found):
+    """Without a registry file, the runtime of JAVA_HOME or else of the `java` on PATH, here a link, is used."""
+    for home in ("JAVA_HOME", "PATH"):
+        workspace.use_jvm("exit=8", folder=tmp_path / home / "lib/server")
+    workspace.tools = tmp_path / "PATH/bin"
+    workspace.use_java("exit=77")
+    (tmp_path / "links").mkdir()
+    (tmp_path / "links/java").symlink_to(workspace.tools / "java")
+    workspace.env = {name: value for name, value in workspace.env.items() if name.startswith("FAKE")}
+    workspace.env |= {"PATH": str(tmp_path / "links"), "JAVA_HOME": str(tmp_path / found) * (found == "JAVA_HOME")}
+    result = workspace.run("Checksum", "--debug")
+    assert result.code == 8
+    assert f"LoadLibrary success with jvmPath={tmp_path / found}/lib/server/libjvm.so\n" in result.out
+
+
+@pytest.mark.linux_only
+def test_registry_beyond_the_limit(workspace, registry):
+    workspace.use_java("exit=9")
+    env = registry({"Other": {"x": 1100 * (4096 * "-")}, **OWN})
+    result = workspace.run("Checksum", "--debug", env=env)
+    assert result.code == 9 and "No installation key found" in result.out
+
+
 @pytest.mark.parametrize("size, code", [(259, 8), (260, 77)])
 def test_own_path_ends_at_259_characters(workspace, product, registry, tmp_path, size, code):
     library = "/JRE/bin/server/jvm.dll"
