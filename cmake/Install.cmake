@@ -1,5 +1,6 @@
 # The layout of cmake --install and of the packages. On Windows: the program at the top, the documents in doc, and the
 # sample as a workspace that is ready to use.
+install(CODE "set(CMAKE_INSTALL_DO_STRIP ON)") # as --strip; the build folder keeps the debug information
 if(WIN32)
   install(TARGETS Torvel DESTINATION .)
   install(DIRECTORY ${CMAKE_BINARY_DIR}/package/sample DESTINATION . PATTERN state.txt EXCLUDE)

@@ -1,0 +1,6 @@
+# The same bytes from the same sources, wherever and whenever they are built: no path of this machine, no time of the linker.
+# The later map counts first: the build folder may be in that of the sources.
+add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
+if(WIN32)
+  add_link_options(-Wl,--no-insert-timestamp)
+endif()
