@@ -1,8 +1,12 @@
-# Run by CPack before the installer is made: writes what its remover deletes, file by file, because what the user adds to
-# the folders is the user's.
+# Run by CPack before a package is made of the folder. Gives the files the time of the commit; writes what the installer's
+# remover deletes, file by file, because what the user adds to the folders is the user's.
 set(root ${CPACK_TEMPORARY_DIRECTORY})
 file(GLOB_RECURSE entries LIST_DIRECTORIES true RELATIVE ${root} ${root}/*)
 list(SORT entries ORDER DESCENDING) # a folder comes after what is in it
+list(TRANSFORM entries PREPEND ${root}/ OUTPUT_VARIABLE files)
+execute_process(COMMAND sh ${CMAKE_CURRENT_LIST_DIR}/../scripts/lib/source-date
+  OUTPUT_VARIABLE date OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+execute_process(COMMAND touch -d ${date} ${files} COMMAND_ERROR_IS_FATAL ANY)
 set(script "")
 foreach(entry IN LISTS entries)
   set(command Delete)
