@@ -111,5 +111,6 @@ def test_installation(build, tmp_path):
     for file in ("bin/Torvel", "share/man/man1/Torvel.1", "share/bash-completion/completions/Torvel",
                  "share/doc/Torvel/README.md", "share/doc/Torvel/docs/command-flow.svg"):
         assert (tmp_path / file).is_file(), file
+    assert b".debug_info" not in (tmp_path / "bin/Torvel").read_bytes()
     usage = bash(build, f"{tmp_path}/bin/Torvel --help || [ $? -eq 255 ]")
     assert usage.startswith(f"Torvel Launcher {VERSION}\n")
