@@ -1,6 +1,10 @@
 """The sample's Java program and Assistant with the launcher: two independent sides of the protocol."""
+import socket
+
+import harness
 import pytest
 from harness import MISMATCH, TARGETS, UPDATE_SET, VERSION, read_text, rows, wait_until
+from scripted_assistant import PORT, text
 
 SOURCES = ("engine/World", "engine/math/Vector", "game/Game", "game/Player")
 COMPILED = [f"Compiling {file}.java\n" for file in SOURCES]
@@ -52,6 +56,26 @@ def test_one_build_at_a_time(sample, ends, pause, code):
     assert (second.code, second.out) == (1, left + "Compiling broken/Broken.java\n")
     assert second.err.startswith("broken/Broken.java:7: error: ")
     assert first.wait() == (code, "Removed 0 files.\n" + (COMPILED[0] if ends else BUILT), "")
+
+
+def test_build_requested_during_a_restart(sample):
+    """The old Assistant still runs a build that is queued behind the restart, then it ends."""
+    sample.open_assistant()
+    before = sample.status()
+    first = sample.start("Rebuild", "game", "Release", "--pause=60000", own_parent=True)
+    wait_until(lambda: "Compiling" in read_text(first.files.out), "the build's start")
+    with socket.create_connection(("127.0.0.1", PORT), harness.limit) as peer:
+        peer.sendall(text("Status") + text("Restart"))
+        second = sample.start("Build", "game", "Release", "--debug")
+        wait_until(lambda: "Keep-alive Connected" in read_text(second.files.out), "the second request")
+        first.kill_parent()
+        result = second.wait()
+        assert result.code == 0 and result.out.count("\nCompiled 4 files.\n") == 1, result
+        first.wait()
+        while peer.recv(1024):  # until the old Assistant ends
+            pass
+    wait_until(sample.status, "the new Assistant")
+    assert sample.status()["pid"] != before["pid"]
 
 
 @pytest.mark.linux_only

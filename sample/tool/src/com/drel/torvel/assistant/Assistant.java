@@ -127,18 +127,20 @@ public final class Assistant {
 
     private void startSuccessor(Wire wire) {
         log("restarts");
-        try (wire) {
-            new ProcessBuilder(new File(PROGRAM).getAbsolutePath())
-                    .redirectOutput(ProcessBuilder.Redirect.INHERIT)
-                    .redirectError(ProcessBuilder.Redirect.INHERIT)
-                    .start();
-            // Before the launcher's stream ends, so that the launcher cannot reconnect to this Assistant.
-            listener.close();
+        try {
+            if (!listener.isClosed()) {
+                new ProcessBuilder(new File(PROGRAM).getAbsolutePath())
+                        .redirectOutput(ProcessBuilder.Redirect.INHERIT)
+                        .redirectError(ProcessBuilder.Redirect.INHERIT)
+                        .start();
+                listener.close();
+            }
+            // Launchers that were connected before may have queued builds since. The exit comes after these. It also
+            // ends this launcher's stream, so that the launcher reconnects to the successor.
+            builds.execute(() -> System.exit(0));
         } catch (IOException e) {
             log("cannot restart: " + e.getMessage());
-        }
-        if (listener.isClosed()) {
-            System.exit(0);
+            wire.close();
         }
     }
 

@@ -62,7 +62,7 @@ final class BuildJob extends BuildSession implements Runnable {
         } finally {
             if (!isReported) {
                 // A launcher that is still connected must not wait forever.
-                close();
+                wire.close();
             }
             synchronized (this) {
                 hasEnded = true;
@@ -77,14 +77,6 @@ final class BuildJob extends BuildSession implements Runnable {
             return Arguments.USAGE_ERROR;
         }
         return BuildVerb.run(verb, parameters, this);
-    }
-
-    private void close() {
-        try {
-            wire.close();
-        } catch (IOException e) {
-            // Closed in any case.
-        }
     }
 
     @Override

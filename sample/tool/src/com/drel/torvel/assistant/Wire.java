@@ -116,7 +116,11 @@ public final class Wire implements Closeable {
     }
 
     @Override
-    public void close() throws IOException {
-        socket.close();
+    public void close() {
+        try {
+            socket.close();
+        } catch (IOException e) {
+            // Closed in any case.
+        }
     }
 }
