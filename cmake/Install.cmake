@@ -1,8 +1,8 @@
-# The layout of cmake --install and of the packages. On Windows: the program at the top, the documents in doc, and the
-# sample as a workspace that is ready to use.
+# The layout of cmake --install and of the packages. On Windows: the program and the documents at the top, where their
+# links find each other, and the sample as a workspace that is ready to use.
 if(WIN32)
   set(programs .)
-  set(documents doc)
+  set(documents .)
   install(DIRECTORY ${CMAKE_BINARY_DIR}/package/sample DESTINATION . PATTERN state.txt EXCLUDE)
 else()
   include(GNUInstallDirs)
@@ -19,3 +19,4 @@ if(CMAKE_STRIP)
 endif()
 install(FILES README.md CHANGELOG.md SECURITY.md DESTINATION ${documents})
 install(DIRECTORY docs DESTINATION ${documents} FILES_MATCHING PATTERN "*.md" PATTERN "*.svg")
+install(SCRIPT cmake/PlainLinks.cmake)

@@ -4,6 +4,7 @@ import subprocess
 import zipfile
 
 from harness import VERSION
+from links import dead_links, links
 
 TOOLS = {"linux": ["readelf", "-hldW", "--dyn-syms"], "windows": ["x86_64-w64-mingw32-objdump", "-hp"]}
 # What the tools print of the program.
@@ -28,8 +29,11 @@ def test_program_file(request, build, tmp_path):
         with zipfile.ZipFile(build / f"Torvel-{VERSION}-win64.zip") as package:
             package.extractall(tmp_path)
         [program] = tmp_path.glob("*/Torvel.exe")
-        for file in ("doc/docs/windows.md", "sample/assistant.cmd", "sample/bin/TorvelAssistant.x64"):
+        assert {file.name for file in program.parent.iterdir()} == {
+            "Torvel.exe", "README.md", "CHANGELOG.md", "SECURITY.md", "docs", "sample"}
+        for file in ("docs/windows.md", "sample/assistant.cmd", "sample/bin/TorvelAssistant.x64"):
             assert (program.parent / file).is_file(), file
+        assert len(list(links(program.parent))) > 20 and dead_links(program.parent) == []
     printed = subprocess.check_output([*TOOLS[product], program], text=True)
     lacking = [name for name, pattern in HOLDS[product].items() if not re.search(pattern, printed)]
     assert not lacking, printed

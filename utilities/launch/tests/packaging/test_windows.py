@@ -5,6 +5,7 @@ import subprocess
 
 import pytest
 from harness import VERSION, end_wine, wait_until, wine_environment
+from links import dead_links
 
 pytestmark = pytest.mark.windows_only
 TOOL = r"HKEY_LOCAL_MACHINE\SOFTWARE\Torvel"
@@ -66,7 +67,7 @@ def entries(folder):
 
 
 def add_users_files(folder):
-    for file in ("notes.txt", "JRE/release", "doc/mine/notes.txt", "doc/docs/mine.md", "sample/out/Release/a"):
+    for file in ("notes.txt", "JRE/release", "docs/mine/notes.txt", "docs/mine.md", "sample/out/Release/a"):
         (folder / file).parent.mkdir(parents=True, exist_ok=True)
         (folder / file).touch()
 
@@ -87,7 +88,8 @@ def test_installed_used_and_removed(machine):
     now = machine.state()
     assert entries(first) == users and now["path"] == f"{before['path']};{FOLDER}"
     installed = {file.name for file in machine.folder.iterdir()}
-    assert installed == {"Torvel.exe", "Uninstall.exe", "doc", "sample"}
+    assert installed == {"Torvel.exe", "Uninstall.exe", "README.md", "CHANGELOG.md", "SECURITY.md", "docs", "sample"}
+    assert dead_links(machine.folder) == []
     assert set(re.findall(r"    (\w+)    REG_SZ    (.*)\r", now[TOOL] + now[INSTALLED])) >= {
         ("Install_Dir", FOLDER), ("DisplayName", "Torvel"), ("DisplayVersion", VERSION),
         ("Publisher", "Torvel"), ("UninstallString", f'"{FOLDER}\\Uninstall.exe"')}
