@@ -97,9 +97,28 @@ def test_sample_has_every_command():
     ("Torvel|netinfo|--s", []), ("Torvel|export|--workspace|=|e", ["engine"]), ("Torvel|", COMMANDS),
     ("Torvel|build|--antLog|=", ["a.txt", "engine", "game"]), ("Torvel|ProfileIO|read|n", ["nio"])])
 def test_completion(build, tmp_path, words, replies):
-    script = f"mkdir engine game; touch a.txt; source '{ROOT}/packaging/completion/Torvel'; set +e\n" \
+    complete(build, tmp_path, words, replies)
+
+
+@pytest.mark.parametrize("words, replies", [
+    ("Torvel|checksum|", ["bin", "sub", "top.txt"]), ("Torvel|launch|x|b", ["bin/"]), ("Torvel|build|", ["engine", "game"]),
+    ("Torvel|listdependencies|", ["bin", "sub"]),
+    ("Torvel|checksum|--workspace|=|.|a", ["a.txt"]), ("Torvel|--jar|=|none|checksum|", ["a.txt", "engine", "game"]),
+    ("Torvel|--vok|checksum|", ["a.txt", "engine", "game"]), ("Torvel|--jar|=|none;bin|checksum|s", ["sub/"]),
+    ("Torvel|build|--workspace|=|~/s", ["@/sub"]), ("Torvel|build|--antLog|=|~/t", ["@/top.txt"]),
+    ("Torvel|build|--workspace|=|~r", [])])
+def test_completion_below_the_workspace_root(build, tmp_path, words, replies):
+    (tmp_path / "bin").mkdir()
+    (tmp_path / "bin/Torvel.jar").touch()
+    (tmp_path / "top.txt").touch()
+    (tmp_path / "sub").mkdir()
+    complete(build, tmp_path / "sub", words, [reply.replace("@", str(tmp_path)) for reply in replies], f"HOME='{tmp_path}'")
+
+
+def complete(build, folder, words, replies, before=""):
+    script = f"{before}\nmkdir engine game; touch a.txt; source '{ROOT}/packaging/completion/Torvel'; set +e\n" \
              'COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _Torvel; printf "%s\\n" "${COMPREPLY[@]}"'
-    assert sorted(bash(build, script, *words.split("|"), cwd=tmp_path).split()) == replies
+    assert sorted(bash(build, script, *words.split("|"), cwd=folder).split()) == replies
 
 
 def test_installation(build, tmp_path):
