@@ -1,6 +1,7 @@
 """Failing system calls, full disks and unusual environments. Whatever fails, the launcher ends by itself, with an
 exit code and a text that belong to the failure, and each file of an update is either old or new and whole."""
 import collections
+import pathlib
 import re
 import shutil
 import subprocess
@@ -9,6 +10,7 @@ import pytest
 from harness import JAVASOFT, MISMATCH, TARGETS, UPDATE_SET, failure
 from scripted_assistant import NULL, ScriptedAssistant, number, text
 
+FAULTY = "utilities/launch/tests/reliability/Torvel_faults"
 NOT_ENOUGH_MEMORY = 8
 ERRORS = collections.defaultdict(lambda: [NOT_ENOUGH_MEMORY], {
     "CopyFileA": [112, 32],  # disk full, sharing violation
@@ -53,7 +55,7 @@ CODE_PATHS = {
 def test_each_call_fails_once(workspace, product, registry, tmp_path, monkeypatch, assistant,
                               args, version, usual, others):
     log, target = tmp_path / "calls", tmp_path / "target"
-    monkeypatch.setattr(product, "program", product.fakes / "Torvel_faults")
+    monkeypatch.setattr(product, "program", product.build / FAULTY)
     workspace.add_update_set()
     for library in ("JRE/bin/server/jvm.dll", "jvm.dll"):  # two registered runtimes
         product.fake("fake_jvm.so", tmp_path / library)
@@ -109,8 +111,8 @@ def test_seam_covers_every_call(product):
         return set(re.findall(rf" {kind} (\w+)(?:\(|$)", listed, re.M))
 
     used = symbols("launcher/liblauncher.a", "U") & symbols("linux/liblinux_layer.a", "T")
-    seam = product.build / "utilities/launch/tests/fakes/FaultyCallsList.h"
-    covered = set(re.findall(r"^#define (\w+)\(", seam.read_text(), re.M))
+    seam = pathlib.Path(__file__).with_name("FaultyCalls.h").read_text()
+    covered = set(re.findall(r"^#define (\w+)\(", seam, re.M))
     assert {"CopyFileA", "WSARecv"} <= used and used - CANNOT_FAIL <= covered
 
 

@@ -42,6 +42,13 @@ class Peer {
     const auto length = static_cast<PeerLength>(text.size());
     EXPECT_EQ(static_cast<PeerLength>(::send(m_Connection, text.data(), length, 0)), length);
   }
+  // The other side receives the two apart, whenever it reads: a receive ends before an urgent byte,
+  // and the next one skips that.
+  void SendApart(const std::string& first, const std::string& second) const {
+    Send(first);
+    EXPECT_EQ(::send(m_Connection, "!", 1, MSG_OOB), 1);
+    Send(second);
+  }
   // Fewer bytes at the end of the stream.
   std::string Receive(std::size_t length) const {
     std::string text, piece(length, '\0');
@@ -52,6 +59,15 @@ class Peer {
       text.append(piece, 0, static_cast<std::size_t>(got));
     }
     return text;
+  }
+  // The other side has closed the connection. Waits for that, since a receive might never end.
+  bool HasEnded() const {
+    fd_set readable;
+    FD_ZERO(&readable);
+    FD_SET(m_Connection, &readable);
+    timeval limit = {20, 0};
+    return ::select(static_cast<int>(m_Connection) + 1, &readable, nullptr, nullptr, &limit) == 1 &&
+           Receive(1).empty();
   }
   void Close() { ClosePeer(std::exchange(m_Connection, kNoPeer)); }
   // Closes so that the other side gets a reset.

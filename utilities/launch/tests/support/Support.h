@@ -1,5 +1,5 @@
 #pragma once
-// Helpers of the Win32 tests and the layer's tests.
+// Helpers of the unit, Win32 and layer tests.
 
 #include <winsock2.h>
 #include <windows.h>
@@ -29,7 +29,7 @@ class InScratch : public testing::Test {
 
  private:
   const fs::path m_Path =
-      fs::temp_directory_path() / ("torvel-layer-" + std::to_string(GetCurrentProcessId()));
+      fs::temp_directory_path() / ("torvel-tests-" + std::to_string(GetCurrentProcessId()));
 };
 
 // Creates the folders above it too. A program needs owner_all.
@@ -48,9 +48,10 @@ inline std::string ReadText(const fs::path& path) {
 // A call failed with this last error.
 inline testing::AssertionResult Fails(bool isOk, DWORD error) {
   const DWORD last = GetLastError();
-  return isOk            ? testing::AssertionFailure() << "succeeded"
-         : last != error ? testing::AssertionFailure() << "error " << last << " for " << error
-                         : testing::AssertionSuccess();
+  return isOk ? testing::AssertionFailure() << "succeeded"
+         : last != error
+             ? testing::AssertionFailure() << "last error " << last << ", expected " << error
+             : testing::AssertionSuccess();
 }
 
 inline BOOL Start(const std::string& program, std::string line, PROCESS_INFORMATION& child) {
