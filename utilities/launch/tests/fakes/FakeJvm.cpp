@@ -3,7 +3,9 @@
 //   defaults-fail, create=N       results of JNI_GetDefaultJavaVMInitArgs and JNI_CreateJavaVM
 //   no-class, no-main, no-array   lookups that find nothing
 //   exception                     main throws
-//   exit=N, late-exit=N           calls the exit hook, in main or in DestroyJavaVM
+//   exit=N, late-exit=N           ends the process as HotSpot does, in main or in DestroyJavaVM:
+//                                 calls the exit hook, then exit
+//   hook=N                        main calls the exit hook and returns
 //   prints                        main writes one line to standard output, unbuffered
 //   sleeps=MS, load-sleeps=MS     main sleeps; the library sleeps while it is loaded
 //   logs-exit                     logs when the process runs its exit handlers
@@ -41,6 +43,13 @@ std::string& At(jobject reference) {
   return *reinterpret_cast<std::string*>(reference);
 }
 
+void EndAsAsked(const char* name) {
+  if (const auto code = Asked(name)) {
+    exitHook(*code);
+    std::exit(*code);
+  }
+}
+
 [[gnu::constructor]] void OnLoad() {
   if (const auto milliseconds = Asked("load-sleeps")) {
     Log("loading");
@@ -59,7 +68,8 @@ void JNICALL CallStaticVoidMethod(JNIEnv*, jclass type, jmethodID method, ...) {
   if (Asked("prints") && write(1, greeting.data(), static_cast<unsigned>(greeting.size())) < 0)
     Log("standard output is closed");
   Pause(Asked("sleeps"));
-  if (const auto code = Asked("exit")) exitHook(*code);
+  if (const auto code = Asked("hook")) exitHook(*code);
+  EndAsAsked("exit");
   pending = Asked("exception").has_value();
 }
 
@@ -126,7 +136,7 @@ extern "C" JNIEXPORT jint JNICALL JNI_CreateJavaVM(JavaVM** machine, void** envi
   static JNIInvokeInterface_ invocation{};
   invocation.DestroyJavaVM = [](JavaVM*) -> jint {
     Log(pending ? "DestroyJavaVM with a pending exception" : "DestroyJavaVM");
-    if (const auto code = Asked("late-exit")) exitHook(*code);
+    EndAsAsked("late-exit");
     return JNI_OK;
   };
   static JNIEnv env{&functions};
