@@ -4,10 +4,11 @@ import collections
 import pathlib
 import re
 import shutil
+import socket
 import subprocess
 
 import pytest
-from harness import JAVASOFT, MISMATCH, TARGETS, UPDATE_SET, failure
+from harness import JAVASOFT, MISMATCH, TARGETS, UPDATE_SET, failure, read_text, wait_until
 from scripted_assistant import NULL, ScriptedAssistant, number, text
 
 FAULTY = "utilities/launch/tests/reliability/Torvel_faults"
@@ -51,6 +52,19 @@ CODE_PATHS = {
 }
 
 
+def assert_released(calls, what):
+    """Every key and socket is closed, a socket without a connection before the next one is made. Windows Sockets is
+    released after the last one and before Java is looked for."""
+    tried = [call.removesuffix(" failed") for call in calls]
+    assert calls.count("RegOpenKeyExA") == tried.count("RegCloseKey"), what
+    opened = 0 if "WSAStartup failed" in calls else calls.count("WSASocketA")
+    assert opened == tried.count("closesocket"), what
+    assert not re.search("WSAConnect failed ((?!closesocket).)*WSASocketA", " ".join(calls)), what
+    assert tried.count("WSAStartup") == tried.count("WSACleanup") <= 1, what
+    released = [call for call in tried if call in ("closesocket", "WSACleanup", "LoadLibraryA")]
+    assert released == sorted(released, key=("closesocket", "WSACleanup", "LoadLibraryA").index), what
+
+
 @pytest.mark.parametrize("args, version, usual, others", CODE_PATHS.values(), ids=CODE_PATHS)
 def test_each_call_fails_once(workspace, product, registry, tmp_path, monkeypatch, assistant,
                               args, version, usual, others):
@@ -82,7 +96,10 @@ def test_each_call_fails_once(workspace, product, registry, tmp_path, monkeypatc
 
     undisturbed, calls = run()
     assert undisturbed.code == usual, undisturbed
-    counts = collections.Counter(call for call in calls if not version or call not in WATCHER)
+    assert_released(calls, undisturbed)
+    options = {call for call in calls if call.startswith("option ")}
+    assert options == ({f"option {socket.TCP_NODELAY}"} if version else set())  # so no time-out
+    counts = collections.Counter(call for call in calls if " " not in call and not (version and call in WATCHER))
 
     faults = [(call, n, error) for call in sorted(counts) for n in range(1, counts[call] + 1)
               for error in ERRORS[call]]
@@ -97,11 +114,24 @@ def test_each_call_fails_once(workspace, product, registry, tmp_path, monkeypatc
             assert (result.code == FAILED) == bool(re.search(EXPLAINED, result.out)), what
         if call in WARNINGS:
             assert f"Warning: {WARNINGS[call]}, cannot terminate on its exit\n" in result.out, what
-        if version and result.code == FALLBACK:
-            assert made.index("WSACleanup") < made.index("LoadLibraryA"), what
+        assert_released(made, what)
         assert {file.name: file.read_text() for file in target.iterdir()} in valid_states, what
     assert set(others) - {WATCHED} <= codes
     print(f"faults: {args}: {len(faults)} points, {len(counts)} different calls, codes {sorted(codes)}")
+
+
+def test_waits_have_no_limit(workspace, product, tmp_path, monkeypatch):
+    """The watcher asks once whether the parent runs; then it and the wait for the child have no time-out."""
+    monkeypatch.setattr(product, "program", product.build / FAULTY)
+    workspace.use_java("waits,exit=3")
+    run, log = workspace.start("Checksum", env={"FAULT_LOG": str(tmp_path / "calls")}), tmp_path / "calls"
+    try:
+        wait_until(lambda: read_text(log).count("wait ") == 3, "the third wait")
+    finally:
+        workspace.add("end")
+        result = run.wait()
+    assert result.code == 3
+    assert sorted(re.findall("^wait .*", read_text(log), re.M)) == ["wait 0", *2 * [f"wait {2**32 - 1}"]]
 
 
 def test_seam_covers_every_call(product):
@@ -232,7 +262,7 @@ def test_order_of_closing_and_one_write_a_line(workspace, tmp_path, behind):
 @pytest.mark.parametrize("command", ["Checksum", "Build"])
 def test_memory_and_descriptors(workspace, tmp_path, assistant, behind, command):
     """No memory error, no leak, and at the exit no descriptor but the standard ones and the watcher's own."""
-    workspace.use_jvm("sleeps=1000,exit=5")
+    workspace.use_jvm("sleeps=1000,hook=5")
     assistant.answer(" one", "!two")
     behind("exec valgrind --leak-check=full --show-leak-kinds=definite,indirect "
            f'--track-fds=yes --log-file={tmp_path}/memcheck "$@"')
