@@ -53,7 +53,6 @@ TEST_F(Files, CopyReplacesTheTargetAndKeepsPermissions) {
   for (const char* none : {"pipe", "/dev/null"}) EXPECT_EQ(std::fopen(none, "rb"), nullptr);
   EXPECT_TRUE(Fails(CopyFileA("pipe", "new", FALSE), ERROR_ACCESS_DENIED));
   EXPECT_TRUE(Fails(CopyFileA("source", "pipe", FALSE), ERROR_ACCESS_DENIED));
-  EXPECT_TRUE(Fails(CopyFileA("missing\\new", "target", FALSE), ERROR_PATH_NOT_FOUND));
   // A read-only target is refused for the superuser too.
   EXPECT_TRUE(SetFileAttributesA("target", FILE_ATTRIBUTE_READONLY));
   EXPECT_EQ(fs::status("target").permissions(), fs::perms(0554));
@@ -86,6 +85,10 @@ TEST_F(Child, InheritsOnlyTheStandardStreams) {
   EXPECT_EQ(ReadText("child.txt"), "0\n1\n2\nsh\n");
 }
 
+TEST_F(Child, GetsAFirstWordWithoutEscapes) {
+  EXPECT_EQ(RunProgram("/bin/sh", "\"sh\\\" -c \"exit 8\""), 8u);
+}
+
 TEST_F(Child, JavaGetsAnAdaptedClassPath) {
   WriteText("java", "#!/bin/sh\necho \"$*\" > java.txt\n", fs::perms::owner_all);
   const std::string line = "-Djava.class.path=a\\b;c\\d -Da=b;c\\d M -Djava.class.path=e;f";
@@ -106,7 +109,6 @@ TEST_F(Search, OwnDirectoryThenCurrentDirectoryThenPath) {
   EXPECT_EQ(Find("tool"), m_Root + "/tool");
   char path[4096];
   const auto size = static_cast<DWORD>(Find("tool").size());
-  EXPECT_EQ(SearchPathA(nullptr, "tool", ".exe", size, path, nullptr), size + 1);
   EXPECT_EQ(_fullpath(path, "tool", size), nullptr);
   EXPECT_NE(Find("linux_tests"), "");
   EXPECT_EQ(Find("sh"), "");

@@ -5,6 +5,8 @@
 #include <windows.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -43,6 +45,12 @@ inline void WriteText(const fs::path& path, const std::string& text,
 inline std::string ReadText(const fs::path& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// For this process and the ones that it starts.
+inline void SetVariable(const std::string& name, const std::string& value) {
+  static auto& kept = *new std::deque<std::string>;  // the environment may point to them
+  putenv(kept.emplace_back(name + "=" + value).data());
 }
 
 // A call failed with this last error.

@@ -39,10 +39,11 @@ class SocketStates : public Connections {};
 class InstallFiles : public InScratch {};
 class Children : public InScratch {
  protected:
-  Children() { Set("FAKE_JAVA=waits,exit=7", "FAKE_JAVA_LOG=log"); }
-  ~Children() override { Set("FAKE_JAVA=", "FAKE_JAVA_LOG="); }
+  Children() { Set("waits,exit=7", "log"); }
+  ~Children() override { Set("", ""); }
   static void Set(const char* scenario, const char* log) {
-    for (const char* variable : {scenario, log}) putenv(const_cast<char*>(variable));
+    SetVariable("FAKE_JAVA", scenario);
+    SetVariable("FAKE_JAVA_LOG", log);
   }
 };
 
