@@ -101,8 +101,8 @@ def test_completion(build, tmp_path, words, replies):
 
 
 @pytest.mark.parametrize("words, replies", [
-    ("Torvel|checksum|", ["bin", "sub", "top.txt"]), ("Torvel|launch|x|b", ["bin/"]), ("Torvel|build|", ["engine", "game"]),
-    ("Torvel|listdependencies|", ["bin", "sub"]),
+    ("Torvel|checksum|", ["bin", "sub", "top.txt"]), ("Torvel|launch|x|b", ["bin/"]),
+    ("Torvel|build|", ["engine", "game"]), ("Torvel|listdependencies|", ["bin", "sub"]),
     ("Torvel|checksum|--workspace|=|.|a", ["a.txt"]), ("Torvel|--jar|=|none|checksum|", ["a.txt", "engine", "game"]),
     ("Torvel|--vok|checksum|", ["a.txt", "engine", "game"]), ("Torvel|--jar|=|none;bin|checksum|s", ["sub/"]),
     ("Torvel|build|--workspace|=|~/s", ["@/sub"]), ("Torvel|build|--antLog|=|~/t", ["@/top.txt"]),
@@ -112,7 +112,8 @@ def test_completion_below_the_workspace_root(build, tmp_path, words, replies):
     (tmp_path / "bin/Torvel.jar").touch()
     (tmp_path / "top.txt").touch()
     (tmp_path / "sub").mkdir()
-    complete(build, tmp_path / "sub", words, [reply.replace("@", str(tmp_path)) for reply in replies], f"HOME='{tmp_path}'")
+    replies = [reply.replace("@", str(tmp_path)) for reply in replies]
+    complete(build, tmp_path / "sub", words, replies, f"HOME='{tmp_path}'")
 
 
 def complete(build, folder, words, replies, before=""):
