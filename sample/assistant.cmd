@@ -17,7 +17,7 @@ for %%f in (Torvel.jar torvel-win64.dll swt-win64.jar Slave.jar) do (
 )
 "%home%\TorvelAssistant.exe"
 if errorlevel 1 exit /b 1
-echo The Assistant is started in %home%: what it says goes into TorvelAssistant.log there.
+echo The Assistant is started in "%home%": what it says goes into TorvelAssistant.log there.
 exit /b 0
 
 :usage

@@ -62,4 +62,7 @@ def main(chosen):
     return 1 if total["failed"] or not total["passed"] else 0
 
 
-sys.exit(main(sys.argv[1:]))
+try:
+    sys.exit(main(sys.argv[1:]))
+except KeyboardInterrupt:
+    sys.exit("scripts/test: interrupted")

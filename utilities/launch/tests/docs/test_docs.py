@@ -14,7 +14,7 @@ README, MANUAL = DOCUMENTS[ROOT / "README.md"], ROOT / "packaging/man/Torvel.1"
 
 
 def bash(build, script, *arguments, cwd=ROOT):
-    unset = "unset LD_LIBRARY_PATH TORVEL_REGISTRY"
+    unset = "unset CDPATH LD_LIBRARY_PATH TORVEL_REGISTRY"
     script = f"{unset}\nexport TORVEL_ASSISTANT=0 PATH='{build}':$PATH\n{script}"
     run = subprocess.run(["bash", "-e", "-c", script, "bash", *arguments], cwd=cwd, stdin=subprocess.DEVNULL,
                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=120)

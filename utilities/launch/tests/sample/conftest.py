@@ -19,7 +19,7 @@ SAMPLE = ROOT / "sample"
 class Sample(Workspace):
     def __init__(self, product, folder, assembled):
         self.product, self.root, self.process = product, shutil.copytree(assembled, folder / "ws"), None
-        self.native_root, self.home = product.path(self.root), folder / "assistant"
+        self.native_root, self.home = product.path(self.root), folder / "a & (b)"
         if product.windows:
             java = product.path(in_cache("java-windows", jdk()[1], "bin"))
             self.env = {"PATH": f"{java}\\server;{java}"}
@@ -32,10 +32,11 @@ class Sample(Workspace):
         if self.product.windows:
             if version:
                 assemble(self.product, root := self.root.with_name("other"), version)
-            script = self.product.path((root if version else self.root) / "assistant.cmd")
-            command = ["wine64", "cmd", "/c", script, self.product.path(self.home)]
-            subprocess.run(command, env=self.wine_env, check=True, timeout=harness.limit,
-                           stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)  # the Assistant closes it
+            command = ["wine64", "cmd", "/c", "assistant.cmd", home := self.product.path(self.home)]
+            said = subprocess.run(command, cwd=root if version else self.root, env=self.wine_env, check=True,
+                                  timeout=harness.limit, stdout=subprocess.PIPE,  # the Assistant closes it
+                                  stderr=subprocess.DEVNULL).stdout.decode()
+            assert said.startswith(f'The Assistant is started in "{home}": what it says '), said
         else:
             command = [SAMPLE / "assistant", self.home, *([version] if version else [])]
             # A restarted Assistant is a new process in the same session.
