@@ -1,6 +1,7 @@
 """Documents, manual page, completion and installation agree with the sources and the product."""
 import html
 import re
+import shlex
 import subprocess
 import zlib
 
@@ -15,7 +16,7 @@ README, MANUAL = DOCUMENTS[ROOT / "README.md"], ROOT / "packaging/man/Torvel.1"
 
 def bash(build, script, *arguments, cwd=ROOT):
     unset = "unset CDPATH LD_LIBRARY_PATH TORVEL_REGISTRY"
-    script = f"{unset}\nexport TORVEL_ASSISTANT=0 PATH='{build}':$PATH\n{script}"
+    script = f"{unset}\nexport TORVEL_ASSISTANT=0 PATH={shlex.quote(str(build))}:$PATH\n{script}"
     run = subprocess.run(["bash", "-e", "-c", script, "bash", *arguments], cwd=cwd, stdin=subprocess.DEVNULL,
                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=120)
     assert run.returncode == 0, f"{script}\nended with {run.returncode}:\n{run.stdout}"
@@ -113,21 +114,22 @@ def test_completion_below_the_workspace_root(build, tmp_path, words, replies):
     (tmp_path / "top.txt").touch()
     (tmp_path / "sub").mkdir()
     replies = [reply.replace("@", str(tmp_path)) for reply in replies]
-    complete(build, tmp_path / "sub", words, replies, f"HOME='{tmp_path}'")
+    complete(build, tmp_path / "sub", words, replies, f"HOME={shlex.quote(str(tmp_path))}")
 
 
 def complete(build, folder, words, replies, before=""):
-    script = f"{before}\nmkdir engine game; touch a.txt; source '{ROOT}/packaging/completion/Torvel'; set +e\n" \
-             'COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _Torvel; printf "%s\\n" "${COMPREPLY[@]}"'
-    assert sorted(bash(build, script, *words.split("|"), cwd=folder).split()) == replies
+    completion = shlex.quote(str(ROOT / "packaging/completion/Torvel"))
+    script = f"{before}\nmkdir engine game; touch a.txt; source {completion}; set +e\n" \
+             'COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _Torvel; printf "%s\n" "${COMPREPLY[@]}"'
+    assert sorted(filter(None, bash(build, script, *words.split("|"), cwd=folder).split("\n"))) == replies
 
 
 def test_installation(build, tmp_path):
-    bash(build, f"cmake --install {build} --prefix {tmp_path}")
+    bash(build, 'cmake --install "$1" --prefix "$2"', build, tmp_path)
     for file in ("bin/Torvel", "share/man/man1/Torvel.1", "share/bash-completion/completions/Torvel",
                  "share/doc/Torvel/README.md", "share/doc/Torvel/docs/command-flow.svg"):
         assert (tmp_path / file).is_file(), file
     assert b".debug_info" not in (tmp_path / "bin/Torvel").read_bytes()
     assert len(list(links(tmp_path / "share/doc/Torvel"))) > 20 and dead_links(tmp_path / "share/doc/Torvel") == []
-    usage = bash(build, f"{tmp_path}/bin/Torvel --help || [ $? -eq 255 ]")
+    usage = bash(build, '"$1/bin/Torvel" --help || [ $? -eq 255 ]', tmp_path)
     assert usage.startswith(f"Torvel Launcher {VERSION}\n")

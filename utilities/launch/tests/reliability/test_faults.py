@@ -3,6 +3,7 @@ exit code and a text that belong to the failure, and each file of an update is e
 import collections
 import pathlib
 import re
+import shlex
 import shutil
 import socket
 import subprocess
@@ -242,7 +243,7 @@ def test_order_of_closing_and_one_write_a_line(workspace, tmp_path, behind):
     workspace.add_update_set()
     (tmp_path / "target").mkdir()
     old = f"cwd={tmp_path}/target|version=2.8.9"
-    behind(f'strace -f -qq -s 9999 -e trace=connect,shutdown,write -o {tmp_path}/calls "$@"')
+    behind(f'strace -f -qq -s 9999 -e trace=connect,shutdown,write -o {shlex.quote(str(tmp_path))}/calls "$@"')
     with ScriptedAssistant() as assistant:
         assistant.scripts += [lambda c: (c.status(old), c.read_text(), c.close()), lambda c: c.status(old)]
         assistant.answers(text(" one") + text("!two") + text(" " + "3" * 5000) + NULL + number(BUILT))
@@ -265,7 +266,7 @@ def test_memory_and_descriptors(workspace, tmp_path, assistant, behind, command)
     workspace.use_jvm("sleeps=1000,hook=5")
     assistant.answer(" one", "!two")
     behind("exec valgrind --leak-check=full --show-leak-kinds=definite,indirect "
-           f'--track-fds=yes --log-file={tmp_path}/memcheck "$@"')
+           f'--track-fds=yes --log-file={shlex.quote(str(tmp_path))}/memcheck "$@"')
     result, said = workspace.run(command, "T", "--debug"), (tmp_path / "memcheck").read_text()
     before, opened, after = re.split("FILE DESCRIPTORS|HEAP SUMMARY", said)
     assert result.code == 5 and " at 0x" not in before + after, said  # each finding has a stack

@@ -104,11 +104,11 @@ def test_odd_environment_entries(workspace, product, assistant, tmp_path, monkey
     """An entry without "=" is left out, a name may be empty, and of two entries with one name the last counts."""
     program = tmp_path / "program"
     program.write_text(f'''#!/usr/bin/python3
-import ctypes, sys
+import ctypes, os, sys
 def array(*texts):
-    return (ctypes.c_char_p * (len(texts) + 1))(*map(str.encode, texts))
+    return (ctypes.c_char_p * (len(texts) + 1))(*map(os.fsencode, texts))
 execve = ctypes.CDLL(None).execve
-execve(b"{product.program}", array(*sys.argv), array("A=1", "without", "=x=y", "A=2"))
+execve({os.fsencode(product.program)}, array(*sys.argv), array("A=1", "without", "=x=y", "A=2"))
 ''')
     program.chmod(0o755)
     monkeypatch.setattr(product, "program", program)
