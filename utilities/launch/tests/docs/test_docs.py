@@ -85,6 +85,14 @@ def test_readme_and_manual_list_every_command_and_the_same_options():
     assert subprocess.run(["mandoc", "-Tlint", MANUAL], capture_output=True, text=True).stdout == ""
 
 
+def test_usage_text_lists_what_the_readme_does(build):
+    commands = re.findall(r"^\| ([A-Z].*?) \|(?: `(.*?)`)? \|(.*)", README, re.M)
+    expected = [f"{name} {arguments}".strip().replace("\\|", "|") for names, arguments, note in commands
+                for name in names.split(", ") if "not in the usage text" not in note]
+    usage = bash(build, "Torvel || [ $? -eq 255 ]")
+    assert sorted(re.findall(r"^\t([A-Z].*)$", usage, re.M)) == sorted(expected)
+
+
 def test_sample_has_every_command():
     """As a class with a main."""
     sources = [*(ROOT / "sample/tool/src/com/drel/torvel").glob("*/*.java")]
