@@ -3,8 +3,10 @@
 # Linux: stack protector, fortified library calls, position independence, read-only relocations bound at start.
 # Windows: stack protector, address space randomisation with high entropy, no execution of data.
 # Both link the compiler's runtimes statically: a product needs only what the system itself ships.
+# Microsoft's compiler has these protections by default.
 add_library(hardening INTERFACE)
-if(TORVEL_SANITIZE)
+set(CMAKE_MSVC_RUNTIME_LIBRARY MultiThreaded)
+if(TORVEL_SANITIZE OR MSVC)
   return()
 endif()
 target_compile_options(hardening INTERFACE -fstack-protector-strong)

@@ -8,7 +8,7 @@ void EnableDebug();
 bool IsDebugEnabled();
 
 // Formatted as printf does.
-__attribute__((format(printf, 1, 2))) void DebugPrint(const char* format, ...);
+[[gnu::format(printf, 1, 2)]] void DebugPrint(const char* format, ...);
 
 // Unformatted: for lines with a path or a class name, which may contain "%".
 void DebugText(std::string_view text);

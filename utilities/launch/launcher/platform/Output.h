@@ -16,5 +16,5 @@
 void Write(FILE* stream, std::string_view text);
 
 // To standard output, formatted as printf does.
-__attribute__((format(printf, 1, 2))) void Print(const char* format, ...);
+[[gnu::format(printf, 1, 2)]] void Print(const char* format, ...);
 void PrintArguments(const char* format, va_list arguments);

@@ -6,11 +6,10 @@
 //   exit=N, late-exit=N           ends the process as HotSpot does, in main or in DestroyJavaVM:
 //                                 calls the exit hook, then exit
 //   hook=N                        main calls the exit hook and returns
-//   prints                        main writes one line to standard output, unbuffered
+//   prints                        main writes one line to standard output and flushes it
 //   sleeps=MS, load-sleeps=MS     main sleeps; the library sleeps while it is loaded
 //   logs-exit                     logs when the process runs its exit handlers
 #include <jni.h>
-#include <unistd.h>
 
 #include <cstdarg>
 #include <deque>
@@ -50,12 +49,13 @@ void EndAsAsked(const char* name) {
   }
 }
 
-[[gnu::constructor]] void OnLoad() {
+[[maybe_unused]] const bool loaded = [] {
   if (const auto milliseconds = Asked("load-sleeps")) {
     Log("loading");
     Pause(milliseconds);
   }
-}
+  return true;
+}();
 
 void JNICALL CallStaticVoidMethod(JNIEnv*, jclass type, jmethodID method, ...) {
   va_list arguments;
@@ -64,8 +64,7 @@ void JNICALL CallStaticVoidMethod(JNIEnv*, jclass type, jmethodID method, ...) {
   va_end(arguments);
   const bool known = method == reinterpret_cast<jmethodID>(&mainMethod);
   Log("call " + At(type) + (known ? ".main" : ".?") + given);
-  const std::string greeting = "fake main runs\n";
-  if (Asked("prints") && write(1, greeting.data(), static_cast<unsigned>(greeting.size())) < 0)
+  if (Asked("prints") && (std::puts("fake main runs") < 0 || std::fflush(stdout) != 0))
     Log("standard output is closed");
   Pause(Asked("sleeps"));
   if (const auto code = Asked("hook")) exitHook(*code);

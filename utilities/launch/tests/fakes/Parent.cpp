@@ -12,6 +12,7 @@
 #include <windows.h>
 #include <winternl.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <string>
 

@@ -31,8 +31,8 @@ TEST_F(Files, AreCopiedUnlessMissingOrFolders) {
   EXPECT_EQ(GetFileAttributesA("target") & FILE_ATTRIBUTE_READONLY, 0u);
   EXPECT_TRUE(CopyFileA("source", "target", FALSE));
   EXPECT_EQ(ReadText("target"), "new");
-  for (const auto& [file, error] : {std::pair{"missing", ERROR_FILE_NOT_FOUND},
-                                    std::pair{"missing\\x", ERROR_PATH_NOT_FOUND}}) {
+  for (const auto& [file, error] : {std::pair{"missing", DWORD{ERROR_FILE_NOT_FOUND}},
+                                    std::pair{"missing\\x", DWORD{ERROR_PATH_NOT_FOUND}}}) {
     EXPECT_TRUE(Fails(GetFileAttributesA(file) != INVALID_FILE_ATTRIBUTES, error)) << file;
     EXPECT_TRUE(Fails(SetFileAttributesA(file, FILE_ATTRIBUTE_NORMAL), error)) << file;
   }

@@ -4,5 +4,5 @@
 #include <winsock2.h>
 
 using PeerLength = int;
-constexpr auto ClosePeer = ::closesocket;
+const auto ClosePeer = ::closesocket;
 constexpr DWORD kHidden = FILE_ATTRIBUTE_HIDDEN;
