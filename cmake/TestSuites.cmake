@@ -7,7 +7,8 @@ function(add_suite name label)
       FIXTURES_REQUIRED wine
       RESOURCE_LOCK wine
       ENVIRONMENT "WINEPREFIX=${CMAKE_BINARY_DIR}/wine;WINEDEBUG=-all;WINEDLLOVERRIDES=mscoree,mshtml="
-      ENVIRONMENT_MODIFICATION PATH=path_list_append:/usr/lib/wine)
+      # Wine's ANSI code page is 1252 without a locale.
+      ENVIRONMENT_MODIFICATION "PATH=path_list_append:/usr/lib/wine;LC_ALL=unset:;LC_CTYPE=unset:;LANG=unset:")
   endif()
 endfunction()
 
