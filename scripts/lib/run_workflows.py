@@ -19,7 +19,8 @@ ON_DEMAND = {"windows-clang"}  # fetches 100 MB and builds its libraries
 
 def cases(report):
     written = report.exists() and report.stat().st_size
-    return list(xml.etree.ElementTree.parse(report).iter("testcase")) if written else []
+    # A failure's text may be in the code page of Windows.
+    return list(xml.etree.ElementTree.fromstring(report.read_text("utf-8", "replace")).iter("testcase")) if written else []
 
 
 def outcome_of_case(case):
