@@ -86,7 +86,7 @@ TEST_F(Child, InheritsOnlyTheStandardStreams) {
 }
 
 TEST_F(Child, GetsAFirstWordWithoutEscapes) {
-  EXPECT_EQ(RunProgram("/bin/sh", "\"sh\\\" -c \"exit 8\""), 8u);
+  EXPECT_EQ(RunProgram("/bin/sh", "\"s\"\"h\\\" -c \"exit ${#0}\""), 3u);  // sh and a backslash
 }
 
 TEST_F(Child, JavaGetsAnAdaptedClassPath) {

@@ -284,11 +284,13 @@ def test_java_at_hand(workspace, tmp_path, found):
 
 
 @pytest.mark.linux_only
-def test_registry_beyond_the_limit(workspace, registry):
+@pytest.mark.parametrize("size, said", [(100_000, "No DLL at own"), (4_300_000, "No installation key found")])
+def test_long_registry(workspace, registry, size, said):
+    """What lies beyond 4 MB of it is not read."""
     workspace.use_java("exit=9")
-    env = registry({"Other": {"x": 1100 * (4096 * "-")}, **OWN})
+    env = registry({"Other": {"x": size * "-"}, **OWN})
     result = workspace.run("Checksum", "--debug", env=env)
-    assert result.code == 9 and "No installation key found" in result.out
+    assert result.code == 9 and f"\n{said}" in result.out
 
 
 @pytest.mark.parametrize("size, code", [(259, 8), (260, 77)])

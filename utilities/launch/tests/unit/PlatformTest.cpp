@@ -107,7 +107,7 @@ TEST_F(Children, InheritNoHandle) {
 }
 
 TEST(Socket, KeepsTheErrorOfItsOwnFailure) {
-  const SocketStartup startup;
+  EXPECT_EQ(InitialiseSockets(), 0);
   Peer peer;
   peer.StopListening();
   Socket socket;
@@ -125,6 +125,7 @@ TEST(Socket, KeepsTheErrorOfItsOwnFailure) {
   EXPECT_EQ(WSAGetLastError(), 0);
   EXPECT_EQ(socket.Send("x", 1, 0), -1);
   EXPECT_EQ(socket.GetError(), 0U);
+  EXPECT_EQ(CleanupSockets(), 0);
 }
 
 TEST_F(SocketStates, FollowThePeerAndCreate) {
