@@ -1,4 +1,5 @@
 # add_suite(<name> <label> <command>...): a test that runs in the build folder; for Torvel.exe with a Wine prefix there.
+# Wine reads paths in the encoding of the locale.
 function(add_suite name label)
   add_test(NAME ${name} COMMAND ${ARGN} WORKING_DIRECTORY ${CMAKE_BINARY_DIR})
   set_tests_properties(${name} PROPERTIES LABELS ${label})
@@ -6,9 +7,8 @@ function(add_suite name label)
     set_tests_properties(${name} PROPERTIES
       FIXTURES_REQUIRED wine
       RESOURCE_LOCK wine
-      ENVIRONMENT "WINEPREFIX=${CMAKE_BINARY_DIR}/wine;WINEDEBUG=-all;WINEDLLOVERRIDES=mscoree,mshtml="
-      # Wine's ANSI code page is 1252 without a locale.
-      ENVIRONMENT_MODIFICATION "PATH=path_list_append:/usr/lib/wine;LC_ALL=unset:;LC_CTYPE=unset:;LANG=unset:")
+      ENVIRONMENT "WINEPREFIX=${CMAKE_BINARY_DIR}/wine;WINEDEBUG=-all;WINEDLLOVERRIDES=mscoree,mshtml=;LC_ALL=C.UTF-8"
+      ENVIRONMENT_MODIFICATION PATH=path_list_append:/usr/lib/wine)
   endif()
 endfunction()
 

@@ -175,7 +175,7 @@ def registry_text(folder, keys):
 
 def wine_environment(prefix):
     """Creates the prefix too."""
-    env = {"PATH": os.environ["PATH"] + ":/usr/lib/wine", "HOME": str(prefix.parent),
+    env = {"PATH": os.environ["PATH"] + ":/usr/lib/wine", "HOME": str(prefix.parent), "LC_ALL": "C.UTF-8",
            "WINEPREFIX": str(prefix), "WINEDEBUG": "-all", "WINEDLLOVERRIDES": "mscoree,mshtml="}
     prefix.mkdir(exist_ok=True)
     if not (prefix / "system.reg").exists():
