@@ -119,10 +119,10 @@ class Bench(Measuring):
             return min(run.seconds for run in runs), max(run.peak for run in runs)
 
         deep = [(levels, self.request(1, directory=self.deep_directory(levels))) for levels in (0, 60)]
-        series = [("lines", [(n, self.request(n)) for n in (1, 10_000, 100_000, 1_000_000)]),
-                  ("variables", [(n, self.request(1, variables=n)) for n in (10, 100, 1_000, 10_000)]),
+        series = [("lines", [(n, self.request(n)) for n in (1, 1_000_000)]),
+                  ("variables", [(n, self.request(1, variables=n)) for n in (10, 10_000)]),
                   ("arguments", [(n, self.request(1, arguments=[f"--option{i}=value" for i in range(n)]))
-                                 for n in (10, 100, 1_000, 10_000)]),
+                                 for n in (10, 10_000)]),
                   ("levels climbed", deep)]
         rows = []
         for name, points in series:

@@ -103,7 +103,7 @@ void FormatProperties(benchmark::State& state) {
   }
   SetCharacters(state, properties.Format().size());
 }
-BENCHMARK(FormatProperties)->Arg(40)->Arg(1000);
+BENCHMARK(FormatProperties)->Arg(1000);
 
 void ParseProperties(benchmark::State& state) {
   const std::string text = MakeProperties(state.range(0)).Format();
@@ -114,7 +114,7 @@ void ParseProperties(benchmark::State& state) {
   }
   SetCharacters(state, text.size());
 }
-BENCHMARK(ParseProperties)->Arg(40)->Arg(1000);
+BENCHMARK(ParseProperties)->Arg(1000);
 
 void SplitCommandLine(benchmark::State& state) {
   std::string line = "java";
@@ -126,7 +126,7 @@ void SplitCommandLine(benchmark::State& state) {
   }
   SetCharacters(state, line.size());
 }
-BENCHMARK(SplitCommandLine)->Arg(10)->Arg(1000);
+BENCHMARK(SplitCommandLine)->Arg(1000);
 
 }  // namespace
 
