@@ -115,7 +115,8 @@ def test_each_call_fails_once(workspace, product, registry, tmp_path, monkeypatc
             assert (result.code == FAILED) == bool(re.search(EXPLAINED, result.out)), what
         if call in WARNINGS:
             assert f"Warning: {WARNINGS[call]}, cannot terminate on its exit\n" in result.out, what
-        assert_released(made, what)
+        if result.code != WATCHED:  # the watcher ends the launcher wherever it is
+            assert_released(made, what)
         assert {file.name: file.read_text() for file in target.iterdir()} in valid_states, what
     assert set(others) - {WATCHED} <= codes
     print(f"faults: {args}: {len(faults)} points, {len(counts)} different calls, codes {sorted(codes)}")
