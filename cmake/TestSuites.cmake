@@ -12,17 +12,17 @@ function(add_suite name label)
   endif()
 endfunction()
 
-# add_googletest(<name> <program>), add_pytest(<folder>): a suite that reports its cases to results/<name>.xml there. The
-# file is empty until then, for scripts/test to tell a suite that has not reported.
+# add_googletest(<name> <program>), add_pytest(<folder> <lock>): a suite that reports its cases to results/<name>.xml
+# there. The file is empty until then, for scripts/test to tell a suite that has not reported. Of the suites with the same
+# lock one runs at a time.
 function(add_googletest name program)
   file(WRITE ${CMAKE_BINARY_DIR}/results/${name}.xml "")
   add_suite(${name} googletest ${program} --gtest_brief=1 --gtest_output=xml:results/${name}.xml)
 endfunction()
-function(add_pytest folder)
+function(add_pytest folder lock)
   file(WRITE ${CMAKE_BINARY_DIR}/results/${folder}.xml "")
   # Debian's Python: python3-pytest is installed for it.
   add_suite(${folder} pytest /usr/bin/python3 -m pytest -q -p no:cacheprovider ${CMAKE_SOURCE_DIR}/utilities/launch/tests/${folder}
     --product $<IF:$<BOOL:${WIN32}>,windows,linux> --build ${CMAKE_BINARY_DIR} --junitxml=results/${folder}.xml)
-  # The port of the Assistant.
-  set_property(TEST ${folder} APPEND PROPERTY RESOURCE_LOCK port_8118)
+  set_property(TEST ${folder} APPEND PROPERTY RESOURCE_LOCK ${lock})
 endfunction()

@@ -116,25 +116,6 @@ TEST_F(Search, OwnDirectoryThenCurrentDirectoryThenPath) {
   EXPECT_EQ(Find("sh"), "/bin/sh");
 }
 
-TEST_F(Search, JavaLibraryOfJavaHomeThenOfPath) {
-  const std::string library = "/lib/server/libjvm.so", old = "/jre/lib/amd64/server/libjvm.so";
-  for (const auto& path : {"new" + library, "old" + old, "." + library}) WriteText(path, "");
-  WriteText("new/bin/java", "", fs::perms::owner_all);
-  fs::create_directory("links");
-  fs::create_symlink("../new/bin/java", "links/java");
-  const std::tuple<std::string, std::string, std::string> rows[] = {
-      {m_Root + "/new", "", m_Root + "/new" + library},
-      {"", "/none:" + m_Root + "/links", m_Root + "/new" + library},
-      {m_Root + "/old", "/links", m_Root + "/old" + old},
-      {m_Root + "/no", "/links", ""},
-      {"", "/none", ""}};
-  for (const auto& [home, path, expected] : rows) {
-    ::setenv("JAVA_HOME", home.c_str(), 1);
-    ::setenv("PATH", (m_Root + path).c_str(), 1);
-    EXPECT_EQ(linux::FindJavaLibrary(), expected) << home << " " << path;
-  }
-}
-
 TEST(RegistryText, ReadsTextsAndSkipsMalformedLines) {
   const std::string key = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\A]\n";
   const std::pair<std::string, std::string> rows[] = {

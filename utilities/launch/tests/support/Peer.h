@@ -3,7 +3,6 @@
 
 #include <utility>
 
-#include "Platform.h"
 #include "Support.h"
 
 using PeerSocket = decltype(::socket(0, 0, 0));

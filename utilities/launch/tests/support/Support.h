@@ -13,7 +13,13 @@
 #include <string>
 #include <system_error>
 
+#include "Platform.h"
+
 namespace fs = std::filesystem;
+
+// The folder of the fakes, found from the program's own.
+inline const std::string kFakes =
+    OwnPath().substr(0, OwnPath().find_last_of("/\\")) + "/../../../../fakes/";
 
 // A test with a temporary directory as its current one.
 class InScratch : public testing::Test {

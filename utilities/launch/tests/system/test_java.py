@@ -1,5 +1,6 @@
 """Java commands: the runtime that is found, the class run in it, the fallback to a `java` child."""
 import itertools
+import re
 import shutil
 
 import pytest
@@ -267,20 +268,22 @@ def test_discovery(workspace, product, registry, tmp_path, tmp_path_factory, key
 
 
 @pytest.mark.linux_only
-@pytest.mark.parametrize("found", ["JAVA_HOME", "PATH"])
-def test_java_at_hand(workspace, tmp_path, found):
+def test_java_at_hand(workspace, tmp_path):
     """Without a registry file, the runtime of JAVA_HOME or else of the `java` on PATH, here a link, is used."""
-    for home in ("JAVA_HOME", "PATH"):
-        workspace.use_jvm("exit=8", folder=tmp_path / home / "lib/server")
-    workspace.tools = tmp_path / "PATH/bin"
+    homes = {"old": "jre/lib/amd64/server", "new": "lib/server", "path": "lib/server"}
+    for home, below in homes.items():
+        workspace.use_jvm("exit=8", folder=tmp_path / home / below)
+    workspace.tools = tmp_path / "path/bin"
     workspace.use_java("exit=77")
     (tmp_path / "links").mkdir()
     (tmp_path / "links/java").symlink_to(workspace.tools / "java")
     workspace.env = {name: value for name, value in workspace.env.items() if name.startswith("FAKE")}
-    workspace.env |= {"PATH": str(tmp_path / "links"), "JAVA_HOME": str(tmp_path / found) * (found == "JAVA_HOME")}
-    result = workspace.run("Checksum", "--debug")
-    assert result.code == 8
-    assert f"LoadLibrary success with jvmPath={tmp_path / found}/lib/server/libjvm.so\n" in result.out
+    workspace.env["PATH"] = str(tmp_path / "links")
+    for given, found in rows([("old", "old"), ("new", "new"), ("", "path"), ("none", None)]):
+        result = workspace.run("Checksum", "--debug", env={"JAVA_HOME": str(tmp_path / given) * bool(given)})
+        loaded = [f"{tmp_path / found}/{homes[found]}/libjvm.so"] if found else []
+        assert re.findall("LoadLibrary success with jvmPath=(.*)", result.out) == loaded
+        assert result.code == (8 if found else 77)
 
 
 @pytest.mark.linux_only

@@ -35,57 +35,6 @@ TEST_F(AssistantWires, SendAnyCodePointOfFourBytes) {
   EXPECT_EQ(m_Peer.Receive(expected.size()), expected);
 }
 
-TEST_F(AssistantWires, SendAStringByteByByteAsCodePoints) {
-  AssistantWire wire(Join());
-  EXPECT_TRUE(wire.SendString(std::string("ab\xE9 c\0d\x80\xFF", 9)) && wire.SendString(""));
-  EXPECT_TRUE(wire.SendString("\x7F") && wire.Flush());
-  const std::string expected(
-      "\0\0\0\x09"
-      "ab\xC3\xA9 c\0d\xC2\x80\xC3\xBF"
-      "\0\0\0\0"
-      "\0\0\0\x01\x7F",
-      25);
-  EXPECT_EQ(m_Peer.Receive(expected.size()), expected);
-}
-
-TEST_F(AssistantWires, ReceiveAStringInPieces) {
-  struct Row {
-    int length;
-    std::string first, second;  // which arrive apart
-    bool isWhole;
-    std::string text, rest;
-  };
-  const Row rows[] = {{6, "abc", "def", true, "abcdef", ""},  // a run ends with what has arrived
-                      {3, "a\xC3",
-                       "\xA9"
-                       "b",
-                       true,
-                       "a\xE9"
-                       "b",
-                       ""},  // a sequence is cut
-                      {2, "\xF0\x90", "\x81\x82\xE2\x82\xAC", true, "\x42\xAC", ""},
-                      {2, "abcd", "ef", true, "ab", "cdef"},  // the string ends in a run
-                      {3, "ab", "cd", true, "abc", "d"},
-                      {3, "abc", "d", true, "abc", "d"},
-                      {2,
-                       "a\xC2\x80"
-                       "b",
-                       "c", true, "a\x80", "bc"},  // the last character has two bytes
-                      {4, "ab\xC3", "", false, "ab", ""}};
-  for (const Row& row : rows) {
-    AssistantWire wire(Join());
-    const uint32_t length = htonl(static_cast<uint32_t>(row.length));
-    m_Peer.SendApart(std::string(reinterpret_cast<const char*>(&length), 4) + row.first,
-                     row.second);
-    m_Peer.Close();
-    std::string text = "former", rest;
-    EXPECT_EQ(wire.ReceiveString(text), row.isWhole) << row.first << "|" << row.second;
-    EXPECT_EQ(text, row.text) << row.first << "|" << row.second;
-    for (int next; (next = wire.ReceiveByte()) >= 0;) rest += static_cast<char>(next);
-    EXPECT_EQ(rest, row.rest) << row.first << "|" << row.second;
-  }
-}
-
 TEST(PropertyMap, ParsesAndFormats) {
   const std::pair<const char*, const char*> rows[] = {
       {"version=1.2||junk|cwd=C:%5cx", "cwd=C:\\x|version=1.2"},

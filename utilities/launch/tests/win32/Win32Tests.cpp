@@ -105,7 +105,7 @@ TEST(ErrorTexts, EndTheirLine) {
 TEST_F(Process, HasAnExitCodeOnceTheWaitEnds) {
   PROCESS_INFORMATION child = {};
   SetVariable("FAKE_JAVA", "waits,exit=7");  // for a file "end"
-  ASSERT_TRUE(Start(FAKE_JAVA, "java", child));
+  ASSERT_TRUE(Start(kFakes + FAKE_JAVA, "java", child));
   EXPECT_EQ(WaitForSingleObject(child.hProcess, 0), DWORD{WAIT_TIMEOUT});
   constexpr DWORD kRights = SYNCHRONIZE | PROCESS_QUERY_INFORMATION;
   const HANDLE opened = OpenProcess(kRights, FALSE, child.dwProcessId);
@@ -132,12 +132,13 @@ TEST_F(Process, FailsToStartWithAnErrorCode) {
 }
 
 TEST_F(Library, LoadsByPathAndFindsFunctionsByName) {
-  const HMODULE library = LoadLibraryA(FAKE_JVM);
+  ASSERT_TRUE(CopyFileA((kFakes + FAKE_JVM).c_str(), "fake.dll", FALSE));
+  const HMODULE library = LoadLibraryA(".\\fake.dll");
   EXPECT_TRUE(GetProcAddress(library, "JNI_CreateJavaVM") != nullptr) << GetLastError();
   EXPECT_TRUE(GetProcAddress(library, "jni_CreateJavaVM") == nullptr);
   char path[1000];
   const DWORD length = GetModuleFileNameA(library, path, sizeof path);
-  EXPECT_TRUE(length == strlen(path) && ReadText(path) == ReadText(FAKE_JVM)) << path;
+  EXPECT_TRUE(length == strlen(path) && ReadText(path) == ReadText("fake.dll")) << path;
   EXPECT_EQ(GetModuleFileNameA(library, path, length), length);  // too small by one
   WriteText("garbage.dll", "no library");
   EXPECT_EQ(LoadLibraryA(".\\garbage.dll"), nullptr);
