@@ -62,7 +62,7 @@ def test_example_conversation(workspace, product, assistant):
 
 # Arguments after the verb, and the parameters sent without the last two. "@" is the start path of src/game.
 REBASED = [
-    (["Game", "Release"], ["@/Game", "Release"]),
+    (["Game", "", "Release"], ["@/Game", "", "Release"]),
     ([], []),
     (["--x", "Game", "--antLog=log"], ["--x", "Game", "--antLog=@/log"]),
     (["-t=a/b", "-y"], ["@/-t=a/b", "-y"]),
