@@ -21,7 +21,7 @@ add_check(includes scripts/check-includes)
 add_check(shell "git grep -lE '^(#!.*sh|# shellcheck shell=.*)$' | xargs shellcheck")
 add_check(python "'${RUFF}' check --no-cache .")
 add_check(tidy "grep -oP '\"file\": \"\\K[^\"]+' '${CMAKE_BINARY_DIR}/compile_commands.json' |
-  xargs -P $(nproc) -n 1 '${CLANG_TIDY}' --quiet -p '${CMAKE_BINARY_DIR}'")
+  xargs -d '\\n' -P $(nproc) -n 1 '${CLANG_TIDY}' --quiet -p '${CMAKE_BINARY_DIR}'")
 if(git_failed)
   message(NOTICE "The checks format and shell are skipped: ${git_reason}")
   set_tests_properties(format shell PROPERTIES DISABLED ON)
