@@ -41,13 +41,6 @@ class Peer {
     const auto length = static_cast<PeerLength>(text.size());
     EXPECT_EQ(static_cast<PeerLength>(::send(m_Connection, text.data(), length, 0)), length);
   }
-  // The other side receives the two apart, whenever it reads: a receive ends before an urgent byte,
-  // and the next one skips that.
-  void SendApart(const std::string& first, const std::string& second) const {
-    Send(first);
-    EXPECT_EQ(::send(m_Connection, "!", 1, MSG_OOB), 1);
-    Send(second);
-  }
   // Fewer bytes at the end of the stream.
   std::string Receive(std::size_t length) const {
     std::string text, piece(length, '\0');
