@@ -73,7 +73,8 @@ class Run:
         story.append(self)
 
     def __str__(self):
-        ends = (f"{path.suffix}: " + "\n      ".join(read_text(path).splitlines()[-12:]) for path in self.files[:2])
+        ends = (f"{path.suffix}: " + "\n      ".join(line[:300] for line in read_text(path).splitlines()[-12:])
+                for path in self.files[:2])
         return "\n".join([f"Torvel {self.args!r:.500}", f"exit code: {self.code}", *ends])
 
     def reported(self, pattern):
